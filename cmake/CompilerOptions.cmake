@@ -1,0 +1,40 @@
+# What every target of the project is compiled and linked with: warnings, hardening, sanitizers.
+# Targets take it by linking spfcheck_options; it is not handed on to those who use the libraries.
+
+include(CheckCXXCompilerFlag)
+include(CheckPIESupported)
+
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+check_pie_supported(LANGUAGES CXX)
+
+add_library(spfcheck_options INTERFACE)
+
+target_compile_options(spfcheck_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wnon-virtual-dtor
+  -Woverloaded-virtual
+  # Assertion texts name a source by its path from the repository's root.
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+if(SPFCHECK_WARNINGS_AS_ERRORS)
+  target_compile_options(spfcheck_options INTERFACE -Werror)
+endif()
+
+if(SPFCHECK_SANITIZE)
+  target_compile_options(spfcheck_options INTERFACE
+    -fsanitize=${SPFCHECK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(spfcheck_options INTERFACE -fsanitize=${SPFCHECK_SANITIZE})
+else()
+  # Hardened as Debian hardens its packages. Sanitizers bring checks of their own instead.
+  target_compile_options(spfcheck_options INTERFACE -fstack-protector-strong)
+  foreach(flag -fstack-clash-protection -fcf-protection)
+    string(MAKE_C_IDENTIFIER "has${flag}" has_flag)
+    check_cxx_compiler_flag(${flag} ${has_flag})
+    if(${has_flag})
+      target_compile_options(spfcheck_options INTERFACE ${flag})
+    endif()
+  endforeach()
+  # _FORTIFY_SOURCE works in optimized code only.
+  target_compile_options(spfcheck_options INTERFACE
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
+    $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  target_link_options(spfcheck_options INTERFACE LINKER:-z,relro LINKER:-z,now)
+endif()

@@ -1,0 +1,27 @@
+// fwk::Boolean is a flag that any number of threads may read and set. Every access takes the lock
+// of its own that the flag carries, for as long as the copy takes.
+
+#pragma once
+
+#include "framework/core/Locks.h"
+
+namespace fwk {
+
+class Boolean {
+ public:
+  Boolean() = default;  // false
+  virtual ~Boolean() noexcept(false);
+
+  Boolean(const Boolean&) = delete;
+  Boolean& operator=(const Boolean&) = delete;
+
+  // Both throw a StdSystemException when the lock fails.
+  operator bool() const;
+  Boolean& operator=(bool value);
+
+ private:
+  mutable MutexReadWriteInstance m_lock;
+  bool m_value = false;  // guarded by m_lock
+};
+
+}  // namespace fwk

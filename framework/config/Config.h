@@ -1,0 +1,42 @@
+// Config is the configuration store of the process: the entries of one file of key=value lines.
+//
+// Load it before other threads run; after that any thread may look up.
+
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+class Config {
+ public:
+  Config() = delete;
+
+  // Replaces the store by the entries of the file at path. Throws ConfigException "Unable to read
+  // configuration file:" when the file exists but cannot be opened or read; the entries read until
+  // then stay. A file that does not exist leaves an empty store.
+  //
+  // A line counts up to 1024 characters, without the blanks, tabs, carriage returns and line feeds
+  // at its ends. It is skipped when it is empty, begins with "#", has no "=" or begins with one.
+  // A line that begins with "[" and holds a "]" starts a section, named by what stands between the
+  // "[" and the last "]", trimmed as the line is. Only lines before the first section, in a section
+  // without a name and in the one named subsection count.
+  // The key is the text before the first "=", in lower case and not trimmed; the value is the
+  // rest, trimmed, which may be empty. The last line with a key wins.
+  static void Load(const std::string& path, const std::string& subsection);
+
+  // The value of key, in whatever case it is given; defaultValue when the store does not have it.
+  static std::string GetString(const std::string& key, const std::string& defaultValue);
+
+  // The value as a decimal number, with a sign or without; defaultValue when the store does not
+  // have the key or its value is anything else.
+  static std::int32_t GetInt(const std::string& key, std::int32_t defaultValue);
+
+  inline static std::map<std::string, std::string> m_config;  // by key, in lower case
+  inline static std::string m_configFilename;                 // the file last loaded
+  inline static std::string m_subsection;                     // the section wanted of it
+
+ private:
+  static void Read();
+  static void StoreEntry(const std::string& line);
+};

@@ -1,0 +1,76 @@
+#include "framework/core/Exceptions.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sstream>
+
+StdException::StdException(const std::string& message) : m_message(message) {
+}
+StdException::~StdException() = default;
+
+const char* StdException::what() const noexcept {
+  return m_message.c_str();
+}
+
+const char* StdException::GetMessage() const noexcept {
+  return what();
+}
+
+StdSystemException::StdSystemException(std::int32_t code, const std::string& message)
+    : StdException(message), m_code(code) {
+}
+StdSystemException::StdSystemException(const std::string& function)
+    : StdSystemException(function, errno) {
+}
+StdSystemException::StdSystemException(const std::string& function, std::int32_t code)
+    : StdException(FormatSystemError(function, code)), m_code(code) {
+}
+StdSystemException::~StdSystemException() = default;
+
+std::int32_t StdSystemException::GetCode() const noexcept {
+  return m_code;
+}
+
+SocketException::SocketException(const std::string& message) : StdException(message) {
+}
+SocketException::~SocketException() = default;
+
+SocketClosedException::SocketClosedException(const std::string& message)
+    : SocketException(message) {
+}
+SocketClosedException::~SocketClosedException() = default;
+
+RBLSocketException::RBLSocketException(const std::string& message) : SocketException(message) {
+}
+RBLSocketException::~RBLSocketException() = default;
+
+UDPSocketException::UDPSocketException(const std::string& message) : StdException(message) {
+}
+UDPSocketException::~UDPSocketException() = default;
+
+UDPSocketTimeoutException::UDPSocketTimeoutException(const std::string& message)
+    : UDPSocketException(message) {
+}
+UDPSocketTimeoutException::~UDPSocketTimeoutException() = default;
+
+ConfigException::ConfigException(const std::string& message) : StdException(message) {
+}
+ConfigException::~ConfigException() = default;
+
+bool CheckReturnCode(int result, const char* function, int expected) {
+  if (result == expected) {
+    return true;
+  }
+  std::ostringstream text;
+  text << (function != nullptr ? function : "unknown function") << " returned " << result;
+  throw StdSystemException(result, text.str());
+}
+
+std::string FormatSystemError(const std::string& where, int code) {
+  if (where.empty()) {
+    return std::strerror(code);
+  }
+  std::ostringstream text;
+  text << where << " :: failed with code " << code << ": " << std::strerror(code);
+  return text.str();
+}

@@ -1,0 +1,42 @@
+// AnswerWalk goes through the answer section of a DNS reply (RFC 1035, section 4.1) and gives the
+// value of each record as one text.
+//
+// It trusts the reply: of the header it reads the answer count alone, and it steps on by rules of
+// its own for each type, some of which differ from the RFC. Only type A is skipped by its RDLENGTH.
+// After any type it does not know (CNAME, SOA) it goes on inside that record's data, so an address
+// behind an alias is not found. A walk ends with the answer count or the end of the reply.
+//
+// A view: the reply belongs to the caller and must outlive it. One thread at a time.
+
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "framework/dns/MessageReader.h"
+
+class AnswerWalk {
+ public:
+  // What one record holds: for A a dotted quad, for NS a host name, for TXT the bytes of its text
+  // as they came. Empty for what has no value.
+  struct Answer {
+    std::uint16_t type = 0;
+    std::string value;
+  };
+
+  // answerStart: where the first answer record begins.
+  AnswerWalk(std::span<const unsigned char> reply, std::uint32_t answerStart);
+
+  // Reads the next record into answer; false when there is none left.
+  bool Next(Answer& answer);
+
+ private:
+  void SkipName();
+  std::string ReadValue(std::uint16_t type, std::uint16_t length);
+  std::string ReadAddress(std::uint16_t length) const;
+
+  MessageReader m_reply;
+  std::uint32_t m_at;    // wraps: a text of no bytes steps back by one
+  std::uint16_t m_left;  // records that the header still promises
+};

@@ -1,0 +1,51 @@
+// DNSSocket is the DNS client: it asks the process's name server (dns_servers, port 53, UDP) for
+// the records of one domain.
+//
+// Each look-up sends one query and takes the first reply; nothing is retried, cached (but the SPF
+// text) or compared: a reply counts whoever sent it and whatever its ID, so use a name server on a
+// path that you trust. A look-up blocks for at most 5 s to send and 5 s to receive.
+//
+// One thread at a time may use an object. The first object of the process must be made before
+// other threads make theirs.
+
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "framework/net/UDPSocket.h"
+
+class DNSSocket : public UDPSocket {
+ public:
+  // domain: asked for in every look-up, as SanitiseUtf8 leaves it. Fills dns_servers when it is
+  // empty: from the last nameserver line of /etc/resolv.conf, else from the configuration key
+  // "dns_server", else with the public resolver 9.9.9.9.
+  explicit DNSSocket(const std::string& domain);
+  ~DNSSocket() noexcept(false) override;
+
+  // Fill out with the values of the domain's records of one type, in the order of the reply: dotted
+  // quads, host names, texts. Texts are cleaned as SanitiseUtf8 does. Return 0 in every case: a
+  // list that is empty or short is all that tells of a failure. That is logged: a time-out as
+  // Debug, everything else as Error.
+  // Throws only what UDPSocket::Connect throws, for a name server that cannot be used.
+  int GetARecords(std::vector<std::string>& out);
+  int GetNSRecords(std::vector<std::string>& out);
+  int GetTXTRecords(std::vector<std::string>& out);
+
+  // The domain's TXT text that contains "v=spf", the last one if there are several; empty if there
+  // is none. Asks unless a look-up of this object has found one already. Throws as above.
+  std::string GetSPFRecord();
+
+ private:
+  static void LoadNameServer();
+
+  int Query(std::vector<std::string>& out, const unsigned short& type);
+  int DoQuery(std::vector<std::string>& out, const unsigned short& type);
+  void Exchange(std::vector<std::string>& out, unsigned short type);
+  void CollectAnswers(std::span<const unsigned char> reply, std::uint32_t answerStart,
+                      std::vector<std::string>& out);
+
+  std::string m_domain;
+  std::string m_spfRecord;
+};

@@ -1,0 +1,43 @@
+#include "framework/logging/LogFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace fwk {
+
+LogFile::LogFile(const std::string& path)
+    : m_stream(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666)) {
+}
+
+LogFile::~LogFile() {
+  Close();
+}
+
+void LogFile::WriteLine(std::string_view line) {
+  std::string text;
+  text.reserve(line.size() + 1);
+  text.append(line).push_back('\n');
+
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const ssize_t written = write(m_stream, rest.data(), rest.size());
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written <= 0) {
+      return;
+    }
+    rest.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+void LogFile::Close() {
+  if (m_stream >= 0) {
+    close(m_stream);
+    m_stream = -1;
+  }
+}
+
+}  // namespace fwk

@@ -1,0 +1,34 @@
+// fwk::LogFile is a log file open for appending. It is made for each line anew, so that a file
+// renamed or removed meanwhile is never written on.
+//
+// The logger uses it with its lock held. Writing blocks as the file system does; nothing is thrown:
+// a file that cannot be opened or written loses what is written to it.
+
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace fwk {
+
+class LogFile {
+ public:
+  // Opens path to append to it. An absent file is created, as far as the umask lets readable and
+  // writable by all; an existing one keeps what it holds.
+  explicit LogFile(const std::string& path);
+  virtual ~LogFile();  // closes it
+
+  LogFile(const LogFile&) = delete;
+  LogFile& operator=(const LogFile&) = delete;
+
+  // Appends line and a line feed, in one piece where the system takes it so: lines of several
+  // processes do not mix.
+  void WriteLine(std::string_view line);
+
+  void Close();
+
+ private:
+  int m_stream;  // a descriptor; -1 when the file is not open
+};
+
+}  // namespace fwk

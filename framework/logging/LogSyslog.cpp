@@ -1,0 +1,11 @@
+#include "framework/logging/LogSyslog.h"
+
+#include <syslog.h>
+
+namespace fwk {
+
+LogSyslog::~LogSyslog() {
+  closelog();
+}
+
+}  // namespace fwk

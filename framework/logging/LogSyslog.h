@@ -1,0 +1,17 @@
+// fwk::LogSyslog is a handle on the system log: the connection to it is closed when the object
+// goes away. The logger's own lines do not need it; they open and close the log themselves.
+
+#pragma once
+
+namespace fwk {
+
+class LogSyslog {
+ public:
+  LogSyslog() = default;
+  virtual ~LogSyslog();
+
+  LogSyslog(const LogSyslog&) = delete;
+  LogSyslog& operator=(const LogSyslog&) = delete;
+};
+
+}  // namespace fwk

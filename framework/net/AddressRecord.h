@@ -1,0 +1,41 @@
+// AddressRecord is one address of a resolved name: what the system needs to open a socket to it.
+//
+// A value type: a copy owns its own copy of the address bytes. Each thread uses records of its own.
+
+#pragma once
+
+#include <sys/socket.h>
+
+#include <memory>
+#include <string>
+
+class AddressRecord {
+ public:
+  // Copies length bytes from address, a socket address of the given family (its port and address
+  // in network byte order). canonicalName is empty when the resolver gave none.
+  AddressRecord(int family, int socketType, int protocol, const sockaddr* address, int length,
+                const std::string& canonicalName);
+  AddressRecord(const AddressRecord& other);
+  AddressRecord& operator=(const AddressRecord& other);
+  AddressRecord(AddressRecord&&) noexcept = default;
+  AddressRecord& operator=(AddressRecord&&) noexcept = default;
+  ~AddressRecord() = default;
+
+  int GetFamily() const { return m_family; }
+  int GetSocketType() const { return m_socketType; }
+  int GetProtocol() const { return m_protocol; }
+  int GetLength() const { return m_length; }  // bytes
+
+  // GetLength() bytes, owned by the record.
+  const unsigned char* GetAddress() const { return m_address.get(); }
+
+  const std::string& GetCanonicalName() const { return m_canonicalName; }
+
+ private:
+  int m_family;
+  int m_socketType;
+  int m_protocol;
+  int m_length;
+  std::unique_ptr<unsigned char[]> m_address;
+  std::string m_canonicalName;
+};

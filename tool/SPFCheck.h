@@ -1,0 +1,84 @@
+// SPFCheck decides whether a host may send mail for a domain: it walks the domain's SPF record
+// term by term until one matches. The whole evaluation, look-ups and nested checks included, runs
+// in the constructor; after that only the verdict is read.
+//
+// It is simpler than RFC 7208 asks, on purpose. The verdict is whether a term matched; what a
+// qualifier says is not looked at, and terms with "-", "~" or "?" never match. A failed include or
+// redirect does not end the walk. The terms understood are, case-sensitive and by their beginning,
+// each also with "+" in front:
+//
+//   a         an A record of the target or, without ":", of the domain is the client's address;
+//             with "/prefix" the range that starts at the record holds it. So does every term that
+//             begins with "a", "all" included.
+//   mx        never matches
+//   ip4       the address or range behind "ip4:" holds the client's address (Socket::IsInRange)
+//   include   the check of the domain behind "include:" passes
+//   redirect  the check of the domain behind "redirect=" passes
+//
+// "+all", "-all", "~all" and "?all" never match. With "+" in front, ip4, include and redirect keep
+// the separator in their value, which then matches nothing in practice.
+//
+// One thread at a time. A check blocks as its look-ups do (DNSSocket): 10 s at most for each.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "framework/net/Socket.h"
+
+class SPFCheck : public Socket {
+ public:
+  // ip: the client's IPv4 address, dotted quad, not checked.
+  // smtpFrom: the envelope sender; if it has an "@", what stands behind it (blanks and ">" at its
+  //   ends cut off) is the domain, whatever domain says.
+  // domain: whose record is looked up if spfRecord is empty.
+  // depth: how many checks this one is nested in; above 10 nothing is evaluated.
+  // spfRecord: the record to evaluate in place of the published one.
+  //
+  // Throws what DNSSocket's look-ups throw, std::out_of_range for the bare terms "ip4", "include"
+  // and "redirect", and std::invalid_argument "non-digit character" for a prefix that is not a
+  // number.
+  SPFCheck(const std::string& ip, const std::string& smtpFrom, const std::string& domain,
+           std::int32_t depth, std::string spfRecord);
+  ~SPFCheck() noexcept(false) override;
+
+  // Whether a term matched.
+  bool getResult() const;
+
+ private:
+  using TermHandler = bool (SPFCheck::*)(const std::string& term, const std::string& ip);
+  struct TermKind;
+
+  void takeDomainOfSender();
+  void evaluate(const std::string& ip, std::string spfRecord);
+
+  // Whether a term matches the client address ip. The handlers' definitions stand in
+  // SPFMechanisms.cpp.
+  bool process(const std::string& term, const std::string& ip);
+  bool processA(const std::string& term, const std::string& ip);
+  bool processMX(const std::string& term, const std::string& ip);
+  bool processIP4(const std::string& term, const std::string& ip);
+  bool processINCLUDE(const std::string& term, const std::string& ip);
+  bool processREDIRECT(const std::string& term, const std::string& ip);
+  bool processNested(const std::string& target, const std::string& ip, const char* name);
+
+  // The target of a term, between its first ":" and its first "/"; empty without a ":". In
+  // targetOrDomain the check's own domain stands in for an empty one.
+  static std::string getDomain(const std::string& term);
+  std::string targetOrDomain(const std::string& term) const;
+
+  // The prefix length of a term, from its first "/" on; empty without one.
+  static std::string getCIDR(const std::string& term);
+
+  // Whether an A record of domain, with cidr behind it, holds ip; whether the range cidr does.
+  static bool checkDomain(const std::string& domain, const std::string& cidr,
+                          const std::string& ip);
+  static bool checkIP(const std::string& cidr, const std::string& ip);
+
+  bool m_result = false;
+  std::string m_smtpFrom;
+  std::string m_domain;  // the domain evaluated
+  std::int32_t m_depth;  // grows with each include and redirect that this check starts
+};

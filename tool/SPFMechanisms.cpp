@@ -1,0 +1,108 @@
+// The handlers of an SPF record's terms (RFC 7208, sections 5 and 6, as far as SPFCheck.h says).
+
+#include <string>
+#include <vector>
+
+#include "framework/dns/DNSSocket.h"
+#include "framework/logging/Logger.h"
+#include "tool/SPFCheck.h"
+
+namespace {
+
+// What stands in front of a term's value. It is skipped by count: a term written with "+" keeps
+// the separator in its value, and one shorter than this throws std::out_of_range.
+constexpr std::size_t kIp4Length = 4;       // "ip4:"
+constexpr std::size_t kIncludeLength = 8;   // "include:"
+constexpr std::size_t kRedirectLength = 9;  // "redirect="
+
+}  // namespace
+
+std::string SPFCheck::getDomain(const std::string& term) {
+  const std::size_t colon = term.find(':');
+  if (colon == std::string::npos) {
+    return "";
+  }
+  // A "/" in front of the ":" makes the count wrap, which takes all the rest.
+  const std::size_t slash = term.find('/');
+  return term.substr(colon + 1, slash == std::string::npos ? slash : slash - colon - 1);
+}
+
+std::string SPFCheck::targetOrDomain(const std::string& term) const {
+  std::string target = getDomain(term);
+  return target.empty() ? m_domain : target;
+}
+
+std::string SPFCheck::getCIDR(const std::string& term) {
+  const std::size_t slash = term.find('/');
+  return slash == std::string::npos ? "" : term.substr(slash);
+}
+
+bool SPFCheck::checkIP(const std::string& cidr, const std::string& ip) {
+  return IsInRange(cidr, ip.c_str());
+}
+
+bool SPFCheck::checkDomain(const std::string& domain, const std::string& cidr,
+                           const std::string& ip) {
+  DNSSocket dns(domain);
+  std::vector<std::string> addresses;
+  dns.GetARecords(addresses);
+  for (const std::string& address : addresses) {
+    const std::string candidate = address + cidr;
+    fwk::Logger::Log(fwk::Debug, "SPFCheck::checkDomain: ip::%s == ARecord::%s", ip.c_str(),
+                     candidate.c_str());
+    if (checkIP(candidate, ip)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool SPFCheck::processA(const std::string& term, const std::string& ip) {
+  const std::string domain = targetOrDomain(term);
+  fwk::Logger::Log(fwk::Debug, "SPFCheck::processA - domain::%s", domain.c_str());
+  return checkDomain(domain, getCIDR(term), ip);
+}
+
+bool SPFCheck::processMX(const std::string& term, const std::string& ip) {
+  const DNSSocket dns(targetOrDomain(term));
+  const std::vector<std::string> hosts;  // no MX records are asked for
+  for (const std::string& host : hosts) {
+    fwk::Logger::Log(fwk::Debug, "SPFCheck::processMX - domain::%s", host.c_str());
+    if (checkDomain(host, getCIDR(term), ip)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool SPFCheck::processIP4(const std::string& term, const std::string& ip) {
+  const std::string value = term.substr(kIp4Length);
+  if (value.empty()) {
+    return false;
+  }
+  fwk::Logger::Log(fwk::Debug, "SPFCheck::processIP4 - domain::%s", value.c_str());
+  return checkIP(value, ip);
+}
+
+bool SPFCheck::processINCLUDE(const std::string& term, const std::string& ip) {
+  return processNested(term.substr(kIncludeLength), ip, "processINCLUDE");
+}
+
+bool SPFCheck::processREDIRECT(const std::string& term, const std::string& ip) {
+  return processNested(term.substr(kRedirectLength), ip, "processREDIRECT");
+}
+
+// The check of target, one level deeper. name: the handler's, for the log.
+bool SPFCheck::processNested(const std::string& target, const std::string& ip, const char* name) {
+  if (target.empty()) {
+    return false;
+  }
+  if (target == m_domain) {
+    fwk::Logger::Log(fwk::Error, "SPFCheck::%s - error domain::%s == m_domain::%s", name,
+                     target.c_str(), m_domain.c_str());
+    return false;
+  }
+  fwk::Logger::Log(fwk::Debug, "SPFCheck::%s - domain::%s", name, target.c_str());
+  ++m_depth;
+  return SPFCheck(ip, "", target, m_depth, "").getResult();
+}
