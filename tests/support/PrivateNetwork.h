@@ -1,0 +1,17 @@
+// A network and mounts that only this test process sees, so that tests may bind port 53 and choose
+// /etc/resolv.conf without any right on the host.
+//
+// A test program that links test_private_network gets a main() that starts the program anew inside
+// such a network, with the loopback interface up and nothing else. Where the machine forbids that,
+// the program ends with status 77 and the reason, which ctest reports as skipped.
+
+#pragma once
+
+#include <string>
+
+// Makes content what /etc/resolv.conf holds, for this process and its children, from now on.
+// Throws std::system_error when that fails.
+void SetResolverFile(const std::string& content);
+
+// Makes path what opening /etc/resolv.conf opens.
+void MountResolverFile(const std::string& path);

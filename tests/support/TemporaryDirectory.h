@@ -1,0 +1,41 @@
+// A directory of its own for a test, removed with everything in it at the end.
+
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory() {
+    std::string name = (std::filesystem::temp_directory_path() / "spfcheck-test-XXXXXX").string();
+    m_path = mkdtemp(name.data());
+  }
+
+  ~TemporaryDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+  }
+
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+  const std::string& Path() const { return m_path; }
+  std::string Path(const std::string& name) const { return m_path + "/" + name; }
+
+  void Write(const std::string& name, const std::string& content) const {
+    std::ofstream(Path(name), std::ios::binary) << content;
+  }
+
+  // What the file holds; empty when there is none.
+  std::string Read(const std::string& name) const {
+    std::ostringstream content;
+    content << std::ifstream(Path(name), std::ios::binary).rdbuf();
+    return content.str();
+  }
+
+ private:
+  std::string m_path;
+};
