@@ -1,0 +1,1 @@
+#include "framework/config/Config.h"
