@@ -6,112 +6,14 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
 #include <utility>
 
+#include "framework/Utilities/CalendarFields.h"
 #include "framework/core/StringFormat.h"
 
 namespace fwk {
 
 namespace {
-
-constexpr double kFirstValue = -657434;  // 0100-01-01
-constexpr double kLastValue = 2958465;   // 9999-12-31
-constexpr double kHalfSecond = 1.0 / 172800;
-constexpr std::int32_t kSecondsPerDay = 86400;
-constexpr std::int32_t kEpochDay = 693959;  // 1899-12-30, counted from the year 0
-
-struct Fields {
-  std::int32_t second;
-  std::int32_t minute;
-  std::int32_t hour;
-  std::int32_t day;
-  std::int32_t month;
-  std::int32_t year;
-  std::int32_t dayOfWeek;  // 1 is Sunday
-  std::int32_t dayOfYear;  // from 1
-};
-
-bool IsLeapYear(std::int32_t year) {
-  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-}
-
-// Sets month and day from the day of the year.
-void LocateMonth(Fields& fields, bool leapYear) {
-  std::int32_t day = fields.dayOfYear;
-  if (leapYear && day == 60) {
-    fields.month = 2;
-    fields.day = 29;
-    return;
-  }
-  if (leapYear && day > 60) {
-    --day;
-  }
-  fields.month = day / 32 + 1;
-  while (day > DateTime::_MonthDays[fields.month]) {
-    ++fields.month;
-  }
-  fields.day = day - DateTime::_MonthDays[fields.month - 1];
-}
-
-// Sets year, day of the year, month and day from the day counted from the year 0.
-void LocateDay(Fields& fields, std::int32_t absoluteDay) {
-  const std::int32_t q400 = absoluteDay / 146097;
-  std::int32_t rest = absoluteDay % 146097;
-  const std::int32_t century = (rest - 1) / 36524;
-  bool leapBlock = true;  // the four-year block starts with a leap year
-  std::int32_t q4 = 0;
-  if (century != 0) {
-    rest = (rest - 1) % 36524;
-    q4 = (rest + 1) / 1461;
-    leapBlock = q4 != 0;
-    rest = leapBlock ? (rest + 1) % 1461 : rest;
-  } else {
-    q4 = rest / 1461;
-    rest %= 1461;
-  }
-  const std::int32_t y4 = (leapBlock ? rest - 1 : rest) / 365;
-  if (leapBlock && y4 != 0) {
-    rest = (rest - 1) % 365;
-  } else if (!leapBlock) {
-    rest %= 365;
-  }
-  fields.year = 400 * q400 + 100 * century + 4 * q4 + y4;
-  fields.dayOfYear = rest + 1;
-  LocateMonth(fields, leapBlock && y4 == 0);
-}
-
-std::optional<Fields> Decode(double value) {
-  if (!(value >= kFirstValue && value <= kLastValue)) {  // false for NaN, too
-    return std::nullopt;
-  }
-  const double rounded = value > 0 ? value + kHalfSecond : value - kHalfSecond;
-  const double magnitude = std::fabs(rounded);
-  const auto seconds =
-      static_cast<std::int32_t>((magnitude - std::floor(magnitude)) * kSecondsPerDay);
-  const std::int32_t absoluteDay = static_cast<std::int32_t>(rounded) + kEpochDay;
-
-  Fields fields{};
-  fields.second = seconds % 60;
-  fields.minute = seconds / 60 % 60;
-  fields.hour = seconds / 3600;
-  fields.dayOfWeek = (absoluteDay - 1) % 7 + 1;
-  LocateDay(fields, absoluteDay);
-  return fields;
-}
-
-std::tm ToTm(const Fields& fields) {
-  std::tm result{};
-  result.tm_sec = fields.second;
-  result.tm_min = fields.minute;
-  result.tm_hour = fields.hour;
-  result.tm_mday = fields.day;
-  result.tm_mon = fields.month - 1;
-  result.tm_year = fields.year - 1900;
-  result.tm_wday = fields.dayOfWeek - 1;
-  result.tm_yday = fields.dayOfYear - 1;
-  return result;
-}
 
 // Within a day before the epoch later times have smaller numbers; here they have larger ones.
 double Linear(double value) {
@@ -126,8 +28,7 @@ double Linear(double value) {
 
 DateTime::~DateTime() = default;
 
-DateTime::DateTime(double value) : m_value(value), m_bSetCorrectly(true) {
-}
+DateTime::DateTime(double value) : m_value(value), m_bSetCorrectly(true) {}
 
 const DateTime& DateTime::operator=(double value) {
   m_value = value;
@@ -149,8 +50,7 @@ DateTime::DateTime(std::int32_t yyyymmdd) {
   SetFields(yyyymmdd / 10000, yyyymmdd % 10000 / 100, yyyymmdd % 100, 0, 0, 0);
 }
 
-DateTime::DateTime(std::uint32_t yyyymmdd) : DateTime(static_cast<std::int32_t>(yyyymmdd)) {
-}
+DateTime::DateTime(std::uint32_t yyyymmdd) : DateTime(static_cast<std::int32_t>(yyyymmdd)) {}
 
 DateTime::DateTime(const std::time_t& seconds) {
   *this = seconds;
@@ -262,14 +162,14 @@ void DateTime::AddHours(const std::string& hours) {
 }
 
 bool DateTime::IsSameYear(const DateTime& other) const {
-  const auto mine = Decode(m_value);
-  const auto theirs = Decode(other.m_value);
+  const auto mine = CalendarFields::FromValue(m_value);
+  const auto theirs = CalendarFields::FromValue(other.m_value);
   return mine && theirs && mine->year == theirs->year;
 }
 
 bool DateTime::IsSameDay(const DateTime& other) const {
-  const auto mine = Decode(m_value);
-  const auto theirs = Decode(other.m_value);
+  const auto mine = CalendarFields::FromValue(m_value);
+  const auto theirs = CalendarFields::FromValue(other.m_value);
   return mine && theirs && mine->year == theirs->year && mine->dayOfYear == theirs->dayOfYear;
 }
 
@@ -277,11 +177,11 @@ bool DateTime::IsSameDay(const DateTime& other) const {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 std::string DateTime::Format(const char* pattern) const {
-  const auto fields = Decode(m_value);
+  const auto fields = CalendarFields::FromValue(m_value);
   if (!fields) {
     return "Invalid DateTime.";
   }
-  const std::tm time = ToTm(*fields);
+  const std::tm time = fields->ToTm();
   char buffer[128];
   const std::size_t length = std::strftime(buffer, sizeof(buffer), pattern, &time);
   return {buffer, length};

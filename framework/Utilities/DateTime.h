@@ -12,13 +12,14 @@
 #include <ctime>
 #include <string>
 
+#include "framework/Utilities/CalendarFields.h"
+
 namespace fwk {
 
 class DateTime {
  public:
   // Days before each month in a common year; [12] is the length of the year.
-  static constexpr std::int32_t _MonthDays[13] = {0,   31,  59,  90,  120, 151, 181,
-                                                  212, 243, 273, 304, 334, 365};
+  static constexpr auto& _MonthDays = kMonthDays;
 
   DateTime() = default;  // value 0.0, not set correctly
   DateTime(const DateTime&) = default;

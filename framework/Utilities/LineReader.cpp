@@ -1,8 +1,7 @@
 #include "framework/Utilities/LineReader.h"
 
 LineReader::LineReader(const std::string& path, std::size_t limit)
-    : m_file(std::fopen(path.c_str(), "re")), m_limit(limit) {
-}
+    : m_file(std::fopen(path.c_str(), "re")), m_limit(limit) {}
 
 bool LineReader::IsOpen() const {
   return m_file != nullptr;

@@ -21,8 +21,7 @@ RandomString::RandomString(const int& length, const std::string& alphabet) {
 }
 
 RandomString::RandomString(const int& length, const char* alphabet)
-    : RandomString(length, std::string(alphabet)) {
-}
+    : RandomString(length, std::string(alphabet)) {}
 
 RandomString::~RandomString() = default;
 

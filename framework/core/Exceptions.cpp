@@ -4,8 +4,7 @@
 #include <cstring>
 #include <sstream>
 
-StdException::StdException(const std::string& message) : m_message(message) {
-}
+StdException::StdException(const std::string& message) : m_message(message) {}
 StdException::~StdException() = default;
 
 const char* StdException::what() const noexcept {
@@ -17,44 +16,35 @@ const char* StdException::GetMessage() const noexcept {
 }
 
 StdSystemException::StdSystemException(std::int32_t code, const std::string& message)
-    : StdException(message), m_code(code) {
-}
+    : StdException(message), m_code(code) {}
 StdSystemException::StdSystemException(const std::string& function)
-    : StdSystemException(function, errno) {
-}
+    : StdSystemException(function, errno) {}
 StdSystemException::StdSystemException(const std::string& function, std::int32_t code)
-    : StdException(FormatSystemError(function, code)), m_code(code) {
-}
+    : StdException(FormatSystemError(function, code)), m_code(code) {}
 StdSystemException::~StdSystemException() = default;
 
 std::int32_t StdSystemException::GetCode() const noexcept {
   return m_code;
 }
 
-SocketException::SocketException(const std::string& message) : StdException(message) {
-}
+SocketException::SocketException(const std::string& message) : StdException(message) {}
 SocketException::~SocketException() = default;
 
 SocketClosedException::SocketClosedException(const std::string& message)
-    : SocketException(message) {
-}
+    : SocketException(message) {}
 SocketClosedException::~SocketClosedException() = default;
 
-RBLSocketException::RBLSocketException(const std::string& message) : SocketException(message) {
-}
+RBLSocketException::RBLSocketException(const std::string& message) : SocketException(message) {}
 RBLSocketException::~RBLSocketException() = default;
 
-UDPSocketException::UDPSocketException(const std::string& message) : StdException(message) {
-}
+UDPSocketException::UDPSocketException(const std::string& message) : StdException(message) {}
 UDPSocketException::~UDPSocketException() = default;
 
 UDPSocketTimeoutException::UDPSocketTimeoutException(const std::string& message)
-    : UDPSocketException(message) {
-}
+    : UDPSocketException(message) {}
 UDPSocketTimeoutException::~UDPSocketTimeoutException() = default;
 
-ConfigException::ConfigException(const std::string& message) : StdException(message) {
-}
+ConfigException::ConfigException(const std::string& message) : StdException(message) {}
 ConfigException::~ConfigException() = default;
 
 bool CheckReturnCode(int result, const char* function, int expected) {

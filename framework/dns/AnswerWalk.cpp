@@ -16,8 +16,7 @@ constexpr std::uint32_t kRecordDataOffset = 10;
 }  // namespace
 
 AnswerWalk::AnswerWalk(std::span<const unsigned char> reply, std::uint32_t answerStart)
-    : m_reply(reply), m_at(answerStart), m_left(m_reply.ReadUint16(kAnswerCountOffset)) {
-}
+    : m_reply(reply), m_at(answerStart), m_left(m_reply.ReadUint16(kAnswerCountOffset)) {}
 
 bool AnswerWalk::Next(Answer& answer) {
   if (m_left == 0 || !m_reply.Contains(m_at)) {

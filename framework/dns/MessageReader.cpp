@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-MessageReader::MessageReader(std::span<const unsigned char> message) : m_message(message) {
-}
+MessageReader::MessageReader(std::span<const unsigned char> message) : m_message(message) {}
 
 std::size_t MessageReader::GetSize() const {
   return m_message.size();

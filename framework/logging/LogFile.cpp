@@ -8,8 +8,7 @@
 namespace fwk {
 
 LogFile::LogFile(const std::string& path)
-    : m_stream(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666)) {
-}
+    : m_stream(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666)) {}
 
 LogFile::~LogFile() {
   Close();

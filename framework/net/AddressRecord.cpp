@@ -20,8 +20,7 @@ AddressRecord::AddressRecord(int family, int socketType, int protocol, const soc
       m_protocol(protocol),
       m_length(length),
       m_address(CopyBytes(address, length)),
-      m_canonicalName(canonicalName) {
-}
+      m_canonicalName(canonicalName) {}
 
 AddressRecord::AddressRecord(const AddressRecord& other)
     : m_family(other.m_family),
@@ -29,8 +28,7 @@ AddressRecord::AddressRecord(const AddressRecord& other)
       m_protocol(other.m_protocol),
       m_length(other.m_length),
       m_address(CopyBytes(other.GetAddress(), other.m_length)),
-      m_canonicalName(other.m_canonicalName) {
-}
+      m_canonicalName(other.m_canonicalName) {}
 
 AddressRecord& AddressRecord::operator=(const AddressRecord& other) {
   return *this = AddressRecord(other);

@@ -4,10 +4,8 @@
 #include <sys/select.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 
 #include "framework/Utilities/RandomString.h"
@@ -16,40 +14,7 @@
 
 namespace {
 
-constexpr int kLongTimeoutMs = 60000;
-constexpr int kProbeLength = 16;
-constexpr char kProbeAlphabet[] = "aA1bB2cC3dD4eE5fF6gG7hH8iI9jJkKlLmMnNoOpPqQrRsStTuUvVwWxXyYzZ";
-constexpr std::uint16_t kLastPrivilegedPort = 1023;
 constexpr std::uint32_t kMaxPayload = 65507;  // of a UDP datagram over IPv4 (RFC 768, RFC 791)
-
-// The ids that SaveIdentity() found. -1 leaves an id as it is.
-uid_t savedRealUser = static_cast<uid_t>(-1);
-uid_t savedEffectiveUser = static_cast<uid_t>(-1);
-gid_t savedRealGroup = static_cast<gid_t>(-1);
-gid_t savedEffectiveGroup = static_cast<gid_t>(-1);
-
-// A process without the right to change its ids goes on with those it has: the bind tells.
-void SwapIdentity() {
-  static_cast<void>(!setreuid(savedEffectiveUser, savedRealUser));
-  static_cast<void>(!setregid(savedEffectiveGroup, savedRealGroup));
-}
-
-void RestoreIdentity() {
-  static_cast<void>(!setreuid(savedRealUser, savedEffectiveUser));
-  static_cast<void>(!setregid(savedRealGroup, savedEffectiveGroup));
-}
-
-std::uint16_t ParsePort(const std::string& port) {
-  return static_cast<std::uint16_t>(std::strtol(port.c_str(), nullptr, 10));
-}
-
-sockaddr_in MakeAddress(in_addr_t address, std::uint16_t port) {
-  sockaddr_in result{};
-  result.sin_family = AF_INET;
-  result.sin_port = htons(port);
-  result.sin_addr.s_addr = address;
-  return result;
-}
 
 const char* Direction(bool reading) {
   return reading ? "reading" : "writing";
@@ -72,8 +37,7 @@ int WaitOnce(int descriptor, bool reading, int timeoutMs) {
 
 }  // namespace
 
-UDPSocket::UDPSocket(int descriptor, int timeout) : Socket(descriptor, timeout) {
-}
+UDPSocket::UDPSocket(int descriptor, int timeout) : Socket(descriptor, timeout) {}
 
 UDPSocket::~UDPSocket() noexcept(false) {
   UDPSocket::Destroy();
@@ -144,6 +108,23 @@ ssize_t UDPSocket::SendRaw(const char* buffer, unsigned int length) {
                 sizeof(m_peer));
 }
 
+std::uint16_t UDPSocket::ParsePort(const std::string& port) {
+  return static_cast<std::uint16_t>(std::strtol(port.c_str(), nullptr, 10));
+}
+
+sockaddr_in UDPSocket::MakeAddress(in_addr_t address, std::uint16_t port) {
+  sockaddr_in result{};
+  result.sin_family = AF_INET;
+  result.sin_port = htons(port);
+  result.sin_addr.s_addr = address;
+  return result;
+}
+
+std::string UDPSocket::MakeProbe() {
+  return RandomString(16, "aA1bB2cC3dD4eE5fF6gG7hH8iI9jJkKlLmMnNoOpPqQrRsStTuUvVwWxXyYzZ")
+      .GetString();
+}
+
 void UDPSocket::OpenSocket(bool flag) {
   CreateSocket(AF_INET, SOCK_DGRAM, IPPROTO_UDP, flag);
   if (flag) {
@@ -164,7 +145,7 @@ in_addr_t UDPSocket::Connect(const std::string& address, const std::string& port
 in_addr_t UDPSocket::ConnectAndProbe(const std::string& address, const std::string& port,
                                      bool flag) {
   const in_addr_t peer = Connect(address, port, flag);
-  std::string probe = RandomString(kProbeLength, kProbeAlphabet).GetString();
+  std::string probe = MakeProbe();
   const auto length = static_cast<unsigned int>(probe.size());
   unsigned int moved = 0;
   if (Send(probe.data(), length, moved, kLongTimeoutMs) == -1) {
@@ -178,46 +159,6 @@ in_addr_t UDPSocket::ConnectAndProbe(const std::string& address, const std::stri
   probe.resize(static_cast<std::size_t>(received));
   m_key = probe;
   return peer;
-}
-
-bool UDPSocket::Listen(const std::string& port) {
-  if (m_descriptor > 0) {
-    return true;
-  }
-  const std::uint16_t number = ParsePort(port);
-  OpenSocket(false);
-  const sockaddr_in local = MakeAddress(INADDR_ANY, number);
-  const bool privileged = number <= kLastPrivilegedPort;
-  if (privileged) {
-    SwapIdentity();
-  }
-  if (bind(m_descriptor, reinterpret_cast<const sockaddr*>(&local), sizeof(local)) < 0) {
-    ThrowSocketError("Listen - bind", 0);
-  }
-  if (privileged) {
-    RestoreIdentity();
-  }
-  m_port = number;
-  return true;
-}
-
-bool UDPSocket::Accept(UDPSocket& reply, bool flag) {
-  std::array<char, 1024 + 1> data{};  // one zero byte more than is read
-  sockaddr_in sender{};
-  socklen_t senderLength = sizeof(sender);
-  const ssize_t length = recvfrom(m_descriptor, data.data(), data.size() - 1, 0,
-                                  reinterpret_cast<sockaddr*>(&sender), &senderLength);
-  if (length == -1) {
-    ThrowSocketError("UDPSocket::Accept - recvfrom", 0);
-  }
-  std::printf("Received packet from %s:%d\n", inet_ntoa(sender.sin_addr), ntohs(sender.sin_port));
-  std::printf("Data: %s\n", data.data());
-
-  reply.OpenSocket(flag);
-  reply.m_peer = sender;
-  const RandomString identifier(kProbeLength, kProbeAlphabet);
-  unsigned int sent = 0;
-  return reply.Send(data.data(), static_cast<unsigned int>(length), sent, kLongTimeoutMs) > 0;
 }
 
 bool UDPSocket::SendMessage(const std::string& message, int timeoutMs) {
@@ -307,12 +248,4 @@ int UDPSocket::CheckSocketStatus(bool reading) {
                            .GetString(),
                        error);
   }
-}
-
-void UDPSocket::SaveIdentity() {
-  savedRealUser = getuid();
-  savedRealGroup = getgid();
-  savedEffectiveUser = geteuid();
-  savedEffectiveGroup = getegid();
-  RestoreIdentity();
 }

@@ -14,6 +14,7 @@
 #include <netinet/in.h>
 #include <sys/types.h>
 
+#include <cstdint>
 #include <string>
 
 #include "framework/net/Socket.h"
@@ -104,5 +105,11 @@ class UDPSocket : public Socket {
   std::string m_peerDescription;  // for the texts of failures
 
  private:
+  static constexpr int kLongTimeoutMs = 60000;
+
+  static std::uint16_t ParsePort(const std::string& port);
+  static sockaddr_in MakeAddress(in_addr_t address, std::uint16_t port);
+  static std::string MakeProbe();
+
   void OpenSocket(bool flag);
 };

@@ -1,0 +1,80 @@
+// The server side of UDPSocket: binding to a port and echoing datagrams.
+
+#include <arpa/inet.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+
+#include "framework/net/UDPSocket.h"
+
+namespace {
+
+constexpr std::uint16_t kLastPrivilegedPort = 1023;
+
+// The ids that SaveIdentity() found. -1 leaves an id as it is.
+uid_t savedRealUser = static_cast<uid_t>(-1);
+uid_t savedEffectiveUser = static_cast<uid_t>(-1);
+gid_t savedRealGroup = static_cast<gid_t>(-1);
+gid_t savedEffectiveGroup = static_cast<gid_t>(-1);
+
+// A process without the right to change its ids goes on with those it has: the bind tells.
+void SwapIdentity() {
+  static_cast<void>(!setreuid(savedEffectiveUser, savedRealUser));
+  static_cast<void>(!setregid(savedEffectiveGroup, savedRealGroup));
+}
+
+void RestoreIdentity() {
+  static_cast<void>(!setreuid(savedRealUser, savedEffectiveUser));
+  static_cast<void>(!setregid(savedRealGroup, savedEffectiveGroup));
+}
+
+}  // namespace
+
+bool UDPSocket::Listen(const std::string& port) {
+  if (m_descriptor > 0) {
+    return true;
+  }
+  const std::uint16_t number = ParsePort(port);
+  OpenSocket(false);
+  const sockaddr_in local = MakeAddress(INADDR_ANY, number);
+  const bool privileged = number <= kLastPrivilegedPort;
+  if (privileged) {
+    SwapIdentity();
+  }
+  if (bind(m_descriptor, reinterpret_cast<const sockaddr*>(&local), sizeof(local)) < 0) {
+    ThrowSocketError("Listen - bind", 0);
+  }
+  if (privileged) {
+    RestoreIdentity();
+  }
+  m_port = number;
+  return true;
+}
+
+bool UDPSocket::Accept(UDPSocket& reply, bool flag) {
+  std::array<char, 1024 + 1> data{};  // one zero byte more than is read
+  sockaddr_in sender{};
+  socklen_t senderLength = sizeof(sender);
+  const ssize_t length = recvfrom(m_descriptor, data.data(), data.size() - 1, 0,
+                                  reinterpret_cast<sockaddr*>(&sender), &senderLength);
+  if (length == -1) {
+    ThrowSocketError("UDPSocket::Accept - recvfrom", 0);
+  }
+  std::printf("Received packet from %s:%d\n", inet_ntoa(sender.sin_addr), ntohs(sender.sin_port));
+  std::printf("Data: %s\n", data.data());
+
+  reply.OpenSocket(flag);
+  reply.m_peer = sender;
+  const std::string identifier = MakeProbe();  // made for each client, not kept
+  unsigned int sent = 0;
+  return reply.Send(data.data(), static_cast<unsigned int>(length), sent, kLongTimeoutMs) > 0;
+}
+
+void UDPSocket::SaveIdentity() {
+  savedRealUser = getuid();
+  savedRealGroup = getgid();
+  savedEffectiveUser = geteuid();
+  savedEffectiveGroup = getegid();
+  RestoreIdentity();
+}

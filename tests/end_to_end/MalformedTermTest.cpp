@@ -1,0 +1,60 @@
+// Terms that end the process: what it has printed by then, and how it ends.
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+
+#include "tests/end_to_end/NsdServer.h"
+#include "tests/end_to_end/ToolRun.h"
+#include "tests/support/PrivateNetwork.h"
+
+namespace {
+
+struct Row {
+  const char* name;
+  const char* term;
+  const char* log;        // the lines of the term itself
+  const char* exception;  // its type and its text
+};
+
+class MalformedTermTest : public testing::TestWithParam<Row> {};
+
+constexpr char kOutOfRange[] = "'std::out_of_range'\n  what():  basic_string::substr: ";
+constexpr char kNonDigit[] = "'std::invalid_argument'\n  what():  non-digit character\n";
+
+const Row kRows[] = {
+    {"Ip4Alone", "ip4", "", kOutOfRange},
+    {"IncludeAlone", "include", "", kOutOfRange},
+    {"RedirectAlone", "redirect", "", kOutOfRange},
+    {"PrefixWithALetter", "ip4:192.0.2.1/2x",
+     "Debug: SPFCheck::processIP4 - domain::192.0.2.1/2x\n", kNonDigit},
+    {"PrefixWithADot", "a/24.0",
+     "Debug: SPFCheck::processA - domain::a.example.org\n"
+     "Debug: SPFCheck::checkDomain: ip::192.0.2.10 == ARecord::192.0.2.10/24.0\n",
+     kNonDigit},
+};
+
+}  // namespace
+
+TEST_P(MalformedTermTest, EndsTheProcessWithoutAVerdict) {
+  const NsdServer server;
+  SetResolverFile("nameserver 127.0.0.1\n");
+  const std::string record = std::string("v=spf1 ") + GetParam().term + " ip4:192.0.2.10";
+  const std::string log =
+      "Debug: SPFCheck::SPFCheck ip(192.0.2.10), smtpFrom(), domain(a.example.org)\n"
+      "Debug: SPFCheck::SPFCheck spf record = " +
+      record + "\n" + GetParam().log;
+
+  const ToolRun run = RunTool({"a.example.org", "192.0.2.10", "", record});
+
+  EXPECT_EQ(run.standardOutput, log);
+  EXPECT_EQ(run.log, log);
+  EXPECT_EQ(run.signal, SIGABRT);
+  EXPECT_EQ(run.standardError.find(std::string("terminate called after throwing an instance of ") +
+                                   GetParam().exception),
+            0U)
+      << run.standardError;
+}
+
+INSTANTIATE_TEST_SUITE_P(Terms, MalformedTermTest, testing::ValuesIn(kRows),
+                         [](const auto& row) { return row.param.name; });

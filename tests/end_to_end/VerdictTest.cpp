@@ -1,0 +1,205 @@
+// The SPF check against a real name server: verdict and log, whole.
+
+#include <gtest/gtest.h>
+
+#include "tests/end_to_end/NsdServer.h"
+#include "tests/end_to_end/ToolRun.h"
+#include "tests/support/PrivateNetwork.h"
+
+namespace {
+
+struct Row {
+  const char* name;
+  std::vector<std::string> arguments;
+  std::string log;
+  const char* verdict;
+};
+
+class VerdictTest : public testing::TestWithParam<Row> {};
+
+// The lines with which each check begins.
+std::string Begin(const std::string& ip, const std::string& sender, const std::string& domain,
+                  const std::string& record) {
+  return "Debug: SPFCheck::SPFCheck ip(" + ip + "), smtpFrom(" + sender + "), domain(" + domain +
+         ")\nDebug: SPFCheck::SPFCheck spf record = " + record + "\n";
+}
+
+// The lines of the checks chainFROM to chainLAST, each included by the one before.
+std::string Chain(int from, int last) {
+  std::string log;
+  for (int i = from; i <= last; ++i) {
+    const std::string next = "chain" + std::to_string(i + 1) + ".example.org";
+    log += Begin("192.0.2.1", "", "chain" + std::to_string(i) + ".example.org",
+                 "v=spf1 include:" + next + " -all") +
+           "Debug: SPFCheck::processINCLUDE - domain::" + next + "\n";
+  }
+  return log;
+}
+
+constexpr char kSiblings[] =
+    "v=spf1 include:s1.x.test include:s2.x.test include:s3.x.test include:s4.x.test "
+    "include:s5.x.test include:s6.x.test include:s7.x.test include:s8.x.test include:s9.x.test "
+    "include:s10.x.test";
+
+// The lines of the siblings s1 to sLAST, none of which names the client ip but perhaps the last.
+std::string Siblings(const std::string& ip, int last) {
+  std::string log;
+  for (int i = 1; i <= last; ++i) {
+    const std::string number = std::to_string(i);
+    log += "Debug: SPFCheck::processINCLUDE - domain::s" + number + ".x.test\n" +
+           Begin(ip, "", "s" + number + ".x.test", "v=spf1 ip4:192.0.2." + number) +
+           "Debug: SPFCheck::processIP4 - domain::192.0.2." + number + "\n";
+  }
+  return log;
+}
+
+const Row kRows[] = {
+    {"Ip4Passes",
+     {"ip4.example.org", "192.0.2.7"},
+     Begin("192.0.2.7", "", "ip4.example.org", "v=spf1 ip4:192.0.2.0/24 -all") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.0/24\n",
+     "SPFCheck::passed \n"},
+    {"Ip4Fails",
+     {"ip4.example.org", "198.51.100.7"},
+     Begin("198.51.100.7", "", "ip4.example.org", "v=spf1 ip4:192.0.2.0/24 -all") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.0/24\n",
+     "SPFCheck::failed \n"},
+    {"APasses",
+     {"a.example.org", "192.0.2.10"},
+     Begin("192.0.2.10", "", "a.example.org", "v=spf1 a -all") +
+         "Debug: SPFCheck::processA - domain::a.example.org\n"
+         "Debug: SPFCheck::checkDomain: ip::192.0.2.10 == ARecord::192.0.2.10\n",
+     "SPFCheck::passed \n"},
+    {"AFails",
+     {"a.example.org", "192.0.2.11"},
+     Begin("192.0.2.11", "", "a.example.org", "v=spf1 a -all") +
+         "Debug: SPFCheck::processA - domain::a.example.org\n"
+         "Debug: SPFCheck::checkDomain: ip::192.0.2.11 == ARecord::192.0.2.10\n",
+     "SPFCheck::failed \n"},
+    {"ATargetPassesByItsSecondAddress",
+     {"a-target.example.org", "192.0.2.32"},
+     Begin("192.0.2.32", "", "a-target.example.org", "v=spf1 a:hosts.example.org -all") +
+         "Debug: SPFCheck::processA - domain::hosts.example.org\n"
+         "Debug: SPFCheck::checkDomain: ip::192.0.2.32 == ARecord::192.0.2.31\n"
+         "Debug: SPFCheck::checkDomain: ip::192.0.2.32 == ARecord::192.0.2.32\n",
+     "SPFCheck::passed \n"},
+    {"ATargetFails",
+     {"a-target.example.org", "192.0.2.33"},
+     Begin("192.0.2.33", "", "a-target.example.org", "v=spf1 a:hosts.example.org -all") +
+         "Debug: SPFCheck::processA - domain::hosts.example.org\n"
+         "Debug: SPFCheck::checkDomain: ip::192.0.2.33 == ARecord::192.0.2.31\n"
+         "Debug: SPFCheck::checkDomain: ip::192.0.2.33 == ARecord::192.0.2.32\n",
+     "SPFCheck::failed \n"},
+    {"ATargetBehindAnAliasFails",
+     {"a-alias.example.org", "192.0.2.31"},
+     Begin("192.0.2.31", "", "a-alias.example.org", "v=spf1 a:alias.example.org -all") +
+         "Debug: SPFCheck::processA - domain::alias.example.org\n",
+     "SPFCheck::failed \n"},
+    {"ARangePassesAtItsUnmaskedEnd",
+     {"a-range.example.org", "192.0.3.9"},
+     Begin("192.0.3.9", "", "a-range.example.org", "v=spf1 a/24 -all") +
+         "Debug: SPFCheck::processA - domain::a-range.example.org\n"
+         "Debug: SPFCheck::checkDomain: ip::192.0.3.9 == ARecord::192.0.2.10/24\n",
+     "SPFCheck::passed \n"},
+    {"ARangeFailsBelowItsUnmaskedStart",
+     {"a-range.example.org", "192.0.2.5"},
+     Begin("192.0.2.5", "", "a-range.example.org", "v=spf1 a/24 -all") +
+         "Debug: SPFCheck::processA - domain::a-range.example.org\n"
+         "Debug: SPFCheck::checkDomain: ip::192.0.2.5 == ARecord::192.0.2.10/24\n",
+     "SPFCheck::failed \n"},
+    {"MxFailsForTheMailExchanger",
+     {"mx.example.org", "192.0.2.25"},
+     Begin("192.0.2.25", "", "mx.example.org", "v=spf1 mx -all"),
+     "SPFCheck::failed \n"},
+    {"IncludePasses",
+     {"include.example.org", "192.0.2.7"},
+     Begin("192.0.2.7", "", "include.example.org", "v=spf1 include:ip4.example.org -all") +
+         "Debug: SPFCheck::processINCLUDE - domain::ip4.example.org\n" +
+         Begin("192.0.2.7", "", "ip4.example.org", "v=spf1 ip4:192.0.2.0/24 -all") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.0/24\n",
+     "SPFCheck::passed \n"},
+    {"IncludeFails",
+     {"include.example.org", "198.51.100.7"},
+     Begin("198.51.100.7", "", "include.example.org", "v=spf1 include:ip4.example.org -all") +
+         "Debug: SPFCheck::processINCLUDE - domain::ip4.example.org\n" +
+         Begin("198.51.100.7", "", "ip4.example.org", "v=spf1 ip4:192.0.2.0/24 -all") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.0/24\n",
+     "SPFCheck::failed \n"},
+    {"RedirectPasses",
+     {"redirect.example.org", "192.0.2.7"},
+     Begin("192.0.2.7", "", "redirect.example.org", "v=spf1 redirect=ip4.example.org") +
+         "Debug: SPFCheck::processREDIRECT - domain::ip4.example.org\n" +
+         Begin("192.0.2.7", "", "ip4.example.org", "v=spf1 ip4:192.0.2.0/24 -all") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.0/24\n",
+     "SPFCheck::passed \n"},
+    {"ARedirectThatFailsLetsTheNextTermDecide",
+     {"next.example.org", "192.0.2.1"},
+     Begin("192.0.2.1", "", "next.example.org", "v=spf1 redirect=empty.example.org ip4:192.0.2.1") +
+         "Debug: SPFCheck::processREDIRECT - domain::empty.example.org\n" +
+         Begin("192.0.2.1", "", "empty.example.org", "") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n",
+     "SPFCheck::passed \n"},
+    {"ADomainWithoutARecordFails",
+     {"no-spf.example.org", "192.0.2.1"},
+     Begin("192.0.2.1", "", "no-spf.example.org", ""),
+     "SPFCheck::failed \n"},
+    {"TheSenderInAngleBracketsDecidesTheDomain",
+     {"no-spf.example.org", "192.0.2.7", "<someone@ip4.example.org>"},
+     Begin("192.0.2.7", "<someone@ip4.example.org>", "no-spf.example.org",
+           "v=spf1 ip4:192.0.2.0/24 -all") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.0/24\n",
+     "SPFCheck::passed \n"},
+    {"ASenderWithoutADomainLeavesTheArgument",
+     {"ip4.example.org", "192.0.2.7", "someone"},
+     Begin("192.0.2.7", "someone", "ip4.example.org", "v=spf1 ip4:192.0.2.0/24 -all") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.0/24\n",
+     "SPFCheck::passed \n"},
+    {"AGivenRecordStandsForThePublishedOne",
+     {"ip4.example.org", "192.0.2.7", "", "v=spf1 ip4:203.0.113.7 -all"},
+     Begin("192.0.2.7", "", "ip4.example.org", "v=spf1 ip4:203.0.113.7 -all") +
+         "Debug: SPFCheck::processIP4 - domain::203.0.113.7\n",
+     "SPFCheck::failed \n"},
+    {"AnIncludeOfItselfIsAnErrorLineAndTheNextTermDecides",
+     {"self.example.org", "192.0.2.1"},
+     Begin("192.0.2.1", "", "self.example.org",
+           "v=spf1 include:self.example.org ip4:192.0.2.1 -all") +
+         "Error: SPFCheck::processINCLUDE - error domain::self.example.org == "
+         "m_domain::self.example.org\n"
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n",
+     "SPFCheck::passed \n"},
+    {"AChainOfElevenLevelsPasses",
+     {"chain1.example.org", "192.0.2.1"},
+     Chain(1, 10) + Begin("192.0.2.1", "", "chain11.example.org", "v=spf1 ip4:192.0.2.1 -all") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n",
+     "SPFCheck::passed \n"},
+    {"AChainOfTwelveLevelsPassesTheDepthLimitAndFails",
+     {"chain0.example.org", "192.0.2.1"},
+     Chain(0, 10) + "Warning: SPFCheck::SPFCheck deep max reached\n",
+     "SPFCheck::failed \n"},
+    {"TheTenthSiblingPasses",
+     {"ten.x.test", "192.0.2.10"},
+     Begin("192.0.2.10", "", "ten.x.test", kSiblings) + Siblings("192.0.2.10", 10),
+     "SPFCheck::passed \n"},
+    {"TheEleventhSiblingPassesTheDepthLimitAndFails",
+     {"eleven.x.test", "192.0.2.11"},
+     Begin("192.0.2.11", "", "eleven.x.test", std::string(kSiblings) + " include:s11.x.test") +
+         Siblings("192.0.2.11", 10) +
+         "Debug: SPFCheck::processINCLUDE - domain::s11.x.test\n"
+         "Warning: SPFCheck::SPFCheck deep max reached\n",
+     "SPFCheck::failed \n"},
+};
+
+}  // namespace
+
+TEST_P(VerdictTest, FollowsFromTheRecord) {
+  const NsdServer server;
+  SetResolverFile("nameserver 127.0.0.1\n");
+  const ToolRun run = RunTool(GetParam().arguments);
+  EXPECT_EQ(run.standardOutput, GetParam().log + GetParam().verdict);
+  EXPECT_EQ(run.log, GetParam().log);
+  EXPECT_EQ(run.standardError, "");
+  EXPECT_EQ(run.exitStatus, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Records, VerdictTest, testing::ValuesIn(kRows),
+                         [](const auto& row) { return row.param.name; });
