@@ -31,8 +31,8 @@
 class SPFCheck : public Socket {
  public:
   // ip: the client's IPv4 address, dotted quad, not checked.
-  // smtpFrom: the envelope sender; if it has an "@", what stands behind it (blanks and ">" at its
-  //   ends cut off) is the domain, whatever domain says.
+  // smtpFrom: the envelope sender; if it has an "@", what stands behind the first one is the
+  //   domain, whatever domain says. " @>\t\r\n" are cut off at both its ends.
   // domain: whose record is looked up if spfRecord is empty.
   // depth: how many checks this one is nested in; above 10 nothing is evaluated.
   // spfRecord: the record to evaluate in place of the published one.

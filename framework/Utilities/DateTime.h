@@ -40,8 +40,8 @@ class DateTime {
   explicit DateTime(std::int32_t yyyymmdd);
   explicit DateTime(std::uint32_t yyyymmdd);
 
-  // Seconds since the epoch, converted to local time. When the system cannot convert them the
-  // assertion "false" fails, which ends the process.
+  // Seconds since the epoch, converted to local time (after a change of TZ, call tzset() first).
+  // When the system cannot convert them the assertion "false" fails, which ends the process.
   explicit DateTime(const std::time_t& seconds);
   const DateTime& operator=(const std::time_t& seconds);
 

@@ -52,6 +52,13 @@ void Encryption::Run(std::span<const unsigned char> key, std::span<const unsigne
   }
 }
 
+void Encryption::RunIntoString(std::span<const unsigned char> key,
+                               std::span<const unsigned char> data, std::string& output) {
+  std::string result(data.size(), '\0');
+  Run(key, data, reinterpret_cast<unsigned char*>(result.data()));
+  output = std::move(result);
+}
+
 void Encryption::Schedule(std::span<const unsigned char> key, std::uint32_t length) {
   m_schedule.resize(length);
   for (std::uint32_t i = 0; i < length; ++i) {

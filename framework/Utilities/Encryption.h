@@ -24,10 +24,10 @@ concept CipherByte = std::same_as<T, char> || std::same_as<T, unsigned char>;
 class Encryption {
  public:
   // Each form runs the cipher once over data into output, with lengths in bytes. A buffer given as
-  // output has room for dataLength bytes; a string is resized. The output may be the data itself.
-  // Without data nothing is done; otherwise an empty key throws std::invalid_argument
-  // "Encryption - empty key", and more than 2^31 - 1 bytes of data std::length_error
-  // "Encryption - data too long".
+  // output has room for dataLength bytes; a string gets that length. The output may be the data or
+  // the key itself. Without data no byte is written and the key is not looked at. Otherwise an
+  // empty key throws std::invalid_argument "Encryption - empty key", and more than 2^31 - 1 bytes
+  // of data std::length_error "Encryption - data too long"; the output is then as it was.
   template <CipherByte Byte>
   Encryption(const Byte* key, std::size_t keyLength, const Byte* data, std::size_t dataLength,
              Byte* output) {
@@ -37,18 +37,17 @@ class Encryption {
   template <CipherByte Byte>
   Encryption(const Byte* key, std::size_t keyLength, const Byte* data, std::size_t dataLength,
              std::string& output) {
-    Run(Bytes(key, keyLength), Bytes(data, dataLength), Resize(output, dataLength));
+    RunIntoString(Bytes(key, keyLength), Bytes(data, dataLength), output);
   }
 
   template <CipherByte Byte>
   Encryption(const std::string& key, const Byte* data, std::size_t dataLength,
              std::string& output) {
-    Run(Bytes(key), Bytes(data, dataLength), Resize(output, dataLength));
+    RunIntoString(Bytes(key), Bytes(data, dataLength), output);
   }
 
   Encryption(const std::string& key, const std::string& data, std::string& output) {
-    unsigned char* const bytes = Resize(output, data.size());
-    Run(Bytes(key), Bytes(data), bytes);
+    RunIntoString(Bytes(key), Bytes(data), output);
   }
 
   template <CipherByte Byte>
@@ -77,13 +76,11 @@ class Encryption {
   static std::span<const unsigned char> Bytes(const std::string& text) {
     return Bytes(text.data(), text.size());
   }
-  static unsigned char* Resize(std::string& output, std::size_t length) {
-    output.resize(length);
-    return reinterpret_cast<unsigned char*>(output.data());
-  }
 
   void Run(std::span<const unsigned char> key, std::span<const unsigned char> data,
            unsigned char* output);
+  void RunIntoString(std::span<const unsigned char> key, std::span<const unsigned char> data,
+                     std::string& output);
   void Schedule(std::span<const unsigned char> key, std::uint32_t length);
   void Mix(std::uint32_t length);
 

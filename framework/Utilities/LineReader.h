@@ -1,4 +1,4 @@
-// LineReader reads a text file line by line, with a bound on what it keeps of a line.
+// LineReader reads a text file line by line, if wanted with a bound on what it keeps of a line.
 //
 // One thread at a time. Reading blocks as the file does; the end of the file or a failed read ends
 // it, so a caller's loop ends too.
@@ -12,6 +12,8 @@
 
 class LineReader {
  public:
+  static constexpr std::size_t kNoLimit = std::string::npos;
+
   // limit: how many characters of a line are kept; the rest of it, to its line feed, is dropped.
   LineReader(const std::string& path, std::size_t limit);
 

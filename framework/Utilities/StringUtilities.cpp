@@ -70,7 +70,7 @@ std::string EncodeFound(const std::string& source, Find find) {
     result += StringFormat("%s&#%03u;", between.c_str(), code).GetString();
     begin = hit + 1;
   }
-  return result.append(source, begin, std::string::npos);
+  return result + source.substr(begin);
 }
 
 }  // namespace
@@ -95,7 +95,7 @@ Trim::Trim(const std::string& source, const char* set)
 }
 
 std::string Trim::CopyCString() const {
-  return m_text.c_str();
+  return m_text.substr(0, m_text.find('\0'));
 }
 
 std::string ToUpper(const std::string& source) {

@@ -1,8 +1,9 @@
 // The string operations that the rest of the framework shares: tokens, trimming, case, decimal
 // numbers, cleaning of text, numeric character references.
 //
-// None keeps state; any thread may use them, on strings of its own. All return new strings, except
-// GetToken, which also shortens its source.
+// None keeps state; any thread may use them, on strings of its own (the two that encode need more
+// than 1 MiB of stack, as StringFormat does). All return new strings, except GetToken, which also
+// shortens its source.
 
 #pragma once
 
@@ -58,8 +59,9 @@ std::string SanitiseUtf8(const std::string& source);
 
 // source with every character of set (a C string) replaced by its numeric character reference,
 // "&#" and at least three decimal digits and ";". The code is that of the signed byte printed
-// unsigned: byte 200 gives "&#4294967240;". A piece between two replaced characters ends at its
-// first zero byte.
+// unsigned: byte 200 gives "&#4294967240;". The text in front of a reference, from the one before
+// it, goes through StringFormat: it ends at its first zero byte, and where it is as long as that
+// formats the reference is cut off. Each reference costs a formatting call.
 std::string EncodeChars(const std::string& source, const char* set);
 
 // As EncodeChars, for every character that is not an ASCII letter, a digit, a blank or one of

@@ -25,10 +25,11 @@ class DNSSocket : public UDPSocket {
   ~DNSSocket() noexcept(false) override;
 
   // Fill out with the values of the domain's records of one type, in the order of the reply: dotted
-  // quads, host names, texts. Texts are cleaned as SanitiseUtf8 does. Return 0 in every case: a
-  // list that is empty or short is all that tells of a failure. That is logged: a time-out as
-  // Debug, everything else as Error.
-  // Throws only what UDPSocket::Connect throws, for a name server that cannot be used.
+  // quads, host names, texts, each cleaned as SanitiseUtf8 does. Return 0 in every case: a list
+  // that is empty or short is all that tells of a failure. A time-out is logged as Debug, what
+  // else is thrown on the way as Error; a reply with an error code or without answers is not.
+  // Throw only what UDPSocket::Connect throws, for a name server that cannot be used; out is then
+  // as it was. The socket stays open until the next look-up or the end of the object.
   int GetARecords(std::vector<std::string>& out);
   int GetNSRecords(std::vector<std::string>& out);
   int GetTXTRecords(std::vector<std::string>& out);

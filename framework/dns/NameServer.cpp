@@ -7,7 +7,6 @@
 
 namespace {
 
-constexpr std::size_t kMaxLine = 1024;
 constexpr char kPublicResolver[] = "9.9.9.9";
 
 std::string NextWord(std::string& line) {
@@ -18,7 +17,7 @@ std::string NextWord(std::string& line) {
 
 std::string ReadNameServer(const std::string& path) {
   std::string address;
-  LineReader reader(path, kMaxLine);
+  LineReader reader(path, LineReader::kNoLimit);
   std::string line;
   while (reader.Next(line)) {
     if (line.empty() || line.front() == '#') {

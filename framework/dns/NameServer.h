@@ -12,6 +12,5 @@ inline std::string dns_servers;
 // (resolv.conf(5)); empty when there is no such line, when nothing follows the word, and when the
 // file cannot be read.
 //
-// Words end at a blank, not at a tab. A line that begins with "#" is skipped. Of a line the first
-// 1024 characters count.
+// Words end at a blank, not at a tab. A line that begins with "#" is skipped.
 std::string ReadNameServer(const std::string& path);

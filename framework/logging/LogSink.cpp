@@ -16,8 +16,8 @@ void Logger::WriteToSink(const std::string& line) {
   if (!m_bToFile) {
     return;
   }
-  const std::string path = GetLogFileName();
   try {
+    const std::string path = GetLogFileName();
     if (m_bSyslog) {
       openlog(Environment::PRODUCT_NAME.c_str(), LOG_CONS | LOG_PID, LOG_USER);
       syslog(LOG_INFO, "%s", line.c_str());
@@ -32,7 +32,7 @@ void Logger::WriteToSink(const std::string& line) {
 }
 
 std::string Logger::GetLogFileName() {
-  const std::string live = m_sLogFileLocation + m_logFilename;
+  std::string live = m_sLogFileLocation + m_logFilename;
   const std::string dated = m_sLogFileLocation + DateTime(std::time(nullptr)).FormatDate() + ".log";
   if (m_currentLog.empty()) {
     m_currentLog = dated;

@@ -9,12 +9,16 @@
 namespace fwk {
 
 void Logger::Init(const char* location, unsigned short level, bool includeDateTime,
-                  bool includeThreadID) {
-  const Mutex guard(m_MutexInstance, true);
-  m_sLogFileLocation = location != nullptr ? location : "";
-  m_LogLevel = static_cast<std::int16_t>(level);
-  m_bIncludeDateTime = includeDateTime;
-  m_bIncludeThreadID = includeThreadID;
+                  bool includeThreadID) noexcept {
+  try {
+    const Mutex guard(m_MutexInstance, true);
+    m_sLogFileLocation = location != nullptr ? location : "";
+    m_bHasLocation = !m_sLogFileLocation.empty();
+    m_LogLevel = static_cast<std::int16_t>(level);
+    m_bIncludeDateTime = includeDateTime;
+    m_bIncludeThreadID = includeThreadID;
+  } catch (...) {  // logging never throws: the settings stay as they were
+  }
 }
 
 void Logger::Log(int level, const char* format, ...) noexcept {
@@ -32,7 +36,7 @@ void Logger::LogSync(int level, const char* format, ...) noexcept {
 }
 
 void Logger::ComposeAndWrite(int level, const char* format, va_list arguments) noexcept {
-  if (m_LogLevel > level || m_sLogFileLocation.empty()) {
+  if (m_LogLevel > level || !m_bHasLocation) {
     return;
   }
   try {
@@ -69,6 +73,9 @@ std::string Logger::Prefix(int level) {
 
 void Logger::WriteLine(const std::string& line) {
   const Mutex guard(m_MutexInstance, true);
+  if (m_sLogFileLocation.empty()) {
+    return;
+  }
   WriteToSink(line);
   WriteToConsole(line);
 }

@@ -36,9 +36,9 @@ class Logger {
   Logger() = delete;
 
   // Sets m_sLogFileLocation, m_LogLevel, m_bIncludeDateTime and m_bIncludeThreadID; may be called
-  // again. A null location counts as an empty one.
+  // again at any time. A null location counts as an empty one.
   static void Init(const char* location, unsigned short level, bool includeDateTime,
-                   bool includeThreadID);
+                   bool includeThreadID) noexcept;
 
   // Writes a line when level is at least m_LogLevel and m_sLogFileLocation is not empty; otherwise
   // nothing is formatted. format: as printf takes it. A message is cut at 4095 characters. A level
@@ -64,7 +64,7 @@ class Logger {
   inline static std::atomic<bool> m_bIncludeLogLevel{true};
 
   // Put in front of the log files' names as it is: a directory needs its "/". Empty: nothing is
-  // written, to the console neither.
+  // written, to the console neither. Once other threads log, only Init may change it.
   inline static std::string m_sLogFileLocation = "/var/log/";
 
   // The live log file, and the name it gets when the day changes (empty until the first line).
@@ -91,10 +91,13 @@ class Logger {
   // process id, facility LOG_USER, every line at LOG_INFO. Writes nothing unless m_bToFile is set.
   static void WriteToSink(const std::string& line);
 
-  // The path of the live file. At the first call after the local date changed the live file is
-  // first renamed to the name with the earlier date, with m_bSyslog too; a failed rename is passed
-  // over and the lines go on into the live file.
+  // The path of the live file. At the first call after the local date or the location changed the
+  // live file is first renamed to m_currentLog, the dated name it had until then, with m_bSyslog
+  // too; a failed rename is passed over and the lines go on into the live file.
   static std::string GetLogFileName();
+
+  // Whether Init left a location: what is asked, without the lock, before a line is composed.
+  inline static std::atomic<bool> m_bHasLocation{true};
 };
 
 }  // namespace fwk

@@ -31,5 +31,13 @@ AddressRecord::AddressRecord(const AddressRecord& other)
       m_canonicalName(other.m_canonicalName) {}
 
 AddressRecord& AddressRecord::operator=(const AddressRecord& other) {
-  return *this = AddressRecord(other);
+  if (this != &other) {
+    m_address = CopyBytes(other.GetAddress(), other.m_length);
+    m_family = other.m_family;
+    m_socketType = other.m_socketType;
+    m_protocol = other.m_protocol;
+    m_length = other.m_length;
+    m_canonicalName = other.m_canonicalName;
+  }
+  return *this;
 }

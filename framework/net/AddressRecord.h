@@ -17,8 +17,6 @@ class AddressRecord {
                 const std::string& canonicalName);
   AddressRecord(const AddressRecord& other);
   AddressRecord& operator=(const AddressRecord& other);
-  AddressRecord(AddressRecord&&) noexcept = default;
-  AddressRecord& operator=(AddressRecord&&) noexcept = default;
   ~AddressRecord() = default;
 
   int GetFamily() const { return m_family; }

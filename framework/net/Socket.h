@@ -42,7 +42,7 @@ class Socket {
 
   // Opens a socket as socket(domain, type, protocol) does, then as SocketNonBlocking(nonBlocking).
   // A descriptor still held is closed first, through Close(). Throws "Socket::CreateSocket -
-  // socket"; the descriptor is then -1.
+  // socket"; the descriptor is then -1. When the second step throws it is open and held.
   virtual void CreateSocket(int domain, int type, int protocol, bool nonBlocking);
 
   // Closes the descriptor and forgets it. Returns what close() returned; a failure is not thrown.
@@ -78,7 +78,8 @@ class Socket {
   // All addresses below are IPv4, in network byte order.
 
   // Whether network is the address itself, or the address with its last one, two or three octets
-  // cleared: trailing zero octets of a network match any. The text form takes what inet_addr takes.
+  // cleared: up to three trailing zero octets of a network match any. The text form takes what
+  // inet_addr takes.
   static bool IsSameNetwork(const in_addr_t& network, const in_addr_t& address);
   static bool IsSameNetwork(const char* network, const in_addr_t& address);
 
@@ -87,8 +88,8 @@ class Socket {
   // 192.0.2.10/24 is 192.0.2.10 to 192.0.3.9.
   //
   // No address lies in a range with an empty network or prefix, with the network 0.0.0.0, with a
-  // prefix of 0 or above 32, or one that runs past 255.255.255.255. A network, or in the text form
-  // an address, that inet_addr cannot read counts as 255.255.255.255.
+  // prefix of 0 or above 32 (which wraps past 32 bits), or one that runs past 255.255.255.255. A
+  // network, or in the text form an address, that inet_addr cannot read counts as 255.255.255.255.
   // Throws std::invalid_argument "non-digit character" for a prefix that is not a number.
   static bool IsInRange(const std::string& cidr, const in_addr_t& address);
   static bool IsInRange(const std::string& cidr, const char* address);
@@ -103,8 +104,8 @@ class Socket {
  protected:
   // Throw a SocketException for place where (code 0: with errno as it stands), and a
   // SocketClosedException with just the message.
-  [[noreturn]] void ThrowSocketError(const std::string& where, int code);
-  [[noreturn]] void ThrowSocketClosed(const std::string& message);
+  [[noreturn]] static void ThrowSocketError(const std::string& where, int code);
+  [[noreturn]] static void ThrowSocketClosed(const std::string& message);
 
   // data, encrypted or decrypted with the payload key; unchanged while there is none.
   std::string ApplyKey(const std::string& data) const;

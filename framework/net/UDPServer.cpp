@@ -19,14 +19,17 @@ gid_t savedRealGroup = static_cast<gid_t>(-1);
 gid_t savedEffectiveGroup = static_cast<gid_t>(-1);
 
 // A process without the right to change its ids goes on with those it has: the bind tells.
+void SetIdentity(uid_t realUser, uid_t effectiveUser, gid_t realGroup, gid_t effectiveGroup) {
+  [[maybe_unused]] int ignored = setreuid(realUser, effectiveUser);
+  ignored = setregid(realGroup, effectiveGroup);
+}
+
 void SwapIdentity() {
-  static_cast<void>(!setreuid(savedEffectiveUser, savedRealUser));
-  static_cast<void>(!setregid(savedEffectiveGroup, savedRealGroup));
+  SetIdentity(savedEffectiveUser, savedRealUser, savedEffectiveGroup, savedRealGroup);
 }
 
 void RestoreIdentity() {
-  static_cast<void>(!setreuid(savedRealUser, savedEffectiveUser));
-  static_cast<void>(!setregid(savedRealGroup, savedEffectiveGroup));
+  SetIdentity(savedRealUser, savedEffectiveUser, savedRealGroup, savedEffectiveGroup);
 }
 
 }  // namespace

@@ -30,7 +30,7 @@ int WaitOnce(int descriptor, bool reading, int timeoutMs) {
   FD_ZERO(&readSet);
   FD_SET(descriptor, &readSet);
   fd_set writeSet = readSet;
-  timeval timeout{.tv_sec = timeoutMs / 1000, .tv_usec = timeoutMs % 1000 * 1000};
+  timeval timeout{.tv_sec = timeoutMs / 1000, .tv_usec = timeoutMs % 1000 * 1000L};
   return select(descriptor + 1, &readSet, reading ? nullptr : &writeSet, nullptr,
                 timeoutMs < 1 ? nullptr : &timeout);
 }

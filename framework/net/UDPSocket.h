@@ -29,9 +29,10 @@ class UDPSocket : public Socket {
   void Destroy() override;
 
   // Receives up to length bytes into buffer and returns how many. fill: go on reading datagrams
-  // until length bytes are there or nothing more is waiting. received: what the last read brought.
-  // Waits at most timeoutMs, once and only if the socket is one that waits (see Connect).
-  // Throws as SelectReadWrite and CheckSocketStatus do.
+  // until length bytes are there or nothing more is waiting; on a blocking socket each further
+  // read waits without limit. received: what the last read brought, or after a harmless error all
+  // that was received. Waits at most timeoutMs, once and only if the socket is one that waits (see
+  // Connect). Throws as SelectReadWrite and CheckSocketStatus do.
   virtual int Receive(char* buffer, unsigned int length, unsigned int& received, int timeoutMs,
                       bool fill);
 
@@ -47,18 +48,21 @@ class UDPSocket : public Socket {
   // Opens a socket and sets the peer; nothing is sent. flag: whether the socket is non-blocking
   // and from now on waits for readiness before each transfer; with false the waiting stays as it
   // was. Returns the peer's address, in network byte order.
-  // Throws "UDPSocket::Connect - inet_addr() failed" for the address 0.0.0.0. A text that is no
-  // address is accepted and means 255.255.255.255.
+  // Throws "UDPSocket::Connect - inet_addr() failed" for the address 0.0.0.0; the socket is then
+  // open, with that peer. A text that is no address is accepted and means 255.255.255.255.
   in_addr_t Connect(const std::string& address, const std::string& port, bool flag);
 
   // Connect, then sends a random text of 16 characters and receives its echo, waiting at most
   // 60 s for each. What came back is the payload key from then on. With flag false nothing limits
   // the wait, and an echo shorter than the probe blocks for the rest.
+  // Throws as Connect, Send and Receive do; "UDPSocket::Connect - Send failed" and
+  // "UDPSocket::Connect - Receive failed" where a subclass's transfer returns -1.
   in_addr_t ConnectAndProbe(const std::string& address, const std::string& port, bool flag);
 
   // Binds a blocking socket to port on all addresses; true when bound or when a descriptor is open
   // already. For a port of 1023 or less the effective and the real ids that SaveIdentity() found
-  // are swapped before binding, and back only after a successful one. Throws "Listen - bind".
+  // are swapped before binding, and back only after a successful one. Throws "Listen - bind"; the
+  // socket is then open and bound to nothing: Destroy() it before trying again.
   bool Listen(const std::string& port);
 
   // Serves one datagram of up to 1024 bytes, for which it waits without limit: prints
@@ -74,7 +78,8 @@ class UDPSocket : public Socket {
   bool SendMessage(const std::string& message, int timeoutMs);
 
   // True when a whole message came; false, with message unchanged, when less or nothing came, or
-  // when the length is more than a datagram holds (65507 bytes). Each wait takes timeoutMs.
+  // when the length is more than a datagram holds (65507 bytes). Each wait takes timeoutMs;
+  // the one for the bytes is made for a length of 0, too.
   bool ReceiveMessage(std::string& message, int timeoutMs);
 
   // Waits until descriptor can be read (reading true), or can be written or read. Returns the
