@@ -1,1 +1,184 @@
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
 
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include "framework/Utilities/Boolean.h"
+#include "framework/core/Exceptions.h"
+
+namespace {
+
+// Where a thread stands still while it holds a lock: just before it unlocks.
+struct Stop {
+  std::promise<void> reached;
+  std::promise<void> mayGoOn;
+};
+
+thread_local Stop* stopBeforeUnlock = nullptr;
+thread_local int unlockFailure = 0;
+
+}  // namespace
+
+extern "C" int pthread_rwlock_unlock(pthread_rwlock_t* lock) noexcept {
+  static const auto real =
+      reinterpret_cast<decltype(&pthread_rwlock_unlock)>(dlsym(RTLD_NEXT, "pthread_rwlock_unlock"));
+  if (stopBeforeUnlock != nullptr) {
+    stopBeforeUnlock->reached.set_value();
+    stopBeforeUnlock->mayGoOn.get_future().wait();
+    stopBeforeUnlock = nullptr;
+  }
+  const int result = real(lock);
+  return unlockFailure != 0 ? unlockFailure : result;
+}
+
+namespace {
+
+using namespace std::chrono_literals;
+
+static_assert(!std::is_copy_constructible_v<fwk::Boolean>);
+static_assert(!std::is_copy_assignable_v<fwk::Boolean>);
+static_assert(std::has_virtual_destructor_v<fwk::Boolean>);
+static_assert(!std::is_nothrow_destructible_v<fwk::Boolean>);
+static_assert(std::is_convertible_v<const fwk::Boolean&, bool>);
+
+bool IsHeldUp(const std::future<void>& access) {
+  return access.wait_for(100ms) == std::future_status::timeout;
+}
+
+bool GetsThrough(const std::future<void>& access) {
+  if (access.wait_for(20s) != std::future_status::ready) {
+    std::abort();  // its thread would be waited for without limit
+  }
+  return true;
+}
+
+std::future<void> Start(const std::function<void()>& access) {
+  return std::async(std::launch::async, access);
+}
+
+// A thread that is in the midst of an access, the lock taken, until Release().
+class Holder {
+ public:
+  explicit Holder(const std::function<void()>& access)
+      : m_access(Start([this, access] {
+          stopBeforeUnlock = &m_stop;
+          access();
+        })) {
+    if (m_stop.reached.get_future().wait_for(20s) != std::future_status::ready) {
+      std::abort();  // the access takes no lock
+    }
+  }
+
+  void Release() {
+    m_stop.mayGoOn.set_value();
+    GetsThrough(m_access);
+  }
+
+ private:
+  Stop m_stop;
+  std::future<void> m_access;
+};
+
+TEST(BooleanTest, ItIsFalseWhenConstructed) {
+  const fwk::Boolean flag;
+  EXPECT_FALSE(flag);
+}
+
+TEST(BooleanTest, ItIsWhatWasAssignedLast) {
+  fwk::Boolean flag;
+  flag = true;
+  EXPECT_TRUE(flag);
+  flag = true;
+  EXPECT_TRUE(flag);
+  flag = false;
+  EXPECT_FALSE(flag);
+}
+
+TEST(BooleanTest, ObjectsAreIndependent) {
+  fwk::Boolean first;
+  const fwk::Boolean second;
+  first = true;
+  EXPECT_TRUE(first);
+  EXPECT_FALSE(second);
+}
+
+TEST(BooleanTest, AReaderHoldsUpNoOtherReader) {
+  const fwk::Boolean flag;
+  Holder reader([&] { EXPECT_FALSE(flag); });
+  const auto other = Start([&] { EXPECT_FALSE(flag); });
+  EXPECT_TRUE(GetsThrough(other));
+  reader.Release();
+}
+
+TEST(BooleanTest, AReaderHoldsUpAWriter) {
+  fwk::Boolean flag;
+  Holder reader([&] { EXPECT_FALSE(flag); });
+  const auto writer = Start([&] { flag = true; });
+  EXPECT_TRUE(IsHeldUp(writer));
+  reader.Release();
+  EXPECT_TRUE(GetsThrough(writer));
+  EXPECT_TRUE(flag);
+}
+
+TEST(BooleanTest, AWriterHoldsUpReaders) {
+  fwk::Boolean flag;
+  Holder writer([&] { flag = true; });
+  const auto reader = Start([&] { EXPECT_TRUE(flag); });
+  EXPECT_TRUE(IsHeldUp(reader));
+  writer.Release();
+  EXPECT_TRUE(GetsThrough(reader));
+}
+
+TEST(BooleanTest, AWriterHoldsUpOtherWriters) {
+  fwk::Boolean flag;
+  Holder first([&] { flag = true; });
+  const auto second = Start([&] { flag = false; });
+  EXPECT_TRUE(IsHeldUp(second));
+  first.Release();
+  EXPECT_TRUE(GetsThrough(second));
+  EXPECT_FALSE(flag);
+}
+
+TEST(BooleanTest, TheLockIsReleasedAfterEveryAccess) {
+  fwk::Boolean flag;
+  flag = true;
+  EXPECT_TRUE(flag);
+  const auto writer = Start([&] { flag = false; });
+  EXPECT_TRUE(GetsThrough(writer));
+  EXPECT_FALSE(flag);
+}
+
+TEST(BooleanTest, AFailureOfTheLockIsThrown) {
+  fwk::Boolean flag;
+  unlockFailure = EPERM;
+  EXPECT_THROW(static_cast<void>(static_cast<bool>(flag)), StdSystemException);
+  EXPECT_THROW(flag = true, StdSystemException);
+  unlockFailure = 0;
+}
+
+TEST(BooleanTest, ManyThreadsReadAndSetIt) {
+  fwk::Boolean flag;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 2000; ++round) {
+        flag = !flag;
+      }
+      flag = true;
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_TRUE(flag);
+}
+
+}  // namespace

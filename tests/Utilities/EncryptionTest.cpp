@@ -1,1 +1,291 @@
+#include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <stdexcept>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "framework/Utilities/Encryption.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+static_assert(std::has_virtual_destructor_v<Encryption>);
+
+std::string Encrypt(const std::string& key, const std::string& data) {
+  std::string output;
+  const Encryption run(key, data, output);
+  return output;
+}
+
+// The cipher once more, written down from its rule: tables over the whole data, in 64 bits.
+std::string ByTheRule(const std::string& key, const std::string& data) {
+  const auto n = static_cast<std::int64_t>(data.size());
+  const auto at = [](std::int64_t index) { return static_cast<std::size_t>(index); };
+  std::vector<std::int64_t> state;
+  std::vector<std::int64_t> schedule;
+  for (std::int64_t i = 0; i < n; ++i) {
+    const int byte = static_cast<unsigned char>(key[at(i) % key.size()]);
+    schedule.push_back(byte > 127 ? byte - 256 : byte);
+    state.push_back(i);
+  }
+  std::int64_t j = 0;
+  for (std::int64_t i = 0; i < n; ++i) {
+    std::int64_t sum = j + state[at(i)] + schedule[at(i)];
+    if (sum < 0) {
+      sum += 4294967296;
+    }
+    j = sum % n;
+    std::swap(state[at(i)], state[at(j)]);
+  }
+  std::string output(data.size(), '\0');
+  std::int64_t i = 0;
+  j = 0;
+  for (std::int64_t position = 0; position < n; ++position) {
+    i = (i + 1) % n;
+    j = (j + state[at(i)]) % n;
+    std::swap(state[at(i)], state[at(j)]);
+    const std::int64_t t = (state[at(i)] + state[at(j)]) % n;
+    const auto low = static_cast<unsigned char>(state[at(t)] % 256);
+    output[at(position)] = static_cast<char>(low ^ static_cast<unsigned char>(data[at(position)]));
+  }
+  return output;
+}
+
+// Bytes of all values, in no order that the cipher knows.
+std::string SomeBytes(std::size_t length) {
+  std::string bytes;
+  std::uint32_t value = 12345;
+  for (std::size_t i = 0; i < length; ++i) {
+    value = value * 1664525 + 1013904223;
+    bytes.push_back(static_cast<char>(value >> 24));
+  }
+  return bytes;
+}
+
+void ExpectRejected(const std::function<void()>& call, const char* text) {
+  try {
+    call();
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const std::invalid_argument& exception) {
+    EXPECT_STREQ(exception.what(), text);
+  }
+}
+
+TEST(EncryptionTest, EqualKeysAndDataGiveTheKnownBytes) {
+  const struct {
+    std::string key;
+    std::string data;
+    std::string encrypted;
+  } rows[] = {
+      {"Key", "Plaintext", "\x56\x6c\x60\x6c\x6f\x76\x6d\x7a\x76"},
+      {"\x80\xff\x01", "attack at dawn",
+       "\x69\x74\x73\x67\x65\x6e\x29\x65\x78\x26\x63\x6b\x7e\x6a"},
+      {"\xc3\xa9", "abc\0def\xff"s, "\x60\x62\x62\x03\x60\x64\x60\xf9"},
+      {"\xfe", "\0\0\0\0\0\0\0"s, "\x05\x01\x06\0\0\x04\x01"s},
+      {"key", "\0\0\0"s, "\0\0\0"s},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Encrypt(row.key, row.data), row.encrypted) << row.data;
+  }
+}
+
+TEST(EncryptionTest, TheOutputIsTheOneOfTheRuleForKeysAndDataOfAllLengths) {
+  const std::string keys[] = {
+      "k", "Key", "\x80", "\xff\x7f\x80\x01", "\0\x90secret"s, SomeBytes(256), SomeBytes(3000)};
+  for (const std::string& key : keys) {
+    for (const std::size_t length : std::initializer_list<std::size_t>{
+             1, 2, 3, 7, 100, 127, 128, 255, 256, 257, 300, 1000, 70000}) {
+      const std::string data = SomeBytes(length);
+      ASSERT_TRUE(Encrypt(key, data) == ByTheRule(key, data))
+          << "key of " << key.size() << ", data of " << length;
+    }
+  }
+}
+
+TEST(EncryptionTest, AKeyByteAbove127CountsAsNegativeAndWrapsBeforeTheModulo) {
+  // With 11 bytes neither a modulo of the negative sum nor an unsigned byte would give the same.
+  const std::string zeros(11, '\0');
+  EXPECT_EQ(Encrypt("\xff", zeros), "\x0a\x03\0\x08\x02\x09\x07\x0a\x07\x08\x01"s);
+  EXPECT_EQ(Encrypt("\xf0", zeros), "\x01\x02\x09\x02\x01\x08\x07\x07\x09\x09\x05"s);
+  EXPECT_EQ(Encrypt("\x80\xff", zeros), "\x04\x09\x03\x09\x06\x03\x02\x0a\x07\x06\0"s);
+}
+
+TEST(EncryptionTest, OfALongKeyOnlyTheLengthOfTheDataCounts) {
+  EXPECT_EQ(Encrypt("a longer key than the data", "short"), "\x72\x68\x6b\x76\x76");
+  EXPECT_EQ(Encrypt("a lon", "short"), "\x72\x68\x6b\x76\x76");
+}
+
+TEST(EncryptionTest, AShortKeyIsRepeated) {
+  EXPECT_EQ(Encrypt("abc", "Plaintext"), Encrypt("abcabcabc", "Plaintext"));
+}
+
+TEST(EncryptionTest, AStateEntryGivesItsLowEightBits) {
+  const std::string encrypted = Encrypt("\x90secret", std::string(300, '\0'));
+  ASSERT_EQ(encrypted.size(), 300U);
+  EXPECT_EQ(encrypted.substr(0, 8), "\x09\xf3\x96\xb2\x68\x44\xbf\xd8");
+  EXPECT_EQ(encrypted.substr(292), "\xc1\xf8\x90\x91\xb9\x26\x80\x2a");
+}
+
+TEST(EncryptionTest, OneByteStaysAsItIs) {
+  for (const std::string data : {"Z", "\xff", "\x01"}) {
+    EXPECT_EQ(Encrypt("k", data), data);
+    EXPECT_EQ(Encrypt("\xff\x80", data), data);
+  }
+  EXPECT_EQ(Encrypt("k", "\0"s), "\0"s);
+}
+
+TEST(EncryptionTest, TheSameKeyGivesTheDataBack) {
+  for (const std::size_t length : std::initializer_list<std::size_t>{1, 2, 9, 256, 1000}) {
+    const std::string data = SomeBytes(length);
+    EXPECT_EQ(Encrypt("Key", Encrypt("Key", data)), data);
+  }
+  EXPECT_NE(Encrypt("other", Encrypt("Key", "Plaintext")), "Plaintext");
+}
+
+template <typename Byte>
+class EncryptionFormsTest : public testing::Test {
+ protected:
+  const Byte* Key() const { return reinterpret_cast<const Byte*>(m_key.data()); }
+  const Byte* Data() const { return reinterpret_cast<const Byte*>(m_data.data()); }
+  Byte* Buffer() { return reinterpret_cast<Byte*>(m_buffer.data()); }
+
+  const std::string m_key = "\x80\xff\x01";
+  const std::string m_data = "attack at dawn";
+  const std::string m_encrypted = "\x69\x74\x73\x67\x65\x6e\x29\x65\x78\x26\x63\x6b\x7e\x6a";
+  // One byte more than the data, to see that it is left alone.
+  std::string m_buffer = std::string(14, '#') + "!";
+};
+
+using ByteTypes = testing::Types<char, unsigned char>;
+TYPED_TEST_SUITE(EncryptionFormsTest, ByteTypes);
+
+TYPED_TEST(EncryptionFormsTest, BytesByBytesIntoABuffer) {
+  const Encryption run(this->Key(), 3, this->Data(), 14, this->Buffer());
+  EXPECT_EQ(this->m_buffer, this->m_encrypted + "!");
+}
+
+TYPED_TEST(EncryptionFormsTest, BytesByBytesIntoAString) {
+  std::string output = "before";
+  const Encryption run(this->Key(), 3, this->Data(), 14, output);
+  EXPECT_EQ(output, this->m_encrypted);
+}
+
+TYPED_TEST(EncryptionFormsTest, BytesByAStringIntoAString) {
+  std::string output(100, '#');
+  const Encryption run(this->m_key, this->Data(), 14, output);
+  EXPECT_EQ(output, this->m_encrypted);
+}
+
+TYPED_TEST(EncryptionFormsTest, AStringByAStringIntoAString) {
+  std::string output(100, '#');
+  const Encryption run(this->m_key, this->m_data, output);
+  EXPECT_EQ(output, this->m_encrypted);
+}
+
+TYPED_TEST(EncryptionFormsTest, BytesByAStringIntoABuffer) {
+  const Encryption run(this->m_key, this->Data(), 14, this->Buffer());
+  EXPECT_EQ(this->m_buffer, this->m_encrypted + "!");
+}
+
+TYPED_TEST(EncryptionFormsTest, AStringByAStringIntoABuffer) {
+  const Encryption run(this->m_key, this->m_data, this->Buffer());
+  EXPECT_EQ(this->m_buffer, this->m_encrypted + "!");
+}
+
+TYPED_TEST(EncryptionFormsTest, ABufferIsEncryptedInPlace) {
+  this->m_buffer = this->m_data + "!";
+  const Encryption run(this->Key(), 3, this->Buffer(), 14, this->Buffer());
+  EXPECT_EQ(this->m_buffer, this->m_encrypted + "!");
+}
+
+TYPED_TEST(EncryptionFormsTest, NoDataLeavesABufferAlone) {
+  const Encryption byBytes(this->Key(), 3, this->Data(), 0, this->Buffer());
+  const Encryption byString(this->m_key, this->Data(), 0, this->Buffer());
+  const Encryption ofString(this->m_key, "", this->Buffer());
+  const Encryption withoutKey("", this->Data(), 0, this->Buffer());
+  EXPECT_EQ(this->m_buffer, "##############!");
+}
+
+TYPED_TEST(EncryptionFormsTest, NoDataEmptiesAString) {
+  std::string output = "before";
+  const Encryption byBytes(this->Key(), 3, this->Data(), 0, output);
+  EXPECT_EQ(output, "");
+  output = "before";
+  const Encryption byString(this->m_key, this->Data(), 0, output);
+  EXPECT_EQ(output, "");
+  output = "before";
+  const Encryption withoutKey("", "", output);
+  EXPECT_EQ(output, "");
+}
+
+TYPED_TEST(EncryptionFormsTest, AnEmptyKeyIsRejectedBeforeUse) {
+  std::string output;
+  const char* const text = "Encryption - empty key";
+  ExpectRejected([&] { Encryption(this->Key(), 0, this->Data(), 14, this->Buffer()); }, text);
+  ExpectRejected([&] { Encryption(this->Key(), 0, this->Data(), 14, output); }, text);
+  ExpectRejected([&] { Encryption("", this->Data(), 14, output); }, text);
+  ExpectRejected([&] { Encryption("", this->m_data, output); }, text);
+  ExpectRejected([&] { Encryption("", this->Data(), 14, this->Buffer()); }, text);
+  ExpectRejected([&] { Encryption("", this->m_data, this->Buffer()); }, text);
+  EXPECT_EQ(this->m_buffer, "##############!");
+}
+
+TYPED_TEST(EncryptionFormsTest, DataPast31BitsOfLengthIsRejectedUnread) {
+  try {
+    const Encryption run(this->m_key, this->Data(), std::size_t{1} << 31, this->Buffer());
+    FAIL() << "nothing was thrown";
+  } catch (const std::length_error& exception) {
+    EXPECT_STREQ(exception.what(), "Encryption - data too long");
+  }
+}
+
+TEST(EncryptionTest, AStringIsEncryptedInPlace) {
+  std::string text = "attack at dawn";
+  { const Encryption run("\x80\xff\x01", text, text); }
+  EXPECT_EQ(text, "\x69\x74\x73\x67\x65\x6e\x29\x65\x78\x26\x63\x6b\x7e\x6a");
+  const Encryption run("\x80\xff\x01", text, text);
+  EXPECT_EQ(text, "attack at dawn");
+}
+
+TEST(EncryptionTest, XorRepeatsTheKeyOverTheData) {
+  const struct {
+    std::string key;
+    std::string data;
+    std::string output;
+  } rows[] = {
+      {"ab", "12345", "\x50\x50\x52\x56\x54"},
+      {"\xff", "\x0f\xf0\0"s, "\xf0\x0f\xff"},
+      {"a key longer than the data", "a k", "\0\0\0"s},
+      {"\0"s, "same", "same"},
+      {"key", "", ""},
+      {"", "", ""},
+  };
+  for (const auto& row : rows) {
+    std::string output = "what was there before";
+    Encryption::Xor(row.key, row.data, output);
+    EXPECT_EQ(output, row.output) << row.data;
+  }
+}
+
+TEST(EncryptionTest, XorTwiceGivesTheDataBackInPlace) {
+  std::string text = SomeBytes(100);
+  Encryption::Xor("\x80key", text, text);
+  EXPECT_NE(text, SomeBytes(100));
+  Encryption::Xor("\x80key", text, text);
+  EXPECT_EQ(text, SomeBytes(100));
+}
+
+TEST(EncryptionTest, XorRejectsAnEmptyKey) {
+  std::string output = "before";
+  ExpectRejected([&] { Encryption::Xor("", "data", output); }, "Encryption - empty key");
+  EXPECT_EQ(output, "before");
+}
+
+}  // namespace

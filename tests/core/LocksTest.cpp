@@ -1,1 +1,451 @@
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
 
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "framework/core/Exceptions.h"
+#include "framework/core/Locks.h"
+
+namespace {
+
+// What a test asks of the functions below, for the calls of its own thread.
+thread_local const char* failingFunction = nullptr;
+thread_local int failureCode = 0;
+thread_local std::vector<std::string>* recordedCalls = nullptr;
+
+// Notes a call; returns the code to fail with, or 0 to go on to the real function.
+int Intercept(const char* function) noexcept {
+  if (recordedCalls != nullptr) {
+    recordedCalls->emplace_back(function);
+  }
+  const bool fails = failingFunction != nullptr && std::string_view(failingFunction) == function;
+  return fails ? failureCode : 0;
+}
+
+}  // namespace
+
+// Failures that cannot be brought about otherwise are made here, in front of the system's library.
+#define INTERPOSE(name, parameters, arguments)                                           \
+  extern "C" int name parameters noexcept {                                              \
+    static const auto real = reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name)); \
+    const int failure = Intercept(#name);                                                \
+    return failure != 0 ? failure : real arguments;                                      \
+  }
+
+INTERPOSE(pthread_mutexattr_init, (pthread_mutexattr_t * attributes), (attributes))
+INTERPOSE(pthread_mutexattr_settype, (pthread_mutexattr_t * attributes, int type),
+          (attributes, type))
+INTERPOSE(pthread_mutexattr_destroy, (pthread_mutexattr_t * attributes), (attributes))
+INTERPOSE(pthread_mutex_init, (pthread_mutex_t * mutex, const pthread_mutexattr_t* attributes),
+          (mutex, attributes))
+INTERPOSE(pthread_mutex_destroy, (pthread_mutex_t * mutex), (mutex))
+INTERPOSE(pthread_rwlock_init, (pthread_rwlock_t * lock, const pthread_rwlockattr_t* attributes),
+          (lock, attributes))
+INTERPOSE(pthread_rwlock_destroy, (pthread_rwlock_t * lock), (lock))
+INTERPOSE(pthread_rwlock_rdlock, (pthread_rwlock_t * lock), (lock))
+INTERPOSE(pthread_rwlock_wrlock, (pthread_rwlock_t * lock), (lock))
+INTERPOSE(pthread_rwlock_unlock, (pthread_rwlock_t * lock), (lock))
+
+// Tests here misuse locks on purpose; the thread sanitizer is to report races only.
+extern "C" const char* __tsan_default_options();
+extern "C" const char* __tsan_default_options() {
+  return "report_mutex_bugs=0:report_destroy_locked=0:detect_deadlocks=0";
+}
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Locks and guards cannot be copied, are destroyed through their bases, and their destructors
+// throw.
+template <typename Lock>
+constexpr bool kIsLock =
+    !std::is_copy_constructible_v<Lock> && !std::is_copy_assignable_v<Lock> &&
+    !std::is_move_constructible_v<Lock> && !std::is_move_assignable_v<Lock> &&
+    std::has_virtual_destructor_v<Lock> && !noexcept(std::declval<Lock&>().~Lock());
+
+static_assert(kIsLock<MutexInstance>);
+static_assert(kIsLock<Mutex>);
+static_assert(kIsLock<MutexReadWriteInstance>);
+static_assert(kIsLock<MutexRead>);
+static_assert(kIsLock<MutexWrite>);
+static_assert(PTHREAD_MUTEX_RECURSIVE == 1);
+
+class FailureOf {
+ public:
+  FailureOf(const char* function, int code) {
+    failingFunction = function;
+    failureCode = code;
+  }
+  ~FailureOf() { failingFunction = nullptr; }
+
+  FailureOf(const FailureOf&) = delete;
+  FailureOf& operator=(const FailureOf&) = delete;
+};
+
+// The functions above that call comes to, in order, whether it throws or not.
+std::vector<std::string> CallsOf(const std::function<void()>& call) {
+  std::vector<std::string> calls;
+  recordedCalls = &calls;
+  try {
+    call();
+  } catch (const StdSystemException&) {
+  }
+  recordedCalls = nullptr;
+  return calls;
+}
+
+void ExpectThrown(const std::function<void()>& call, const std::string& text, int code) {
+  try {
+    call();
+    ADD_FAILURE() << "nothing was thrown; expected " << text;
+  } catch (const StdSystemException& exception) {
+    EXPECT_EQ(exception.what(), text);
+    EXPECT_EQ(exception.GetCode(), code);
+  }
+}
+
+// A thread that takes something and gives it back at once.
+class Contender {
+ public:
+  explicit Contender(const std::function<void()>& take)
+      : m_through(std::async(std::launch::async, [this, take] {
+          m_started.set_value();
+          take();
+        })) {
+    m_started.get_future().wait();
+  }
+
+  bool IsHeldUp() { return m_through.wait_for(100ms) == std::future_status::timeout; }
+
+  bool GetsThrough() {
+    if (m_through.wait_for(20s) != std::future_status::ready) {
+      std::abort();  // its thread would be waited for without limit
+    }
+    return true;
+  }
+
+ private:
+  std::promise<void> m_started;
+  std::future<void> m_through;
+};
+
+// Runs count on several threads at once and returns what it made of a plain number.
+int CountOnThreads(const std::function<void(int&)>& count) {
+  constexpr int kThreads = 4;
+  constexpr int kRounds = 5000;
+  int number = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < kRounds; ++round) {
+        count(number);
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  return number;
+}
+
+// ---- Mutexes
+
+TEST(MutexInstanceTest, ItIsMadeByAttributesTheirTypeAndTheMutexInThisOrder) {
+  std::vector<std::string> calls;
+  {
+    recordedCalls = &calls;
+    const MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+    recordedCalls = nullptr;
+  }
+  EXPECT_EQ(calls, (std::vector<std::string>{"pthread_mutexattr_init", "pthread_mutexattr_settype",
+                                             "pthread_mutex_init"}));
+}
+
+TEST(MutexInstanceTest, ItDestroysTheMutexAndThenItsAttributes) {
+  std::vector<std::string> calls;
+  {
+    const MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+    recordedCalls = &calls;
+  }
+  recordedCalls = nullptr;
+  EXPECT_EQ(calls,
+            (std::vector<std::string>{"pthread_mutex_destroy", "pthread_mutexattr_destroy"}));
+}
+
+TEST(MutexInstanceTest, AFailedAttributeInitialisationIsReportedWithTheStrayM) {
+  const FailureOf failure("pthread_mutexattr_init", ENOMEM);
+  ExpectThrown([] { const MutexInstance instance(PTHREAD_MUTEX_RECURSIVE); },
+               "pthread_mutexm_attr_init returned 12", 12);
+  EXPECT_EQ(CallsOf([] { const MutexInstance instance(PTHREAD_MUTEX_RECURSIVE); }),
+            std::vector<std::string>{"pthread_mutexattr_init"});
+}
+
+TEST(MutexInstanceTest, AWrongTypeIsReported) {
+  ExpectThrown([] { const MutexInstance instance(99); }, "pthread_mutexattr_settype returned 22",
+               22);
+}
+
+TEST(MutexInstanceTest, AFailedMutexInitialisationIsReported) {
+  const FailureOf failure("pthread_mutex_init", EAGAIN);
+  ExpectThrown([] { const MutexInstance instance(PTHREAD_MUTEX_RECURSIVE); },
+               "pthread_mutex_init returned 11", 11);
+}
+
+TEST(MutexInstanceTest, DestroyingALockedMutexThrowsOutOfTheDestructor) {
+  ExpectThrown(
+      [] {
+        MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+        Mutex(instance, false).Lock();
+      },
+      "pthread_mutex_destroy returned 16", 16);
+}
+
+TEST(MutexInstanceTest, AFailedAttributeDestructionThrowsOutOfTheDestructor) {
+  const FailureOf failure("pthread_mutexattr_destroy", EINVAL);
+  ExpectThrown([] { const MutexInstance instance(PTHREAD_MUTEX_RECURSIVE); },
+               "pthread_mutexattr_destroy returned 22", 22);
+}
+
+TEST(MutexTest, OneThreadLocksTwiceAndTwoUnlocksRelease) {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  Mutex mutex(instance, false);
+  mutex.Lock();
+  mutex.Lock();
+  Contender contender([&] { const Mutex other(instance, true); });
+  EXPECT_TRUE(contender.IsHeldUp());
+  mutex.Unlock();
+  EXPECT_TRUE(contender.IsHeldUp());
+  mutex.Unlock();
+  EXPECT_TRUE(contender.GetsThrough());
+}
+
+TEST(MutexTest, GuardsOfOneThreadNest) {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  const Mutex outer(instance, true);
+  EXPECT_NO_THROW(const Mutex inner(instance, true));
+  Contender contender([&] { const Mutex other(instance, true); });
+  EXPECT_TRUE(contender.IsHeldUp());
+  Mutex(instance, false).Unlock();
+  EXPECT_TRUE(contender.GetsThrough());
+  Mutex(instance, false).Lock();
+}
+
+TEST(MutexTest, TheTypeIsTheOneAskedFor) {
+  MutexInstance instance(PTHREAD_MUTEX_ERRORCHECK);
+  Mutex mutex(instance, true);
+  ExpectThrown([&] { mutex.Lock(); }, "pthread_mutex_lock returned 35", 35);
+}
+
+TEST(MutexTest, AGuardMadeLockedHoldsTheMutexUntilItDies) {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  std::function<void()> take = [&] { const Mutex other(instance, true); };
+  std::unique_ptr<Contender> contender;
+  {
+    const Mutex mutex(instance, true);
+    contender = std::make_unique<Contender>(take);
+    EXPECT_TRUE(contender->IsHeldUp());
+  }
+  EXPECT_TRUE(contender->GetsThrough());
+}
+
+TEST(MutexTest, AGuardMadeUnlockedAndNeverLockedDoesNothing) {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  EXPECT_NO_THROW({
+    const Mutex mutex(instance, false);
+    Contender contender([&] { const Mutex other(instance, true); });
+    EXPECT_TRUE(contender.GetsThrough());
+  });
+}
+
+TEST(MutexTest, AGuardMadeUnlockedLeavesWhatWasLockedLater) {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  {
+    Mutex mutex(instance, false);
+    mutex.Lock();
+  }
+  Contender contender([&] { const Mutex other(instance, true); });
+  EXPECT_TRUE(contender.IsHeldUp());
+  Mutex(instance, false).Unlock();
+  EXPECT_TRUE(contender.GetsThrough());
+}
+
+TEST(MutexTest, AGuardMadeLockedThrowsWhenItNoLongerHoldsTheMutex) {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  ExpectThrown(
+      [&] {
+        Mutex mutex(instance, true);
+        mutex.Unlock();
+      },
+      "pthread_mutex_unlock returned 1", 1);
+}
+
+TEST(MutexTest, AGuardMadeLockedMayBeUnlockedAndLockedAgain) {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  EXPECT_NO_THROW({
+    Mutex mutex(instance, true);
+    mutex.Unlock();
+    mutex.Lock();
+  });
+}
+
+TEST(MutexTest, UnlockingWhatIsNotHeldThrows) {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  Mutex mutex(instance, false);
+  ExpectThrown([&] { mutex.Unlock(); }, "pthread_mutex_unlock returned 1", 1);
+}
+
+TEST(MutexTest, UnlockingWhatAnotherThreadHoldsThrows) {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  const Mutex held(instance, true);
+  std::thread([&] {
+    ExpectThrown([&] { Mutex(instance, false).Unlock(); }, "pthread_mutex_unlock returned 1", 1);
+  }).join();
+}
+
+TEST(MutexTest, AConstructorThatThrowsLeavesNothingLocked) {
+  MutexInstance instance(PTHREAD_MUTEX_ERRORCHECK);
+  {
+    const Mutex first(instance, true);
+    ExpectThrown([&] { const Mutex second(instance, true); }, "pthread_mutex_lock returned 35", 35);
+  }
+  Contender contender([&] { const Mutex other(instance, true); });
+  EXPECT_TRUE(contender.GetsThrough());
+}
+
+TEST(MutexTest, OneThreadAtATimeHoldsTheMutex) {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  EXPECT_EQ(CountOnThreads([&](int& number) {
+              const Mutex mutex(instance, true);
+              ++number;
+            }),
+            20000);
+}
+
+// ---- Read/write locks
+
+TEST(MutexReadWriteInstanceTest, ItInitialisesAndDestroysItsLock) {
+  EXPECT_EQ(CallsOf([] { const MutexReadWriteInstance instance; }),
+            (std::vector<std::string>{"pthread_rwlock_init", "pthread_rwlock_destroy"}));
+}
+
+TEST(MutexReadWriteInstanceTest, AFailedInitialisationIsReported) {
+  const FailureOf failure("pthread_rwlock_init", ENOMEM);
+  ExpectThrown([] { const MutexReadWriteInstance instance; }, "pthread_rwlock_init returned 12",
+               12);
+}
+
+TEST(MutexReadWriteInstanceTest, AFailedDestructionThrowsOutOfTheDestructor) {
+  const FailureOf failure("pthread_rwlock_destroy", EBUSY);
+  ExpectThrown([] { const MutexReadWriteInstance instance; }, "pthread_rwlock_destroy returned 16",
+               16);
+}
+
+TEST(MutexReadTest, ItTakesTheReadLockAndUnlocks) {
+  MutexReadWriteInstance instance;
+  EXPECT_EQ(CallsOf([&] { const MutexRead guard(instance); }),
+            (std::vector<std::string>{"pthread_rwlock_rdlock", "pthread_rwlock_unlock"}));
+}
+
+TEST(MutexReadTest, ReadersDoNotHoldUpEachOther) {
+  MutexReadWriteInstance instance;
+  const MutexRead first(instance);
+  EXPECT_NO_THROW(const MutexRead again(instance));
+  Contender reader([&] { const MutexRead other(instance); });
+  EXPECT_TRUE(reader.GetsThrough());
+}
+
+TEST(MutexReadTest, AReaderHoldsUpAWriterUntilItDies) {
+  MutexReadWriteInstance instance;
+  std::unique_ptr<Contender> writer;
+  {
+    const MutexRead guard(instance);
+    writer = std::make_unique<Contender>([&] { const MutexWrite other(instance); });
+    EXPECT_TRUE(writer->IsHeldUp());
+  }
+  EXPECT_TRUE(writer->GetsThrough());
+}
+
+TEST(MutexReadTest, ReadingWhileTheSameThreadWritesThrowsAndLeavesNothingLocked) {
+  MutexReadWriteInstance instance;
+  {
+    const MutexWrite writing(instance);
+    ExpectThrown([&] { const MutexRead guard(instance); }, "pthread_rwlock_rdlock returned 35", 35);
+  }
+  Contender writer([&] { const MutexWrite other(instance); });
+  EXPECT_TRUE(writer.GetsThrough());
+}
+
+TEST(MutexReadTest, AFailedUnlockThrowsOutOfTheDestructor) {
+  MutexReadWriteInstance instance;
+  const FailureOf failure("pthread_rwlock_unlock", EPERM);
+  ExpectThrown([&] { const MutexRead guard(instance); }, "pthread_rwlock_unlock returned 1", 1);
+}
+
+TEST(MutexWriteTest, ItTakesTheWriteLockAndUnlocks) {
+  MutexReadWriteInstance instance;
+  EXPECT_EQ(CallsOf([&] { const MutexWrite guard(instance); }),
+            (std::vector<std::string>{"pthread_rwlock_wrlock", "pthread_rwlock_unlock"}));
+}
+
+TEST(MutexWriteTest, AWriterHoldsUpReadersAndWritersUntilItDies) {
+  MutexReadWriteInstance instance;
+  std::unique_ptr<Contender> reader;
+  std::unique_ptr<Contender> writer;
+  {
+    const MutexWrite guard(instance);
+    reader = std::make_unique<Contender>([&] { const MutexRead other(instance); });
+    writer = std::make_unique<Contender>([&] { const MutexWrite other(instance); });
+    EXPECT_TRUE(reader->IsHeldUp());
+    EXPECT_TRUE(writer->IsHeldUp());
+  }
+  EXPECT_TRUE(reader->GetsThrough());
+  EXPECT_TRUE(writer->GetsThrough());
+}
+
+TEST(MutexWriteTest, WritingTwiceOnOneThreadThrowsAndLeavesNothingMoreLocked) {
+  MutexReadWriteInstance instance;
+  {
+    const MutexWrite writing(instance);
+    ExpectThrown([&] { const MutexWrite guard(instance); }, "pthread_rwlock_wrlock returned 35",
+                 35);
+  }
+  Contender writer([&] { const MutexWrite other(instance); });
+  EXPECT_TRUE(writer.GetsThrough());
+}
+
+TEST(MutexWriteTest, ADeadlockThatTheSystemReportsIsThrown) {
+  MutexReadWriteInstance instance;
+  const MutexRead reading(instance);
+  const FailureOf failure("pthread_rwlock_wrlock", EDEADLK);
+  ExpectThrown([&] { const MutexWrite guard(instance); }, "pthread_rwlock_wrlock returned 35", 35);
+}
+
+TEST(MutexWriteTest, AFailedUnlockThrowsOutOfTheDestructor) {
+  MutexReadWriteInstance instance;
+  const FailureOf failure("pthread_rwlock_unlock", EPERM);
+  ExpectThrown([&] { const MutexWrite guard(instance); }, "pthread_rwlock_unlock returned 1", 1);
+}
+
+TEST(MutexWriteTest, OneThreadAtATimeWrites) {
+  MutexReadWriteInstance instance;
+  EXPECT_EQ(CountOnThreads([&](int& number) {
+              const MutexWrite guard(instance);
+              ++number;
+            }),
+            20000);
+}
+
+}  // namespace
