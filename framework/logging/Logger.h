@@ -64,7 +64,7 @@ class Logger {
   inline static std::atomic<bool> m_bIncludeLogLevel{true};
 
   // Put in front of the log files' names as it is: a directory needs its "/". Empty: nothing is
-  // written, to the console neither. Once other threads log, only Init may change it.
+  // written, to the console neither. Changed by Init alone.
   inline static std::string m_sLogFileLocation = "/var/log/";
 
   // The live log file, and the name it gets when the day changes (empty until the first line).

@@ -1,1 +1,591 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "framework/logging/Logger.h"
+#include "tests/support/TemporaryDirectory.h"
+
+using fwk::Logger;
+
+namespace {
+
+// The settings that every part of the process shares.
+struct Settings {
+  std::int16_t level = Logger::m_LogLevel;
+  bool toFile = Logger::m_bToFile;
+  bool toConsole = Logger::m_bToConsole;
+  bool syslog = Logger::m_bSyslog;
+  bool dateTime = Logger::m_bIncludeDateTime;
+  bool threadId = Logger::m_bIncludeThreadID;
+  bool logLevel = Logger::m_bIncludeLogLevel;
+  std::string location = Logger::m_sLogFileLocation;
+  std::string fileName = Logger::m_logFilename;
+  std::string current = Logger::m_currentLog;
+
+  void Apply() const {
+    Logger::Init(location.c_str(), 1, dateTime, threadId);
+    Logger::m_LogLevel = level;
+    Logger::m_bToFile = toFile;
+    Logger::m_bToConsole = toConsole;
+    Logger::m_bSyslog = syslog;
+    Logger::m_bIncludeLogLevel = logLevel;
+    Logger::m_logFilename = fileName;
+    Logger::m_currentLog = current;
+  }
+};
+
+const Settings kAtStart;  // as they are before main()
+
+// Each test logs in an empty working directory, with the settings of the start at first.
+class LoggerTest : public testing::Test {
+ protected:
+  LoggerTest() {
+    kAtStart.Apply();
+    std::filesystem::current_path(m_directory.Path());
+  }
+  ~LoggerTest() override {
+    kAtStart.Apply();
+    std::filesystem::current_path(m_oldPath);
+  }
+
+  // As the command line does, but silent.
+  static void InitPlain(unsigned short level) { Logger::Init("log.txt", level, false, false); }
+
+  std::string Written() const { return m_directory.Read("log.txtcurrent.log"); }
+
+  // What call writes to standard output.
+  static std::string Console(const std::function<void()>& call) {
+    testing::internal::CaptureStdout();
+    call();
+    return testing::internal::GetCapturedStdout();
+  }
+
+  TemporaryDirectory m_directory;
+
+ private:
+  std::filesystem::path m_oldPath = std::filesystem::current_path();
+};
+
+// Leads standard output into descriptor while it exists.
+class RedirectedOutput {
+ public:
+  explicit RedirectedOutput(int descriptor) {
+    std::fflush(stdout);
+    dup2(descriptor, STDOUT_FILENO);
+  }
+  ~RedirectedOutput() {
+    std::fflush(stdout);
+    dup2(m_old, STDOUT_FILENO);
+    close(m_old);
+  }
+  RedirectedOutput(const RedirectedOutput&) = delete;
+  RedirectedOutput& operator=(const RedirectedOutput&) = delete;
+
+ private:
+  int m_old = dup(STDOUT_FILENO);
+};
+
+// A pipe that takes no more until it is drained.
+class FullPipe {
+ public:
+  FullPipe() {
+    EXPECT_EQ(pipe(m_ends.data()), 0);
+    const std::string block(4096, 'x');
+    fcntl(m_ends[1], F_SETFL, O_NONBLOCK);
+    while (write(m_ends[1], block.data(), block.size()) > 0) {
+      m_filled += block.size();
+    }
+    fcntl(m_ends[1], F_SETFL, 0);
+  }
+  ~FullPipe() {
+    close(m_ends[0]);
+    close(m_ends[1]);
+  }
+  FullPipe(const FullPipe&) = delete;
+  FullPipe& operator=(const FullPipe&) = delete;
+
+  int WriteEnd() const { return m_ends[1]; }
+
+  void Drain() {
+    std::array<char, 4096> block;
+    for (; m_filled > 0; m_filled -= block.size()) {
+      EXPECT_EQ(read(m_ends[0], block.data(), block.size()), 4096);
+    }
+  }
+
+ private:
+  std::array<int, 2> m_ends{};
+  std::size_t m_filled = 0;
+};
+
+// Whether condition comes true within 10 s.
+bool ComesTrue(const std::function<bool()>& condition) {
+  for (int i = 0; i < 1000 && !condition(); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return condition();
+}
+
+bool Sleeps(pid_t thread) {
+  std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
+  std::string text;
+  std::getline(stat, text);
+  return text.find(") S ") != std::string::npos;
+}
+
+// A thread that runs call, which is expected to come to a stop.
+class Thread {
+ public:
+  explicit Thread(const std::function<void()>& call)
+      : m_thread([this, call] {
+          m_id = gettid();
+          call();
+          m_done = true;
+        }) {}
+  ~Thread() { m_thread.join(); }
+  Thread(const Thread&) = delete;
+  Thread& operator=(const Thread&) = delete;
+
+  // Whether call stops without having ended.
+  bool Stops() const {
+    int asleep = 0;  // in a row: on its way it may sleep for a moment
+    const bool stopped = ComesTrue([&] {
+      asleep = m_id != 0 && Sleeps(m_id) ? asleep + 1 : 0;
+      return m_done || asleep >= 10;
+    });
+    return stopped && !m_done;
+  }
+
+ private:
+  std::atomic<pid_t> m_id = 0;
+  std::atomic<bool> m_done = false;
+  std::thread m_thread;
+};
+
+std::string LocalTime(std::time_t time) {
+  std::tm fields{};
+  localtime_r(&time, &fields);
+  std::array<char, 32> text{};
+  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &fields);
+  return text.data();
+}
+
+// Every digit as 0.
+std::string WithoutDigits(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c >= '1' && c <= '9'; }, '0');
+  return text;
+}
+
+std::string ThreadPrefix() {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "[%3u] ", static_cast<unsigned int>(pthread_self()));
+  return text.data();
+}
+
+}  // namespace
+
+TEST_F(LoggerTest, TheSettingsHaveTheirInitialValues) {
+  EXPECT_EQ(kAtStart.level, 1);
+  EXPECT_TRUE(kAtStart.toFile);
+  EXPECT_FALSE(kAtStart.toConsole);
+  EXPECT_FALSE(kAtStart.syslog);
+  EXPECT_TRUE(kAtStart.dateTime);
+  EXPECT_TRUE(kAtStart.threadId);
+  EXPECT_TRUE(kAtStart.logLevel);
+  EXPECT_EQ(kAtStart.location, "/var/log/");
+  EXPECT_EQ(kAtStart.fileName, "current.log");
+  EXPECT_EQ(kAtStart.current, "");
+}
+
+TEST_F(LoggerTest, TheLevelsHaveTheirNumbers) {
+  EXPECT_EQ(fwk::DebugThread, 0);
+  EXPECT_EQ(fwk::Debug, 1);
+  EXPECT_EQ(fwk::Tracking, 2);
+  EXPECT_EQ(fwk::Info, 3);
+  EXPECT_EQ(fwk::Warning, 4);
+  EXPECT_EQ(fwk::Error, 5);
+}
+
+TEST_F(LoggerTest, InitSetsItsFourValuesAndNoOther) {
+  Logger::m_bToFile = false;
+  Logger::m_bToConsole = true;
+  Logger::m_bSyslog = true;
+  Logger::m_bIncludeLogLevel = false;
+  Logger::m_logFilename = "name";
+  Logger::m_currentLog = "day";
+  Logger::Init("place", 4, false, true);
+  EXPECT_EQ(Logger::m_sLogFileLocation, "place");
+  EXPECT_EQ(Logger::m_LogLevel, 4);
+  EXPECT_FALSE(Logger::m_bIncludeDateTime);
+  EXPECT_TRUE(Logger::m_bIncludeThreadID);
+  Logger::Init("other", 2, true, false);
+  EXPECT_EQ(Logger::m_sLogFileLocation, "other");
+  EXPECT_EQ(Logger::m_LogLevel, 2);
+  EXPECT_TRUE(Logger::m_bIncludeDateTime);
+  EXPECT_FALSE(Logger::m_bIncludeThreadID);
+
+  EXPECT_FALSE(Logger::m_bToFile);
+  EXPECT_TRUE(Logger::m_bToConsole);
+  EXPECT_TRUE(Logger::m_bSyslog);
+  EXPECT_FALSE(Logger::m_bIncludeLogLevel);
+  EXPECT_EQ(Logger::m_logFilename, "name");
+  EXPECT_EQ(Logger::m_currentLog, "day");
+}
+
+TEST_F(LoggerTest, InitOpensNoFile) {
+  InitPlain(1);
+  EXPECT_TRUE(std::filesystem::is_empty(m_directory.Path()));
+}
+
+TEST_F(LoggerTest, WithTheCommandLinesSettingsALineIsThePrefixAndTheMessageInFileAndConsole) {
+  Logger::Init("log.txt", 1, false, false);
+  Logger::m_bToConsole = true;
+  EXPECT_EQ(Console([] { Logger::Log(1, "text %d of %s", 7, "x"); }), "Debug: text 7 of x\n");
+  EXPECT_EQ(m_directory.Read("log.txtcurrent.log"), "Debug: text 7 of x\n");
+}
+
+TEST_F(LoggerTest, EachLevelHasItsPrefixAndOthersHaveNone) {
+  InitPlain(0);
+  Logger::m_LogLevel = -100;
+  const struct {
+    int level;
+    const char* line;
+  } rows[] = {
+      {0, "DebugThread: text\n"},
+      {1, "Debug: text\n"},
+      {2, "Tracking: text\n"},
+      {3, "Info: text\n"},
+      {4, "Warning: text\n"},
+      {5, "Error: text\n"},
+      {6, "text\n"},
+      {7, "text\n"},
+      {-1, "text\n"},
+      {1000000, "text\n"},
+  };
+  std::string expected;
+  for (const auto& row : rows) {
+    Logger::Log(row.level, "text");
+    expected += row.line;
+    EXPECT_EQ(Written(), expected) << row.level;
+    Logger::LogSync(row.level, "text");
+    expected += row.line;
+    EXPECT_EQ(Written(), expected) << row.level;
+  }
+}
+
+TEST_F(LoggerTest, ALevelBelowTheLogLevelIsNotWritten) {
+  InitPlain(1);
+  Logger::Log(0, "no");
+  Logger::LogSync(0, "no");
+  EXPECT_FALSE(std::filesystem::exists("log.txtcurrent.log"));
+  Logger::Log(1, "yes");
+  EXPECT_EQ(Written(), "Debug: yes\n");
+}
+
+TEST_F(LoggerTest, EveryLevelFromTheLogLevelUpIsWritten) {
+  for (int wanted = 0; wanted <= 8; ++wanted) {
+    InitPlain(static_cast<unsigned short>(wanted));
+    Logger::m_bIncludeLogLevel = false;
+    std::filesystem::remove("log.txtcurrent.log");
+    std::string expected;
+    for (int level = 0; level <= 7; ++level) {
+      Logger::Log(level, "%d", level);
+      if (level >= wanted) {
+        expected += std::to_string(level) + "\n";
+      }
+    }
+    EXPECT_EQ(Written(), expected) << wanted;
+  }
+}
+
+TEST_F(LoggerTest, ALevelOf7IsWrittenWithoutAPrefixUpToTheLogLevel7) {
+  InitPlain(7);
+  Logger::Log(7, "text");
+  EXPECT_EQ(Written(), "text\n");
+  InitPlain(8);
+  Logger::Log(7, "text");
+  EXPECT_EQ(Written(), "text\n");
+}
+
+TEST_F(LoggerTest, TheLogLevelIsASigned16BitNumber) {
+  InitPlain(65535);
+  EXPECT_EQ(Logger::m_LogLevel, -1);
+  Logger::Log(-1, "text");
+  Logger::Log(-2, "lost");
+  EXPECT_EQ(Written(), "text\n");
+}
+
+TEST_F(LoggerTest, AnEmptyLocationTurnsOffFileAndConsoleAlike) {
+  for (const char* const location : {"", static_cast<const char*>(nullptr)}) {
+    Logger::Init(location, 0, false, false);
+    Logger::m_bToConsole = true;
+    EXPECT_EQ(Console([] {
+                Logger::Log(5, "text");
+                Logger::LogSync(5, "text");
+              }),
+              "");
+    EXPECT_TRUE(std::filesystem::is_empty(m_directory.Path()));
+  }
+}
+
+TEST_F(LoggerTest, ACallThatWritesNothingFormatsNothing) {
+  int formatted = -1;
+  InitPlain(2);
+  Logger::Log(1, "text%n", &formatted);
+  Logger::LogSync(1, "text%n", &formatted);
+  EXPECT_EQ(formatted, -1);
+  Logger::Init("", 0, false, false);
+  Logger::Log(5, "text%n", &formatted);
+  Logger::LogSync(5, "text%n", &formatted);
+  EXPECT_EQ(formatted, -1);
+  InitPlain(0);
+  Logger::Log(5, "text%n", &formatted);
+  EXPECT_EQ(formatted, 4);
+}
+
+TEST_F(LoggerTest, AMessageIsCutAt4095CharactersNotCountingThePrefix) {
+  InitPlain(0);
+  const struct {
+    std::size_t length;
+    std::size_t kept;
+  } rows[] = {{4094, 4094}, {4095, 4095}, {4096, 4095}, {5000, 4095}};
+  std::string expected;
+  for (const auto& row : rows) {
+    Logger::Log(3, "%s", std::string(row.length, 'x').c_str());
+    expected += "Info: " + std::string(row.kept, 'x') + "\n";
+    EXPECT_EQ(Written(), expected) << row.length;
+  }
+}
+
+TEST_F(LoggerTest, AnEmptyMessageIsALineToo) {
+  InitPlain(0);
+  Logger::Log(3, "%s", "");
+  EXPECT_EQ(Written(), "Info: \n");
+}
+
+TEST_F(LoggerTest, TheDateTimePrefixIsTheLocalTime) {
+  setenv("TZ", "TST-5:17", 1);
+  tzset();
+  Logger::Init("log.txt", 0, true, false);
+  const std::time_t before = std::time(nullptr);
+  Logger::Log(3, "text");
+  const std::time_t after = std::time(nullptr);
+  bool found = false;
+  for (std::time_t time = before; time <= after; ++time) {
+    found = found || Written() == LocalTime(time) + " Info: text\n";
+  }
+  EXPECT_TRUE(found) << Written();
+  unsetenv("TZ");
+  tzset();
+}
+
+TEST_F(LoggerTest, TheThreadPrefixIsTheCallingThreadsIdentifier) {
+  Logger::Init("log.txt", 0, false, true);
+  std::string expected = ThreadPrefix() + "Info: text\n";
+  Logger::Log(3, "text");
+  EXPECT_EQ(Written(), expected);
+  std::thread([&] {
+    expected += ThreadPrefix() + "Info: other\n";
+    Logger::Log(3, "other");
+  }).join();
+  EXPECT_EQ(Written(), expected);
+}
+
+TEST_F(LoggerTest, WithTheSettingsOfTheStartALineHasAllThreePrefixes) {
+  Logger::m_sLogFileLocation = m_directory.Path() + "/";
+  Logger::Log(3, "text");
+  EXPECT_EQ(WithoutDigits(m_directory.Read("current.log")),
+            "0000-00-00 00:00:00 " + WithoutDigits(ThreadPrefix()) + "Info: text\n");
+}
+
+TEST_F(LoggerTest, EachPrefixCanBeSwitchedOff) {
+  for (int mask = 0; mask < 8; ++mask) {
+    std::filesystem::remove("log.txtcurrent.log");
+    const bool withDate = (mask & 1) != 0;
+    const bool withThread = (mask & 2) != 0;
+    const bool withLevel = (mask & 4) != 0;
+    Logger::Init("log.txt", 0, withDate, withThread);
+    Logger::m_bIncludeLogLevel = withLevel;
+    Logger::Log(3, "text");
+    EXPECT_EQ(WithoutDigits(Written()), std::string(withDate ? "0000-00-00 00:00:00 " : "") +
+                                            (withThread ? WithoutDigits(ThreadPrefix()) : "") +
+                                            (withLevel ? "Info: text\n" : "text\n"));
+  }
+}
+
+TEST_F(LoggerTest, WithoutToFileOnlyTheConsoleGetsTheLine) {
+  InitPlain(0);
+  Logger::m_bToFile = false;
+  Logger::m_bToConsole = true;
+  EXPECT_EQ(Console([] { Logger::Log(3, "text"); }), "Info: text\n");
+  EXPECT_TRUE(std::filesystem::is_empty(m_directory.Path()));
+}
+
+TEST_F(LoggerTest, WithoutToConsoleOnlyTheFileGetsTheLine) {
+  InitPlain(0);
+  EXPECT_EQ(Console([] { Logger::Log(3, "text"); }), "");
+  EXPECT_EQ(Written(), "Info: text\n");
+}
+
+TEST_F(LoggerTest, FileAndConsoleGetTheSameLine) {
+  Logger::Init("log.txt", 0, true, true);
+  Logger::m_bToConsole = true;
+  const std::string console = Console([] {
+    Logger::Log(3, "one");
+    Logger::LogSync(5, "two");
+  });
+  EXPECT_EQ(console, Written());
+  EXPECT_NE(console.find("Error: two\n"), std::string::npos);
+}
+
+TEST_F(LoggerTest, ALocationThatCannotBeOpenedLosesTheLineInTheFileOnly) {
+  Logger::Init("missing/", 0, false, false);
+  Logger::m_bToConsole = true;
+  EXPECT_EQ(Console([] {
+              Logger::Log(3, "one");
+              Logger::LogSync(3, "two");
+            }),
+            "Info: one\nInfo: two\n");
+  EXPECT_TRUE(std::filesystem::is_empty(m_directory.Path()));
+}
+
+TEST_F(LoggerTest, AConsoleLineIsFlushedAtOnce) {
+  InitPlain(0);
+  Logger::m_bToConsole = true;
+  std::array<int, 2> ends{};
+  ASSERT_EQ(pipe2(ends.data(), O_NONBLOCK), 0);
+  std::array<char, 100> buffer{};
+  {
+    const RedirectedOutput redirected(ends[1]);
+    Logger::Log(3, "text");
+    static_cast<void>(!read(ends[0], buffer.data(), buffer.size() - 1));
+  }
+  EXPECT_STREQ(buffer.data(), "Info: text\n");
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST_F(LoggerTest, TheFileGetsTheLineBeforeTheConsole) {
+  InitPlain(0);
+  Logger::m_bToConsole = true;
+  FullPipe pipe;
+  bool stopped = false;
+  std::string written;
+  {
+    const RedirectedOutput redirected(pipe.WriteEnd());
+    const Thread logging([] { Logger::Log(3, "text"); });
+    stopped = logging.Stops();  // at the console
+    written = Written();
+    pipe.Drain();
+  }
+  EXPECT_TRUE(stopped);
+  EXPECT_EQ(written, "Info: text\n");
+}
+
+TEST_F(LoggerTest, TheLockIsHeldUntilTheConsoleHasTheLine) {
+  InitPlain(0);
+  Logger::m_bToConsole = true;
+  FullPipe pipe;
+  bool secondStopped = false;
+  std::string written;
+  {
+    const RedirectedOutput redirected(pipe.WriteEnd());
+    const Thread first([] { Logger::Log(3, "first"); });
+    first.Stops();
+    const Thread second([] { Logger::Log(3, "second"); });
+    secondStopped = second.Stops();
+    written = Written();
+    pipe.Drain();
+  }
+  EXPECT_TRUE(secondStopped);
+  EXPECT_EQ(written, "Info: first\n");
+  EXPECT_EQ(Written(), "Info: first\nInfo: second\n");
+}
+
+TEST_F(LoggerTest, ALineWaitsForTheLockAndIsComposedBefore) {
+  for (const bool sync : {false, true}) {
+    std::filesystem::remove("log.txtcurrent.log");
+    InitPlain(0);
+    Logger::m_bIncludeLogLevel = true;
+    {
+      Mutex lock(Logger::m_MutexInstance, false);
+      lock.Lock();
+      const Thread logging([sync] {
+        if (sync) {
+          Logger::LogSync(3, "text");
+        } else {
+          Logger::Log(3, "text");
+        }
+      });
+      EXPECT_TRUE(logging.Stops());
+      EXPECT_EQ(Written(), "");
+      Logger::m_bIncludeLogLevel = false;  // too late for that line
+      lock.Unlock();
+    }
+    EXPECT_EQ(Written(), "Info: text\n");
+  }
+}
+
+TEST_F(LoggerTest, InitWaitsForTheLock) {
+  InitPlain(0);
+  {
+    Mutex lock(Logger::m_MutexInstance, false);
+    lock.Lock();
+    const Thread initialising([] { Logger::Init("other", 3, false, false); });
+    EXPECT_TRUE(initialising.Stops());
+    EXPECT_EQ(Logger::m_LogLevel, 0);
+    EXPECT_EQ(Logger::m_sLogFileLocation, "log.txt");
+    lock.Unlock();
+  }
+  EXPECT_EQ(Logger::m_LogLevel, 3);
+  EXPECT_EQ(Logger::m_sLogFileLocation, "other");
+}
+
+TEST_F(LoggerTest, WhoHoldsTheLockMayLog) {
+  InitPlain(0);
+  const Mutex lock(Logger::m_MutexInstance, true);
+  Logger::Init("log.txt", 1, false, false);
+  Logger::Log(3, "text");
+  EXPECT_EQ(Written(), "Info: text\n");
+}
+
+TEST_F(LoggerTest, LinesOfSeveralThreadsStayWhole) {
+  InitPlain(0);
+  Logger::m_bToConsole = true;
+  const std::string console = Console([] {
+    std::thread first([] {
+      for (int i = 0; i < 200; ++i) {
+        Logger::Log(3, "%s", std::string(100, 'a').c_str());
+      }
+    });
+    for (int i = 0; i < 200; ++i) {
+      Logger::Log(3, "%s", std::string(100, 'b').c_str());
+    }
+    first.join();
+  });
+  EXPECT_EQ(console, Written());  // one order for both
+  std::istringstream lines(console);
+  std::string line;
+  int count = 0;
+  for (; std::getline(lines, line); ++count) {
+    EXPECT_TRUE(line == "Info: " + std::string(100, 'a') ||
+                line == "Info: " + std::string(100, 'b'))
+        << line;
+  }
+  EXPECT_EQ(count, 400);
+}

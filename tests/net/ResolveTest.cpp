@@ -1,1 +1,363 @@
+#include <arpa/inet.h>
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <netdb.h>
 
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "framework/core/Exceptions.h"
+#include "framework/net/Socket.h"
+
+namespace {
+
+class ResolvingSocket : public Socket {
+ public:
+  ResolvingSocket() : Socket(0, 0) {}
+  using Socket::m_port;
+};
+
+// While one exists it answers every getaddrinfo() of this program, and notes what was asked.
+class ScriptedResolver {
+ public:
+  ScriptedResolver() { active = this; }
+  ~ScriptedResolver() { active = nullptr; }
+  ScriptedResolver(const ScriptedResolver&) = delete;
+  ScriptedResolver& operator=(const ScriptedResolver&) = delete;
+
+  struct Question {
+    std::optional<std::string> node;
+    std::optional<std::string> service;
+    addrinfo hints;
+  };
+
+  inline static ScriptedResolver* active = nullptr;
+
+  int result = 0;
+  int errorNumber = 0;       // errno afterwards
+  addrinfo* list = nullptr;  // the answer
+  std::vector<Question> questions;
+  std::vector<addrinfo*> freed;
+};
+
+// While one exists, no text of this process can grow to size characters.
+class ScarceMemory {
+ public:
+  explicit ScarceMemory(std::size_t size) { limit = size; }
+  ~ScarceMemory() { limit = kNone; }
+  ScarceMemory(const ScarceMemory&) = delete;
+  ScarceMemory& operator=(const ScarceMemory&) = delete;
+
+  static bool Refuses(std::size_t size) { return size >= limit; }
+
+ private:
+  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+  inline static std::size_t limit = kNone;
+};
+
+std::optional<std::string> Text(const char* text) {
+  return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
+}
+
+}  // namespace
+
+// Not inlined: the compiler would warn of malloc() behind delete.
+__attribute__((noinline)) void* operator new(std::size_t size) {
+  void* const memory = ScarceMemory::Refuses(size) ? nullptr : std::malloc(size);
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  return memory;
+}
+
+__attribute__((noinline)) void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+
+__attribute__((noinline)) void operator delete(void* memory, std::size_t /*size*/) noexcept {
+  std::free(memory);
+}
+
+extern "C" int getaddrinfo(const char* __restrict node, const char* __restrict service,
+                           const addrinfo* __restrict hints, addrinfo** __restrict list) {
+  static const auto system =
+      reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+  ScriptedResolver* const script = ScriptedResolver::active;
+  if (script == nullptr) {
+    return system(node, service, hints, list);
+  }
+  script->questions.push_back({Text(node), Text(service), *hints});
+  *list = script->list;
+  errno = script->errorNumber;
+  return script->result;
+}
+
+extern "C" void freeaddrinfo(addrinfo* list) noexcept {
+  static const auto system =
+      reinterpret_cast<decltype(&freeaddrinfo)>(dlsym(RTLD_NEXT, "freeaddrinfo"));
+  ScriptedResolver* const script = ScriptedResolver::active;
+  if (script == nullptr) {
+    system(list);
+  } else {
+    script->freed.push_back(list);
+  }
+}
+
+namespace {
+
+template <typename Call>
+std::string SocketFailure(Call call) {
+  try {
+    call();
+  } catch (const SocketException& failure) {
+    return failure.what();
+  }
+  return "nothing was thrown";
+}
+
+std::vector<unsigned char> BytesOf(const AddressRecord& record) {
+  return {record.GetAddress(), record.GetAddress() + record.GetLength()};
+}
+
+std::string Host(const AddressRecord& record) {
+  sockaddr_in address{};
+  std::memcpy(&address, record.GetAddress(), sizeof(address));
+  return inet_ntoa(address.sin_addr);
+}
+
+int Port(const AddressRecord& record) {
+  sockaddr_in address{};
+  std::memcpy(&address, record.GetAddress(), sizeof(address));
+  return ntohs(address.sin_port);
+}
+
+// A list of two entries: an IPv4 address with a name, then an IPv6 address without.
+struct TwoEntries {
+  TwoEntries() {
+    address.sin_family = AF_INET;
+    address.sin_port = htons(25);
+    address.sin_addr.s_addr = inet_addr("192.0.2.1");
+    address6.sin6_family = AF_INET6;
+    first.ai_family = AF_INET;
+    first.ai_socktype = SOCK_STREAM;
+    first.ai_protocol = IPPROTO_TCP;
+    first.ai_addr = reinterpret_cast<sockaddr*>(&address);
+    first.ai_addrlen = sizeof(address);
+    first.ai_canonname = name.data();
+    first.ai_next = &second;
+    second.ai_family = AF_INET6;
+    second.ai_socktype = SOCK_RAW;
+    second.ai_protocol = 99;
+    second.ai_addr = reinterpret_cast<sockaddr*>(&address6);
+    second.ai_addrlen = sizeof(address6);
+  }
+
+  std::string name = "mail.host.test";
+  sockaddr_in address{};
+  sockaddr_in6 address6{};
+  addrinfo first{};
+  addrinfo second{};
+};
+
+}  // namespace
+
+TEST(ResolveTest, AnEmptyHostWithAServiceGivesOneRecordOfTheLoopbackAddress) {
+  ResolvingSocket socket;
+  const std::vector<AddressRecord> records = socket.Resolve("", "53", false);
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_EQ(records[0].GetFamily(), 2);
+  EXPECT_EQ(records[0].GetSocketType(), 1);
+  EXPECT_EQ(records[0].GetProtocol(), 0);
+  EXPECT_EQ(records[0].GetLength(), 16);
+  EXPECT_EQ(records[0].GetCanonicalName(), "");
+  EXPECT_EQ(Host(records[0]), "127.0.0.1");
+  EXPECT_EQ(Port(records[0]), 53);
+  EXPECT_EQ(BytesOf(records[0]), (std::vector<unsigned char>{2, 0, 0, 53, 127, 0, 0, 1,  //
+                                                             0, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(socket.m_port, 53);
+}
+
+TEST(ResolveTest, AnEmptyHostToBindToGivesOneRecordOfAllAddresses) {
+  ResolvingSocket socket;
+  const std::vector<AddressRecord> records = socket.Resolve("", "53", true);
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_EQ(BytesOf(records[0]), (std::vector<unsigned char>{2, 0, 0, 53, 0, 0, 0, 0,  //
+                                                             0, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(socket.m_port, 53);
+}
+
+TEST(ResolveTest, TheLocalPathReadsADecimalPortAndKeepsItsLow16Bits) {
+  const struct {
+    const char* service;
+    int port;
+  } rows[] = {{"1", 1},      {"65535", 65535}, {"65536", 0}, {"65589", 53},
+              {"-1", 65535}, {" 53", 53},      {"+53", 53},  {"53x", 53},
+              {"0x35", 0},   {"010", 10},      {"smtp", 0}};
+  for (const auto& row : rows) {
+    ResolvingSocket socket;
+    const std::vector<AddressRecord> records = socket.Resolve("", row.service, false);
+    ASSERT_EQ(records.size(), 1U) << row.service;
+    EXPECT_EQ(Port(records[0]), row.port) << row.service;
+    EXPECT_EQ(socket.m_port, row.port) << row.service;
+  }
+}
+
+TEST(ResolveTest, TheLocalPathAsksNoResolver) {
+  const ScriptedResolver resolver;
+  ResolvingSocket socket;
+  EXPECT_EQ(socket.Resolve("", "53", false).size(), 1U);
+  EXPECT_EQ(resolver.questions.size(), 0U);
+}
+
+TEST(ResolveTest, WithoutHostAndServiceTheResolverIsAskedForNoNodeAndAnEmptyService) {
+  ScriptedResolver resolver;
+  TwoEntries entries;
+  resolver.list = &entries.first;
+  ResolvingSocket socket;
+  EXPECT_EQ(socket.Resolve("", "", false).size(), 2U);
+  ASSERT_EQ(resolver.questions.size(), 1U);
+  EXPECT_EQ(resolver.questions[0].node, std::nullopt);
+  EXPECT_EQ(resolver.questions[0].service, std::optional<std::string>(""));
+}
+
+TEST(ResolveTest, TheResolverIsAskedForStreamSocketsOfAnyFamily) {
+  for (const bool passive : {false, true}) {
+    ScriptedResolver resolver;
+    TwoEntries entries;
+    resolver.list = &entries.first;
+    ResolvingSocket socket;
+    socket.Resolve("host.test", "smtp", passive);
+    ASSERT_EQ(resolver.questions.size(), 1U);
+    const ScriptedResolver::Question& question = resolver.questions[0];
+    EXPECT_EQ(question.node, std::optional<std::string>("host.test"));
+    EXPECT_EQ(question.service, std::optional<std::string>("smtp"));
+    EXPECT_EQ(question.hints.ai_flags, passive ? AI_PASSIVE : 0);
+    EXPECT_EQ(question.hints.ai_family, AF_UNSPEC);
+    EXPECT_EQ(question.hints.ai_socktype, SOCK_STREAM);
+    EXPECT_EQ(question.hints.ai_protocol, 0);
+  }
+}
+
+TEST(ResolveTest, EachEntryGivesARecordInTheResolversOrder) {
+  ScriptedResolver resolver;
+  std::optional<TwoEntries> entries(std::in_place);
+  resolver.list = &entries->first;
+  ResolvingSocket socket;
+  const std::vector<AddressRecord> records = socket.Resolve("host.test", "smtp", false);
+  entries.reset();  // the records own what they hold
+
+  ASSERT_EQ(records.size(), 2U);
+  EXPECT_EQ(records[0].GetFamily(), AF_INET);
+  EXPECT_EQ(records[0].GetSocketType(), SOCK_STREAM);
+  EXPECT_EQ(records[0].GetProtocol(), IPPROTO_TCP);
+  EXPECT_EQ(records[0].GetLength(), 16);
+  EXPECT_EQ(Host(records[0]), "192.0.2.1");
+  EXPECT_EQ(Port(records[0]), 25);
+  EXPECT_EQ(records[0].GetCanonicalName(), "mail.host.test");
+
+  EXPECT_EQ(records[1].GetFamily(), AF_INET6);
+  EXPECT_EQ(records[1].GetSocketType(), SOCK_RAW);
+  EXPECT_EQ(records[1].GetProtocol(), 99);
+  EXPECT_EQ(records[1].GetLength(), 28);
+  EXPECT_EQ(records[1].GetCanonicalName(), "");
+}
+
+TEST(ResolveTest, TheListIsFreedOnce) {
+  ScriptedResolver resolver;
+  TwoEntries entries;
+  resolver.list = &entries.first;
+  ResolvingSocket socket;
+  socket.Resolve("host.test", "smtp", false);
+  EXPECT_EQ(resolver.freed, std::vector<addrinfo*>{&entries.first});
+}
+
+TEST(ResolveTest, TheListIsFreedAlsoWhenCopyingThrows) {
+  ScriptedResolver resolver;
+  TwoEntries entries;
+  std::string longName(100000, 'x');
+  entries.second.ai_canonname = longName.data();
+  resolver.list = &entries.first;
+  ResolvingSocket socket;
+  const ScarceMemory scarce(longName.size());
+  EXPECT_THROW(socket.Resolve("host.test", "smtp", false), std::bad_alloc);
+  EXPECT_EQ(resolver.freed, std::vector<addrinfo*>{&entries.first});
+}
+
+TEST(ResolveTest, AskingTheResolverSetsThePortFieldToZero) {
+  ScriptedResolver resolver;
+  TwoEntries entries;
+  resolver.list = &entries.first;
+  ResolvingSocket socket;
+  socket.m_port = 99;
+  socket.Resolve("host.test", "53", false);
+  EXPECT_EQ(socket.m_port, 0);
+
+  resolver.result = EAI_NONAME;
+  socket.m_port = 99;
+  EXPECT_THROW(socket.Resolve("host.test", "53", false), SocketException);
+  EXPECT_EQ(socket.m_port, 0);
+}
+
+TEST(ResolveTest, AFailureCarriesTheResolversTextAndErrnoAsItStands) {
+  const struct {
+    int result;
+    int errorNumber;
+    const char* text;
+  } rows[] = {
+      {EAI_NONAME, 0, "Socket::Resolve - Name or service not known :: failed with code 0: Success"},
+      {EAI_NONAME, 2,
+       "Socket::Resolve - Name or service not known :: failed with code 2: No such file or "
+       "directory"},
+      {EAI_AGAIN, 111,
+       "Socket::Resolve - Temporary failure in name resolution :: failed with code 111: Connection "
+       "refused"},
+      {EAI_SERVICE, 0,
+       "Socket::Resolve - Servname not supported for ai_socktype :: failed with code 0: Success"},
+  };
+  for (const auto& row : rows) {
+    ScriptedResolver resolver;
+    resolver.result = row.result;
+    resolver.errorNumber = row.errorNumber;
+    ResolvingSocket socket;
+    EXPECT_EQ(SocketFailure([&] { socket.Resolve("host.test", "smtp", false); }), row.text);
+    EXPECT_EQ(resolver.questions.size(), 1U);
+  }
+}
+
+TEST(ResolveTest, AnAnswerWithoutEntriesIsAFailure) {
+  ScriptedResolver resolver;
+  ResolvingSocket socket;
+  EXPECT_EQ(SocketFailure([&] { socket.Resolve("host.test", "smtp", false); }),
+            "Socket::Resolve - Unknown error :: failed with code 0: Success");
+}
+
+TEST(ResolveTest, TheSystemResolverReadsNumericAddresses) {
+  ResolvingSocket socket;
+  const std::vector<AddressRecord> records = socket.Resolve("192.0.2.7", "25", false);
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_EQ(records[0].GetFamily(), AF_INET);
+  EXPECT_EQ(records[0].GetSocketType(), SOCK_STREAM);
+  EXPECT_EQ(records[0].GetProtocol(), IPPROTO_TCP);
+  EXPECT_EQ(Host(records[0]), "192.0.2.7");
+  EXPECT_EQ(Port(records[0]), 25);
+  EXPECT_EQ(records[0].GetCanonicalName(), "");
+
+  const std::vector<AddressRecord> records6 = socket.Resolve("::1", "25", false);
+  ASSERT_EQ(records6.size(), 1U);
+  EXPECT_EQ(records6[0].GetFamily(), AF_INET6);
+  EXPECT_EQ(records6[0].GetLength(), 28);
+}
+
+TEST(ResolveTest, AFailureOfTheSystemResolverIsThrown) {
+  ResolvingSocket socket;
+  const std::string text =
+      SocketFailure([&] { socket.Resolve("192.0.2.7", "no-such-service", false); });
+  const std::string start = "Socket::Resolve - Servname not supported for ai_socktype :: failed ";
+  EXPECT_EQ(text.substr(0, start.size()), start);
+}
