@@ -1,1 +1,251 @@
+#include <gtest/gtest.h>
 
+#include <string>
+
+#include "framework/config/Config.h"
+#include "framework/core/Exceptions.h"
+#include "framework/dns/DNSSocket.h"
+#include "framework/dns/NameServer.h"
+#include "tests/support/PrivateNetwork.h"
+#include "tests/support/TemporaryDirectory.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+std::string ReadFrom(const std::string& content) {
+  const TemporaryDirectory directory;
+  directory.Write("resolv.conf", content);
+  return ReadNameServer(directory.Path("resolv.conf"));
+}
+
+struct Row {
+  std::string content;
+  std::string address;
+};
+
+// Without a name server and without a configuration.
+class NameServerLoadTest : public testing::Test {
+ protected:
+  NameServerLoadTest() {
+    dns_servers.clear();
+    Config::m_config.clear();
+  }
+
+  ~NameServerLoadTest() override { Config::m_config.clear(); }
+
+  static void Configure(const std::string& content) {
+    const TemporaryDirectory directory;
+    directory.Write("test.conf", content);
+    Config::Load(directory.Path("test.conf"), "");
+  }
+};
+
+}  // namespace
+
+TEST(NameServerTest, TheWordBehindNameserverIsTheAddress) {
+  EXPECT_EQ(ReadFrom("nameserver 10.0.0.1\n"), "10.0.0.1");
+}
+
+TEST(NameServerTest, TheLastNameserverLineWins) {
+  EXPECT_EQ(ReadFrom("nameserver 10.0.0.1\nnameserver 10.0.0.2\n"), "10.0.0.2");
+  EXPECT_EQ(ReadFrom("nameserver 10.0.0.1\nnameserver 10.0.0.2\nnameserver 10.0.0.3\n#\n\nx y\n"),
+            "10.0.0.3");
+}
+
+TEST(NameServerTest, TheLastLineNeedsNoLineFeed) {
+  EXPECT_EQ(ReadFrom("search test\nnameserver 10.0.0.1"), "10.0.0.1");
+}
+
+TEST(NameServerTest, LinesWithAnotherFirstWordAreIgnored) {
+  const Row rows[] = {
+      {"", ""},
+      {"\n\n\n", ""},
+      {"search nameserver 10.0.0.1\n", ""},
+      {"domain test\noptions nameserver\n", ""},
+      {"nameservers 10.0.0.1\n", ""},
+      {"xnameserver 10.0.0.1\n", ""},
+      {"name server 10.0.0.1\n", ""},
+      {"Nameserver 10.0.0.1\n", ""},
+      {"NAMESERVER 10.0.0.1\n", ""},
+      {"; nameserver 10.0.0.1\n", ""},
+      {";nameserver 10.0.0.1\n", ""},
+      {"nameserver 10.0.0.1\nsearch test\n", "10.0.0.1"},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(ReadFrom(row.content), row.address) << row.content;
+  }
+}
+
+TEST(NameServerTest, ACommentMarkCountsInTheFirstColumnOnly) {
+  const Row rows[] = {
+      {"#nameserver 10.0.0.1\n", ""},
+      {"# nameserver 10.0.0.1\n", ""},
+      {"# x\nnameserver 10.0.0.1\n# nameserver 10.0.0.2\n", "10.0.0.1"},
+      {" #nameserver 10.0.0.1\n", ""},  // for its first word, not for the mark
+      {"nameserver #10.0.0.1\n", "#10.0.0.1"},
+      {"nameserver 10.0.0.1 # comment\n", "10.0.0.1"},
+      {"nameserver 10.0.0.1#comment\n", "10.0.0.1#comment"},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(ReadFrom(row.content), row.address) << row.content;
+  }
+}
+
+TEST(NameServerTest, WordsEndAtABlankNotAtATab) {
+  const Row rows[] = {
+      {"nameserver\t10.0.0.1\n", ""},
+      {"nameserver \t10.0.0.1\n", "10.0.0.1"},
+      {"nameserver\t 10.0.0.1\n", "10.0.0.1"},
+      {"nameserver 10.0.0.1\t\n", "10.0.0.1"},
+      {"nameserver 10.0.0.1\tx\n", "10.0.0.1\tx"},
+      {"\tnameserver 10.0.0.1\n", "10.0.0.1"},
+      {"nameserver 10.0.0.1 10.0.0.2\n", "10.0.0.1"},
+      {"nameserver 10.0.0.1 \n", "10.0.0.1"},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(ReadFrom(row.content), row.address) << row.content;
+  }
+}
+
+TEST(NameServerTest, OneBlankMoreIsAbsorbedTwoAreAnEmptyWord) {
+  const Row rows[] = {
+      {"nameserver  10.0.0.1\n", "10.0.0.1"},
+      {"nameserver   10.0.0.1\n", ""},
+      {" nameserver 10.0.0.1\n", "10.0.0.1"},
+      {"  nameserver 10.0.0.1\n", ""},
+      {"nameserver 10.0.0.1\nnameserver   10.0.0.2\n", ""},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(ReadFrom(row.content), row.address) << row.content;
+  }
+}
+
+TEST(NameServerTest, CarriageReturnsAreTrimmed) {
+  EXPECT_EQ(ReadFrom("nameserver 10.0.0.1\r\nsearch test\r\n"), "10.0.0.1");
+  EXPECT_EQ(ReadFrom("nameserver 10.0.0.1\nnameserver\r\n"), "");
+}
+
+TEST(NameServerTest, ALineWithNothingBehindTheWordAssignsTheEmptyText) {
+  const Row rows[] = {
+      {"nameserver\n", ""},
+      {"nameserver \n", ""},
+      {"nameserver 10.0.0.1\nnameserver\n", ""},
+      {"nameserver 10.0.0.1\nnameserver \n", ""},
+      {"nameserver\nnameserver 10.0.0.2\n", "10.0.0.2"},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(ReadFrom(row.content), row.address) << row.content;
+  }
+}
+
+TEST(NameServerTest, TheAddressIsNotChecked) {
+  EXPECT_EQ(ReadFrom("nameserver host.test\n"), "host.test");
+  EXPECT_EQ(ReadFrom("nameserver 2001:db8::1\n"), "2001:db8::1");
+  EXPECT_EQ(ReadFrom("nameserver 999.0.0.1\n"), "999.0.0.1");
+}
+
+TEST(NameServerTest, WordsEndAtAZeroByte) {
+  EXPECT_EQ(ReadFrom("nameserver 10.0.0.1\0.2\n"s), "10.0.0.1");
+  EXPECT_EQ(ReadFrom("nameserver\0xyz 10.0.0.1\n"s), "10.0.0.1");
+  EXPECT_EQ(ReadFrom("\0nameserver 10.0.0.1\n"s), "");
+  EXPECT_EQ(ReadFrom("nameserver \0 10.0.0.1\n"s), "");
+}
+
+TEST(NameServerTest, TheEndOfALongLineIsNoLineOfItsOwn) {
+  const std::string comment(1023, 'x');
+  for (const char* first : {"#", "x", "x "}) {
+    EXPECT_EQ(ReadFrom(first + comment + "nameserver 10.0.0.1\nnameserver 10.0.0.2"), "10.0.0.2");
+    EXPECT_EQ(ReadFrom("nameserver 10.0.0.2\n" + (first + comment) + "nameserver 10.0.0.1\n"),
+              "10.0.0.2");
+  }
+}
+
+TEST(NameServerTest, AFileThatCannotBeReadNamesNoServer) {
+  const TemporaryDirectory directory;
+  EXPECT_EQ(ReadNameServer(directory.Path("missing")), "");
+  EXPECT_EQ(ReadNameServer(directory.Path("missing/resolv.conf")), "");
+  EXPECT_EQ(ReadNameServer(directory.Path()), "");
+  EXPECT_EQ(ReadNameServer(""), "");
+  EXPECT_EQ(ReadNameServer("/dev/null"), "");
+}
+
+TEST_F(NameServerLoadTest, TheFirstObjectTakesTheLastServerOfTheResolverFile) {
+  SetResolverFile("nameserver 10.0.0.1\nnameserver 10.0.0.2\n");
+  Configure("dns_server=192.0.2.53\n");
+  const DNSSocket dns("example.org");
+  EXPECT_EQ(dns_servers, "10.0.0.2");
+}
+
+TEST_F(NameServerLoadTest, ASecondObjectDoesNotReadTheFileAgain) {
+  SetResolverFile("nameserver 10.0.0.1\n");
+  const DNSSocket first("example.org");
+  SetResolverFile("nameserver 10.0.0.2\n");
+  const DNSSocket second("example.org");
+  EXPECT_EQ(dns_servers, "10.0.0.1");
+}
+
+TEST_F(NameServerLoadTest, AServerThatIsSetIsKept) {
+  SetResolverFile("nameserver 10.0.0.1\n");
+  dns_servers = "192.0.2.1";
+  const DNSSocket dns("example.org");
+  EXPECT_EQ(dns_servers, "192.0.2.1");
+}
+
+TEST_F(NameServerLoadTest, WithoutAServerInTheFileTheConfigurationDecides) {
+  SetResolverFile("search test\n");
+  Configure("dns_server = 192.0.2.53\n");  // the key is "dns_server " with a blank
+  {
+    const DNSSocket dns("example.org");
+    EXPECT_EQ(dns_servers, "9.9.9.9");
+  }
+  dns_servers.clear();
+  Configure("dns_server=192.0.2.53\n");
+  const DNSSocket dns("example.org");
+  EXPECT_EQ(dns_servers, "192.0.2.53");
+}
+
+TEST_F(NameServerLoadTest, AnEmptyAddressInTheFileLeavesTheChoiceToTheConfiguration) {
+  SetResolverFile("nameserver 10.0.0.1\nnameserver\n");
+  Configure("dns_server=192.0.2.53\n");
+  const DNSSocket dns("example.org");
+  EXPECT_EQ(dns_servers, "192.0.2.53");
+}
+
+TEST_F(NameServerLoadTest, TheConfiguredValueIsTakenAsItStands) {
+  SetResolverFile("");
+  Configure("dns_server=not an address\n");
+  const DNSSocket dns("example.org");
+  EXPECT_EQ(dns_servers, "not an address");
+}
+
+TEST_F(NameServerLoadTest, AnEmptyConfiguredValueIsReplacedByNothing) {
+  SetResolverFile("");
+  Configure("dns_server=\n");
+  {
+    const DNSSocket dns("example.org");
+    EXPECT_EQ(dns_servers, "");
+  }
+  SetResolverFile("nameserver 10.0.0.1\n");  // still empty, so the next object reads again
+  const DNSSocket dns("example.org");
+  EXPECT_EQ(dns_servers, "10.0.0.1");
+}
+
+TEST_F(NameServerLoadTest, WithNeitherThePublicResolverIsUsed) {
+  SetResolverFile("search test\n# nameserver 10.0.0.1\n");
+  const DNSSocket dns("example.org");
+  EXPECT_EQ(dns_servers, "9.9.9.9");
+}
+
+TEST_F(NameServerLoadTest, ABadAddressShowsWhenALookUpConnects) {
+  SetResolverFile("nameserver 0.0.0.0\n");
+  DNSSocket dns("example.org");
+  EXPECT_EQ(dns_servers, "0.0.0.0");
+  std::vector<std::string> addresses;
+  try {
+    dns.GetARecords(addresses);
+    ADD_FAILURE() << "connected";
+  } catch (const UDPSocketException& e) {
+    EXPECT_STREQ(e.what(), "UDPSocket::Connect - inet_addr() failed");
+  }
+}

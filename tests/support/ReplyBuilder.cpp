@@ -55,7 +55,11 @@ ReplyBuilder& ReplyBuilder::Record(std::uint16_t type, const Bytes& rdata) {
 }
 
 ReplyBuilder& ReplyBuilder::Record(std::uint16_t type, std::uint16_t rdLength, const Bytes& rdata) {
-  Append16(kPointerToQuestion);
+  if (m_reply[kHeader] == 0) {
+    Raw({0});
+  } else {
+    Append16(kPointerToQuestion);
+  }
   Append16(type);
   Append16(1);  // CLASS IN
   Append16(0);  // TTL, high half

@@ -15,7 +15,8 @@ class ReplyBuilder {
   // trail it. The answer count follows the records added, unless SetAnswerCount sets it.
   explicit ReplyBuilder(const Bytes& query);
 
-  // Adds a record, class IN, TTL 300, whose owner is a pointer to the question's name.
+  // Adds a record, class IN, TTL 300, whose owner is the question's name: a pointer to it, or the
+  // root.
   ReplyBuilder& A(std::string_view dottedQuad);
   ReplyBuilder& NS(std::string_view host);
   ReplyBuilder& MX(std::uint16_t preference, std::string_view host);

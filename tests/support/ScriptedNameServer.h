@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -17,9 +18,19 @@ class ScriptedNameServer {
   // What to send back for a query: any number of datagrams, none included.
   using Script = std::function<Datagrams(const Bytes& query)>;
 
+  // The values that a name server knows, by question ("A example.org"; the root is ""), in the
+  // order of the reply.
+  using Zone = std::map<std::string, std::vector<std::string>>;
+
   // Listens on 127.0.0.1, port 53, until the object goes away. The script runs on a thread of the
   // server's own. Throws std::system_error when the port cannot be had.
   explicit ScriptedNameServer(Script script);
+
+  // As above, and sends its replies from another address of the loopback network, and port.
+  ScriptedNameServer(Script script, const std::string& replyAddress);
+
+  // Answers from zone, well formed; with an answer count of 0 for what zone does not hold.
+  explicit ScriptedNameServer(Zone zone);
   ~ScriptedNameServer();
 
   ScriptedNameServer(const ScriptedNameServer&) = delete;
@@ -28,12 +39,18 @@ class ScriptedNameServer {
   // The queries so far, in the order of their arrival.
   std::vector<Bytes> Queries() const;
 
+  // What they asked: "A", "NS" or "TXT" (another type as a number), a blank and the name.
+  std::vector<std::string> Questions() const;
+
  private:
+  ScriptedNameServer(Script script, int replySocket);
+
   void Serve();
 
   Script m_script;
   int m_socket;
-  int m_stop[2];  // a pipe; closing its write end stops the server
+  int m_replySocket;  // m_socket or one of its own
+  int m_stop[2];      // a pipe; closing its write end stops the server
   mutable std::mutex m_mutex;
   std::vector<Bytes> m_queries;  // guarded by m_mutex
   std::thread m_thread;

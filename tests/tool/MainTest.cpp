@@ -1,1 +1,278 @@
+#include <gtest/gtest.h>
 
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "framework/core/Exceptions.h"
+#include "framework/dns/NameServer.h"
+#include "framework/logging/Logger.h"
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/ScriptedNameServer.h"
+#include "tests/support/TemporaryDirectory.h"
+
+// The program's main(), which the build compiles under this name.
+int spfcheck_main(int argc, char* argv[]);
+
+namespace {
+
+using Texts = std::vector<std::string>;
+using Zone = ScriptedNameServer::Zone;
+
+struct Result {
+  int status = -1;
+  std::string standardOutput;
+  std::string standardError;
+};
+
+// Each test has a working directory of its own, where the log file goes.
+class MainTest : public testing::Test {
+ protected:
+  MainTest() {
+    dns_servers = "127.0.0.1";
+    fwk::Logger::m_bToFile = true;
+    fwk::Logger::m_bToConsole = false;
+    fwk::Logger::m_bSyslog = false;
+    fwk::Logger::m_bIncludeLogLevel = true;
+    std::filesystem::current_path(m_directory.Path());
+  }
+
+  ~MainTest() override { std::filesystem::current_path(m_before); }
+
+  // Arguments: with the program's name.
+  static Result Run(Texts arguments) {
+    std::vector<char*> words;
+    for (std::string& argument : arguments) {
+      words.push_back(argument.data());
+    }
+    words.push_back(nullptr);
+    Result result;
+    testing::internal::CaptureStderr();
+    result.standardOutput = CaptureOutput(
+        [&] { result.status = spfcheck_main(static_cast<int>(arguments.size()), words.data()); });
+    result.standardError = testing::internal::GetCapturedStderr();
+    return result;
+  }
+
+  // The questions that a run with these arguments asks.
+  static Texts QuestionsOf(const Texts& arguments, const Zone& zone = {}) {
+    const ScriptedNameServer server(zone);
+    EXPECT_EQ(Run(arguments).status, 0);
+    return server.Questions();
+  }
+
+  std::string LogFile() const { return m_directory.Read("log.txtcurrent.log"); }
+
+ private:
+  std::filesystem::path m_before = std::filesystem::current_path();
+  TemporaryDirectory m_directory;
+};
+
+std::string EmptyReport(const std::string& domain) {
+  return "Domain : " + domain +
+         "\n"
+         "A records : \n"
+         "MX records : \n"
+         "NS records : \n"
+         "TXT records : \n";
+}
+
+std::string BeginOfCheck(const std::string& sender, const std::string& record) {
+  return "Debug: SPFCheck::SPFCheck ip(192.0.2.1), smtpFrom(" + sender +
+         "), domain(example.org)\nDebug: SPFCheck::SPFCheck spf record = " + record + "\n";
+}
+
+const Texts kReportQuestions = {"A example.org", "NS example.org", "TXT example.org"};
+
+}  // namespace
+
+// Usage.
+
+TEST_F(MainTest, WithoutArgumentsTheUsageGoesToStandardErrorWithStatus1) {
+  const ScriptedNameServer server(Zone{});
+  const Result result = Run({"./some path/%s-program"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.standardOutput, "");
+  EXPECT_EQ(result.standardError,
+            "Usage: ./some path/%s-program <domain> <ip> <smtpFrom> <spfRecord>\n");
+  EXPECT_EQ(server.Queries(), Datagrams{});
+}
+
+TEST_F(MainTest, AnEmptyProgramNameIsPrintedAsSuch) {
+  EXPECT_EQ(Run({""}).standardError, "Usage:  <domain> <ip> <smtpFrom> <spfRecord>\n");
+}
+
+TEST_F(MainTest, WithoutAProgramNameTheUsageEndsBeforeIt) {
+  const Result result = Run({});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.standardOutput, "");
+  EXPECT_EQ(result.standardError, "Usage: ");
+}
+
+// The record report.
+
+TEST_F(MainTest, OneArgumentIsADomainToReport) {
+  const ScriptedNameServer server(Zone{{"A example.org", {"192.0.2.1"}}});
+  const Result result = Run({"spfcheck", "example.org"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.standardOutput,
+            "Domain : example.org\n"
+            "A records : \n"
+            "\t192.0.2.1\n"
+            "MX records : \n"
+            "NS records : \n"
+            "TXT records : \n");
+  EXPECT_EQ(result.standardError, "");
+  EXPECT_EQ(server.Questions(), kReportQuestions);
+}
+
+TEST_F(MainTest, AnEmptyAddressMeansAReportHoweverManyArgumentsFollow) {
+  for (const Texts& arguments :
+       {Texts{"spfcheck", "example.org", ""}, Texts{"spfcheck", "example.org", "", "x@d.test"},
+        Texts{"spfcheck", "example.org", "", "x@d.test", "v=spf1 ip4:192.0.2.1"}}) {
+    const ScriptedNameServer server(Zone{});
+    const Result result = Run(arguments);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.standardOutput, EmptyReport("example.org"));
+    EXPECT_EQ(server.Questions(), kReportQuestions);
+  }
+}
+
+TEST_F(MainTest, MoreThanFourArgumentsAreIgnoredAndTheEmptyDomainReported) {
+  for (const Texts& arguments :
+       {Texts{"spfcheck", "example.org", "192.0.2.1", "x@d.test", "v=spf1 -all", "more"},
+        Texts{"spfcheck", "example.org", "192.0.2.1", "", "", "", "", ""}}) {
+    const ScriptedNameServer server(Zone{});
+    const Result result = Run(arguments);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.standardOutput, EmptyReport(""));
+    EXPECT_EQ(result.standardError, "");
+    EXPECT_EQ(server.Questions(), (Texts{"A ", "NS ", "TXT "}));
+  }
+}
+
+TEST_F(MainTest, AnEmptyDomainIsReportedToo) {
+  EXPECT_EQ(QuestionsOf({"spfcheck", ""}), (Texts{"A ", "NS ", "TXT "}));
+}
+
+// The check.
+
+TEST_F(MainTest, TwoArgumentsCheckThePublishedRecordForAnEmptySender) {
+  const ScriptedNameServer server(Zone{{"TXT example.org", {"v=spf1 ip4:192.0.2.1"}}});
+  const Result result = Run({"spfcheck", "example.org", "192.0.2.1"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.standardOutput, BeginOfCheck("", "v=spf1 ip4:192.0.2.1") +
+                                       "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n"
+                                       "SPFCheck::passed \n");
+  EXPECT_EQ(result.standardError, "");
+  EXPECT_EQ(server.Questions(), (Texts{"TXT example.org"}));
+}
+
+TEST_F(MainTest, AFailedCheckHasStatus0Too) {
+  const ScriptedNameServer server(Zone{});
+  const Result result = Run({"spfcheck", "example.org", "192.0.2.1"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.standardOutput, BeginOfCheck("", "") + "SPFCheck::failed \n");
+}
+
+TEST_F(MainTest, TheThirdArgumentIsTheSender) {
+  const ScriptedNameServer server(Zone{{"TXT d.test", {"v=spf1 -all"}}});
+  const Result result = Run({"spfcheck", "example.org", "192.0.2.1", "<x@d.test>"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.standardOutput,
+            BeginOfCheck("<x@d.test>", "v=spf1 -all") + "SPFCheck::failed \n");
+  EXPECT_EQ(server.Questions(), (Texts{"TXT d.test"}));
+}
+
+TEST_F(MainTest, TheFourthArgumentIsTheRecord) {
+  const ScriptedNameServer server(Zone{});
+  const Result result = Run({"spfcheck", "example.org", "192.0.2.1", "", "v=spf1 ip4:192.0.2.1"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.standardOutput, BeginOfCheck("", "v=spf1 ip4:192.0.2.1") +
+                                       "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n"
+                                       "SPFCheck::passed \n");
+  EXPECT_EQ(server.Queries(), Datagrams{});
+}
+
+TEST_F(MainTest, AnEmptyFourthArgumentMeansThePublishedRecord) {
+  EXPECT_EQ(QuestionsOf({"spfcheck", "example.org", "192.0.2.1", "", ""}),
+            (Texts{"TXT example.org"}));
+}
+
+TEST_F(MainTest, ArgumentsAreTakenWholeWithoutTrimmingOrChangeOfCase) {
+  const ScriptedNameServer server(Zone{});
+  const Result result =
+      Run({"spfcheck", " Example.ORG ", " ", "\t<X@D.Test> ", " V=SPF1 IP4:192.0.2.1 "});
+  EXPECT_EQ(result.standardOutput,
+            "Debug: SPFCheck::SPFCheck ip( ), smtpFrom(\t<X@D.Test> ), domain( Example.ORG )\n"
+            "Debug: SPFCheck::SPFCheck spf record =  V=SPF1 IP4:192.0.2.1 \n"
+            "Debug: SPFCheck::process: V=SPF1 - not supported..\n"
+            "Debug: SPFCheck::process: IP4:192.0.2.1 - not supported..\n"
+            "SPFCheck::failed \n");
+}
+
+TEST_F(MainTest, TheCheckBeginsAtDepth0) {
+  std::string record = "v=spf1";
+  for (int i = 0; i < 11; ++i) {
+    record.append(" include:d").append(std::to_string(i)).append(".test");
+  }
+  EXPECT_EQ(QuestionsOf({"spfcheck", "example.org", "192.0.2.1", "", record}).size(), 10U);
+}
+
+TEST_F(MainTest, AnExceptionLeavesWithoutAVerdict) {
+  const ScriptedNameServer server(Zone{});
+  const std::string out = CaptureOutput([] {
+    std::string words[] = {"spfcheck", "example.org", "192.0.2.1", "", "v=spf1 ip4"};
+    char* arguments[] = {words[0].data(), words[1].data(), words[2].data(),
+                         words[3].data(), words[4].data(), nullptr};
+    EXPECT_THROW(spfcheck_main(5, arguments), std::out_of_range);
+  });
+  EXPECT_EQ(out, BeginOfCheck("", "v=spf1 ip4"));
+}
+
+TEST_F(MainTest, AnExceptionOfTheReportLeavesToo) {
+  dns_servers = "0.0.0.0";
+  const std::string out = CaptureOutput([] {
+    std::string words[] = {"spfcheck", "example.org"};
+    char* arguments[] = {words[0].data(), words[1].data(), nullptr};
+    EXPECT_THROW(spfcheck_main(2, arguments), UDPSocketException);
+  });
+  EXPECT_EQ(out,
+            "Domain : example.org\n"
+            "A records : \n");
+}
+
+// The logger.
+
+TEST_F(MainTest, EachRunSetsUpTheLogger) {
+  fwk::Logger::Init("elsewhere", fwk::Error, true, true);
+  Run({"spfcheck"});
+  EXPECT_EQ(fwk::Logger::m_sLogFileLocation, "log.txt");
+  EXPECT_EQ(fwk::Logger::m_LogLevel, 1);
+  EXPECT_FALSE(fwk::Logger::m_bIncludeDateTime);
+  EXPECT_FALSE(fwk::Logger::m_bIncludeThreadID);
+  EXPECT_TRUE(fwk::Logger::m_bToConsole);
+}
+
+TEST_F(MainTest, LogLinesGoToTheLogFileInTheWorkingDirectoryTooAndTheVerdictDoesNot) {
+  const ScriptedNameServer server(Zone{});
+  Run({"spfcheck", "example.org", "192.0.2.1", "", "v=spf1 x -all"});
+  EXPECT_EQ(LogFile(),
+            BeginOfCheck("", "v=spf1 x -all") + "Debug: SPFCheck::process: x - not supported..\n");
+}
+
+TEST_F(MainTest, TheUsageWritesNoLogFile) {
+  Run({"spfcheck"});
+  EXPECT_FALSE(std::filesystem::exists("log.txtcurrent.log"));
+}
+
+TEST_F(MainTest, LogLinesStandInTheReportWhereTheyArise) {
+  const std::string domain(1100, 'a');  // too long for a query
+  const std::string line =
+      "Error: DNSSocket::DoQuery - StdException - "
+      "MessageCodec::EncodeQuery - domain name too long\n";
+  EXPECT_EQ(Run({"spfcheck", domain}).standardOutput,
+            "Domain : " + domain + "\nA records : \n" + line + "MX records : \n" +
+                "NS records : \n" + line + "TXT records : \n" + line);
+}

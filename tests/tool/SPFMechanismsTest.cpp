@@ -1,1 +1,435 @@
+#include <gtest/gtest.h>
 
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "framework/config/Config.h"
+#include "framework/core/Exceptions.h"
+#include "framework/dns/NameServer.h"
+#include "tests/support/CapturedOutput.h"
+#include "tests/support/PrivateNetwork.h"
+#include "tests/support/ScriptedNameServer.h"
+#include "tool/SPFCheck.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+using Zone = ScriptedNameServer::Zone;
+
+// What a check of one term, or of several, did. The log is without the two lines of the check.
+struct Outcome {
+  bool passed = false;
+  std::string log;
+  Texts questions;
+};
+
+class SPFMechanismsTest : public testing::Test {
+ protected:
+  SPFMechanismsTest() {
+    dns_servers = "127.0.0.1";
+    DoNotLog();
+  }
+
+  static Outcome Evaluate(const std::string& terms, const std::string& ip = "192.0.2.1",
+                          const Zone& zone = {}) {
+    const ScriptedNameServer server(zone);
+    Outcome outcome;
+    outcome.log =
+        CaptureLog([&] { outcome.passed = SPFCheck(ip, "", "example.org", 0, terms).getResult(); });
+    outcome.log.erase(0, outcome.log.find('\n') + 1);
+    outcome.log.erase(0, outcome.log.find('\n') + 1);
+    outcome.questions = server.Questions();
+    return outcome;
+  }
+
+  // The text of the exception that the terms throw; "nothing" for none.
+  template <typename Exception>
+  static std::string WhatIsThrown(const std::string& terms, const Zone& zone = {}) {
+    const ScriptedNameServer server(zone);
+    try {
+      const SPFCheck check("192.0.2.1", "", "example.org", 0, terms);
+      return "nothing";
+    } catch (const Exception& e) {
+      return e.what();
+    }
+  }
+
+  static std::string BeginOfCheck(const std::string& domain, const std::string& record) {
+    return "Debug: SPFCheck::SPFCheck ip(192.0.2.1), smtpFrom(), domain(" + domain +
+           ")\nDebug: SPFCheck::SPFCheck spf record = " + record + "\n";
+  }
+};
+
+std::string CandidateLine(const std::string& ip, const std::string& candidate) {
+  return "Debug: SPFCheck::checkDomain: ip::" + ip + " == ARecord::" + candidate + "\n";
+}
+
+bool IsSubstrText(const std::string& what) {
+  return what.starts_with("basic_string::substr");
+}
+
+}  // namespace
+
+// ip4.
+
+TEST_F(SPFMechanismsTest, AnIp4TermMatchesTheClientsInItsRange) {
+  struct Row {
+    std::string value;
+    std::string ip;
+    bool passed;
+  };
+  const Row rows[] = {
+      {"192.0.2.1", "192.0.2.1", true},
+      {"192.0.2.1", "192.0.2.2", false},
+      {"192.0.2.1", "192.0.2.0", false},
+      {"192.0.2.1/32", "192.0.2.1", true},
+      {"192.0.2.1/32", "192.0.2.2", false},
+      {"192.0.2.2/31", "192.0.2.3", true},
+      {"192.0.2.2/31", "192.0.2.4", false},
+      {"192.0.2.0/24", "192.0.2.255", true},
+      {"192.0.2.0/24", "192.0.3.0", false},
+      // The range is not masked: it begins at the address written.
+      {"192.0.2.10/24", "192.0.2.5", false},
+      {"192.0.2.10/24", "192.0.2.9", false},
+      {"192.0.2.10/24", "192.0.2.10", true},
+      {"192.0.2.10/24", "192.0.3.9", true},
+      {"192.0.2.10/24", "192.0.3.10", false},
+      // Prefixes that hold nothing.
+      {"192.0.2.1/0", "192.0.2.1", false},
+      {"192.0.2.1/0", "192.0.2.2", false},
+      {"192.0.2.1/0", "255.255.255.255", false},
+      {"192.0.2.1/33", "192.0.2.1", false},
+      {"192.0.2.1/64", "192.0.2.1", false},
+      {"192.0.2.1/100", "192.0.2.1", false},
+      {"192.0.2.1/", "192.0.2.1", false},
+      {"/24", "192.0.2.1", false},
+      {"/", "192.0.2.1", false},
+      {"192.0.2.1/1", "192.0.2.1", false},  // the end would pass 255.255.255.255
+      {"192.0.2.1/2", "192.0.2.1", false},
+      {"128.0.0.0/1", "255.255.255.255", true},
+      {"128.0.0.0/1", "127.255.255.255", false},
+      {"255.255.255.0/24", "255.255.255.255", true},
+      {"255.255.255.1/24", "255.255.255.255", false},
+      {"1.0.0.0/1", "128.255.255.255", true},
+      {"192.0.2.0/024", "192.0.2.255", true},
+      {"192.0.2.0/4294967320", "192.0.2.255", true},  // 2^32 + 24
+      // The network 0.0.0.0.
+      {"0.0.0.0/0", "192.0.2.1", false},
+      {"0.0.0.0/0", "0.0.0.0", false},
+      {"0.0.0.0/24", "0.0.0.1", false},
+      {"0.0.0.0", "0.0.0.0", false},
+      // Texts that are no address are 255.255.255.255.
+      {"no-address", "192.0.2.1", false},
+      {"no-address", "255.255.255.255", true},
+      {"no-address", "no-client", true},
+      {"255.255.255.255", "no-client", true},
+      {"192.0.2.1", "no-client", false},
+      {"192.0.2.256", "255.255.255.255", true},
+      {":192.0.2.1", "192.0.2.1", false},
+      // Numbers are compared, not texts.
+      {"192.0.2.1", "192.0.513", true},
+      {"0xC0.0.2.1", "192.0.2.1", true},
+      {"192.0.2.010", "192.0.2.8", true},
+  };
+  for (const Row& row : rows) {
+    const Outcome outcome = Evaluate("ip4:" + row.value, row.ip);
+    EXPECT_EQ(outcome.passed, row.passed) << row.value << " " << row.ip;
+    EXPECT_EQ(outcome.log, "Debug: SPFCheck::processIP4 - domain::" + row.value + "\n");
+    EXPECT_EQ(outcome.questions, Texts{});
+  }
+}
+
+TEST_F(SPFMechanismsTest, AnIp4TermWithPlusKeepsItsColon) {
+  struct Row {
+    std::string ip;
+    bool passed;
+  };
+  const Row rows[] = {{"192.0.2.1", false}, {"255.255.255.255", true}, {"no-client", true}};
+  for (const Row& row : rows) {
+    const Outcome outcome = Evaluate("+ip4:192.0.2.1", row.ip);
+    EXPECT_EQ(outcome.passed, row.passed) << row.ip;
+    EXPECT_EQ(outcome.log, "Debug: SPFCheck::processIP4 - domain:::192.0.2.1\n");
+  }
+}
+
+TEST_F(SPFMechanismsTest, TheFirstFourCharactersOfAnIp4TermAreSkippedByCount) {
+  EXPECT_TRUE(Evaluate("ip4x192.0.2.1").passed);
+  EXPECT_TRUE(Evaluate("ip4/192.0.2.1").passed);
+  EXPECT_FALSE(Evaluate("ip4192.0.2.1").passed);
+}
+
+TEST_F(SPFMechanismsTest, AnIp4TermWithoutAValueFailsSilently) {
+  for (const char* term : {"ip4:", "ip4x", "+ip4"}) {
+    const Outcome outcome = Evaluate(term, "255.255.255.255");
+    EXPECT_FALSE(outcome.passed) << term;
+    EXPECT_EQ(outcome.log, "") << term;
+  }
+}
+
+TEST_F(SPFMechanismsTest, TheBareTermIp4Throws) {
+  EXPECT_PRED1(IsSubstrText, WhatIsThrown<std::out_of_range>("ip4"));
+  EXPECT_PRED1(IsSubstrText, WhatIsThrown<std::out_of_range>("v=spf1 x ip4"));
+}
+
+TEST_F(SPFMechanismsTest, APrefixThatIsNoNumberThrows) {
+  for (const char* term : {"ip4:192.0.2.1/2x", "ip4:192.0.2.1/2.4", "ip4:192.0.2.1/-1",
+                           "ip4:192.0.2.1/+1", "ip4:192.0.2.1/24/", "ip4:no-address/x"}) {
+    EXPECT_EQ(WhatIsThrown<std::invalid_argument>(term), "non-digit character") << term;
+  }
+}
+
+TEST_F(SPFMechanismsTest, ABadPrefixOfTheNetworkZeroIsNotLookedAt) {
+  EXPECT_EQ(WhatIsThrown<std::invalid_argument>("ip4:0.0.0.0/x"), "nothing");
+  EXPECT_EQ(WhatIsThrown<std::invalid_argument>("ip4:/x"), "nothing");
+}
+
+// a.
+
+TEST_F(SPFMechanismsTest, TheTargetOfAnATermStandsBetweenColonAndSlash) {
+  struct Row {
+    std::string term;
+    std::string domain;
+  };
+  const Row rows[] = {
+      {"a", "example.org"},
+      {"all", "example.org"},
+      {"a/24", "example.org"},
+      {"a:", "example.org"},
+      {"a:/24", "example.org"},
+      {"a:d.test", "d.test"},
+      {"a:d.test/24", "d.test"},
+      {"a:d.test/24/25", "d.test"},
+      {"a:d.test:e.test", "d.test:e.test"},
+      {"a/24:d.test", "d.test"},  // a slash before the colon: all behind the colon
+      {"a/24:d.test/25", "d.test/25"},
+      {"abc:d.test", "d.test"},
+      {"+a:d.test/24", "d.test"},
+      {"+a/24", "example.org"},
+      {"a:D.Test", "D.Test"},
+  };
+  for (const Row& row : rows) {
+    const Outcome outcome = Evaluate(row.term);
+    EXPECT_FALSE(outcome.passed);
+    EXPECT_EQ(outcome.log, "Debug: SPFCheck::processA - domain::" + row.domain + "\n");
+    EXPECT_EQ(outcome.questions, (Texts{"A " + row.domain})) << row.term;
+  }
+}
+
+TEST_F(SPFMechanismsTest, TheDomainOfTheCheckIsThatOfTheSender) {
+  const ScriptedNameServer server(Zone{{"A d.test", {"192.0.2.1"}}});
+  EXPECT_TRUE(SPFCheck("192.0.2.1", "<x@d.test>", "example.org", 0, "all").getResult());
+  EXPECT_EQ(server.Questions(), (Texts{"A d.test"}));
+}
+
+TEST_F(SPFMechanismsTest, AnATermMatchesTheAddressesOfItsTarget) {
+  const Zone zone = {{"A example.org", {"192.0.2.10"}}, {"A d.test", {"198.51.100.1"}}};
+  struct Row {
+    std::string term;
+    std::string ip;
+    bool passed;
+    std::string candidate;
+  };
+  const Row rows[] = {
+      {"a", "192.0.2.10", true, "192.0.2.10"},
+      {"a", "192.0.2.11", false, "192.0.2.10"},
+      {"all", "192.0.2.10", true, "192.0.2.10"},
+      {"all", "192.0.2.11", false, "192.0.2.10"},
+      {"+a", "192.0.2.10", true, "192.0.2.10"},
+      {"a/24", "192.0.2.5", false, "192.0.2.10/24"},
+      {"a/24", "192.0.3.9", true, "192.0.2.10/24"},
+      {"a/24", "192.0.3.10", false, "192.0.2.10/24"},
+      {"a/", "192.0.2.10", false, "192.0.2.10/"},
+      {"a/0", "192.0.2.10", false, "192.0.2.10/0"},
+      {"a:d.test", "198.51.100.1", true, "198.51.100.1"},
+      {"a:d.test", "192.0.2.10", false, "198.51.100.1"},
+      {"a:d.test/31", "198.51.100.2", true, "198.51.100.1/31"},
+      {"a", "192.0.522", true, "192.0.2.10"},  // a number, not a text
+  };
+  for (const Row& row : rows) {
+    const Outcome outcome = Evaluate(row.term, row.ip, zone);
+    EXPECT_EQ(outcome.passed, row.passed) << row.term << " " << row.ip;
+    const std::string domain = row.term.starts_with("a:d") ? "d.test" : "example.org";
+    EXPECT_EQ(outcome.log, "Debug: SPFCheck::processA - domain::" + domain + "\n" +
+                               CandidateLine(row.ip, row.candidate));
+    EXPECT_EQ(outcome.questions, (Texts{"A " + domain}));
+  }
+}
+
+TEST_F(SPFMechanismsTest, AddressesAreTriedInTheirOrderUpToTheFirstMatch) {
+  const Zone zone = {{"A example.org", {"192.0.2.3", "192.0.2.1", "192.0.2.2"}}};
+  const Outcome outcome = Evaluate("a", "192.0.2.1", zone);
+  EXPECT_TRUE(outcome.passed);
+  EXPECT_EQ(outcome.log, "Debug: SPFCheck::processA - domain::example.org\n" +
+                             CandidateLine("192.0.2.1", "192.0.2.3") +
+                             CandidateLine("192.0.2.1", "192.0.2.1"));
+}
+
+TEST_F(SPFMechanismsTest, ABadPrefixOfAnATermThrowsWhenThereIsAnAddress) {
+  const Zone zone = {{"A example.org", {"192.0.2.10"}}, {"A d.test", {"192.0.2.10"}}};
+  for (const char* term : {"a/24.0", "a/x", "a:d.test/24/25", "a/24:d.test"}) {
+    EXPECT_EQ(WhatIsThrown<std::invalid_argument>(term, zone), "non-digit character") << term;
+    EXPECT_EQ(WhatIsThrown<std::invalid_argument>(term), "nothing") << term;
+  }
+}
+
+TEST_F(SPFMechanismsTest, AFailedLookUpOfAnATermIsNoMatchAndTheWalkGoesOn) {
+  const std::string target(1100, 'a');
+  const Outcome outcome = Evaluate("a:" + target + " ip4:192.0.2.1");
+  EXPECT_TRUE(outcome.passed);
+  EXPECT_EQ(outcome.log, "Debug: SPFCheck::processA - domain::" + target +
+                             "\nError: DNSSocket::DoQuery - StdException - "
+                             "MessageCodec::EncodeQuery - domain name too long\n"
+                             "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n");
+}
+
+TEST_F(SPFMechanismsTest, AServerThatCannotBeUsedThrowsOutOfAnATerm) {
+  dns_servers = "0.0.0.0";
+  EXPECT_EQ(WhatIsThrown<UDPSocketException>("a"), "UDPSocket::Connect - inet_addr() failed");
+}
+
+// mx.
+
+TEST_F(SPFMechanismsTest, AnMxTermNeverMatchesLogsNothingAndAsksNothing) {
+  const Zone zone = {{"A example.org", {"192.0.2.1"}},
+                     {"A d.test", {"192.0.2.1"}},
+                     {"15 example.org", {"example.org"}}};
+  for (const char* term : {"mx", "mx:d.test", "mx/24", "mx:d.test/x", "+mx", "+mx:d.test"}) {
+    const Outcome outcome = Evaluate(term, "192.0.2.1", zone);
+    EXPECT_FALSE(outcome.passed) << term;
+    EXPECT_EQ(outcome.log, "") << term;
+    EXPECT_EQ(outcome.questions, Texts{}) << term;
+  }
+}
+
+TEST_F(SPFMechanismsTest, AnMxTermLoadsTheNameServerAndConnectsToNothing) {
+  Config::m_config.clear();
+  SetResolverFile("nameserver 0.0.0.0\n");
+  dns_servers.clear();
+  EXPECT_FALSE(SPFCheck("192.0.2.1", "", "example.org", 0, "v=spf1 ip4:192.0.2.9").getResult());
+  EXPECT_EQ(dns_servers, "");
+  EXPECT_FALSE(SPFCheck("192.0.2.1", "", "example.org", 0, "v=spf1 mx").getResult());
+  EXPECT_EQ(dns_servers, "0.0.0.0");
+}
+
+// include and redirect.
+
+TEST_F(SPFMechanismsTest, AnIncludeThatPassesEndsTheWalk) {
+  const Outcome outcome =
+      Evaluate("include:d.test a", "192.0.2.1", {{"TXT d.test", {"v=spf1 ip4:192.0.2.1"}}});
+  EXPECT_TRUE(outcome.passed);
+  EXPECT_EQ(outcome.log, "Debug: SPFCheck::processINCLUDE - domain::d.test\n" +
+                             BeginOfCheck("d.test", "v=spf1 ip4:192.0.2.1") +
+                             "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n");
+  EXPECT_EQ(outcome.questions, (Texts{"TXT d.test"}));
+}
+
+TEST_F(SPFMechanismsTest, AfterAnIncludeOrRedirectThatFailsTheNextTermIsTried) {
+  for (const std::string term : {"include:d.test", "redirect=d.test"}) {
+    const Outcome outcome =
+        Evaluate(term + " ip4:192.0.2.1", "192.0.2.1", {{"TXT d.test", {"v=spf1 -all"}}});
+    EXPECT_TRUE(outcome.passed) << term;
+    EXPECT_EQ(outcome.questions, (Texts{"TXT d.test"}));
+    EXPECT_TRUE(outcome.log.ends_with(BeginOfCheck("d.test", "v=spf1 -all") +
+                                      "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n"));
+  }
+}
+
+TEST_F(SPFMechanismsTest, ADomainWithoutARecordIsAnIncludeThatFails) {
+  const Outcome outcome = Evaluate("redirect=d.test");
+  EXPECT_FALSE(outcome.passed);
+  EXPECT_EQ(outcome.log,
+            "Debug: SPFCheck::processREDIRECT - domain::d.test\n" + BeginOfCheck("d.test", ""));
+}
+
+TEST_F(SPFMechanismsTest, ANestedCheckEvaluatesItsOwnDomainForTheSameClientWithoutTheSender) {
+  const ScriptedNameServer server(Zone{{"TXT d.test", {"v=spf1 a"}}, {"A d.test", {"192.0.2.1"}}});
+  EXPECT_EQ(
+      CaptureLog([] {
+        EXPECT_TRUE(
+            SPFCheck("192.0.2.1", "<x@e.test>", "example.org", 0, "redirect=d.test").getResult());
+      }),
+      "Debug: SPFCheck::SPFCheck ip(192.0.2.1), smtpFrom(<x@e.test>), domain(example.org)\n"
+      "Debug: SPFCheck::SPFCheck spf record = redirect=d.test\n"
+      "Debug: SPFCheck::processREDIRECT - domain::d.test\n" +
+          BeginOfCheck("d.test", "v=spf1 a") + "Debug: SPFCheck::processA - domain::d.test\n" +
+          CandidateLine("192.0.2.1", "192.0.2.1"));
+  EXPECT_EQ(server.Questions(), (Texts{"TXT d.test", "A d.test"}));
+}
+
+TEST_F(SPFMechanismsTest, AnIncludeOrRedirectOfTheOwnDomainIsAnErrorAndTheWalkGoesOn) {
+  struct Row {
+    std::string term;
+    std::string name;
+  };
+  for (const Row& row : {Row{"include:example.org", "processINCLUDE"},
+                         Row{"redirect=example.org", "processREDIRECT"}}) {
+    const Outcome outcome = Evaluate(row.term + " ip4:192.0.2.1");
+    EXPECT_TRUE(outcome.passed);
+    EXPECT_EQ(outcome.log, "Error: SPFCheck::" + row.name +
+                               " - error domain::example.org == m_domain::example.org\n"
+                               "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n");
+    EXPECT_EQ(outcome.questions, Texts{});
+    EXPECT_FALSE(Evaluate(row.term).passed);
+  }
+}
+
+TEST_F(SPFMechanismsTest, OnlyTheVerySameTextIsTheOwnDomain) {
+  for (const std::string target : {"Example.org", "example.orgg", "example.or", "xample.org"}) {
+    const Outcome outcome = Evaluate("include:" + target);
+    EXPECT_EQ(outcome.questions, (Texts{"TXT " + target}));
+    EXPECT_EQ(outcome.log, "Debug: SPFCheck::processINCLUDE - domain::" + target + "\n" +
+                               BeginOfCheck(target, ""));
+  }
+  EXPECT_EQ(Evaluate("include:example.org.").questions, (Texts{"TXT example.org"}));
+}
+
+TEST_F(SPFMechanismsTest, TheOwnDomainOfACheckWithASenderIsTheSenders) {
+  const ScriptedNameServer server(Zone{});
+  EXPECT_EQ(CaptureLog([] {
+              const SPFCheck check("192.0.2.1", "x@d.test", "example.org", 0,
+                                   "include:d.test include:example.org");
+            }),
+            "Debug: SPFCheck::SPFCheck ip(192.0.2.1), smtpFrom(x@d.test), domain(example.org)\n"
+            "Debug: SPFCheck::SPFCheck spf record = include:d.test include:example.org\n"
+            "Error: SPFCheck::processINCLUDE - error domain::d.test == m_domain::d.test\n"
+            "Debug: SPFCheck::processINCLUDE - domain::example.org\n" +
+                BeginOfCheck("example.org", ""));
+  EXPECT_EQ(server.Questions(), (Texts{"TXT example.org"}));
+}
+
+TEST_F(SPFMechanismsTest, AnIncludeOrRedirectWithoutATargetFailsSilently) {
+  for (const char* term :
+       {"include:", "redirect=", "include=", "redirect:", "+include", "+redirect"}) {
+    const Outcome outcome = Evaluate(term);
+    EXPECT_FALSE(outcome.passed) << term;
+    EXPECT_EQ(outcome.log, "") << term;
+    EXPECT_EQ(outcome.questions, Texts{}) << term;
+  }
+}
+
+TEST_F(SPFMechanismsTest, TheTargetIsWhatStandsBehindACountOfCharacters) {
+  struct Row {
+    std::string term;
+    std::string target;
+  };
+  const Row rows[] = {
+      {"include:d.test", "d.test"},       {"includeXd.test", "d.test"},
+      {"redirect=d.test", "d.test"},      {"redirect:d.test", "d.test"},
+      {"+include:d.test", ":d.test"},     {"+redirect=d.test", "=d.test"},
+      {"include:d.test/24", "d.test/24"}, {"redirect=d.test:x", "d.test:x"},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(Evaluate(row.term).questions, (Texts{"TXT " + row.target})) << row.term;
+  }
+}
+
+TEST_F(SPFMechanismsTest, TheBareTermsIncludeAndRedirectThrow) {
+  EXPECT_PRED1(IsSubstrText, WhatIsThrown<std::out_of_range>("include"));
+  EXPECT_PRED1(IsSubstrText, WhatIsThrown<std::out_of_range>("redirect"));
+}
+
+TEST_F(SPFMechanismsTest, AnExceptionOfANestedCheckLeavesTheOuterOne) {
+  EXPECT_PRED1(IsSubstrText,
+               WhatIsThrown<std::out_of_range>("include:d.test", {{"TXT d.test", {"v=spf1 ip4"}}}));
+}
