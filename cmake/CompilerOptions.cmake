@@ -13,7 +13,8 @@ target_compile_options(spfcheck_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wnon-virtual-dtor
   -Woverloaded-virtual
   # Assertion texts name a source by its path from the repository's root.
-  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 if(SPFCHECK_WARNINGS_AS_ERRORS)
   target_compile_options(spfcheck_options INTERFACE -Werror)
 endif()

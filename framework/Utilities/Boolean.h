@@ -4,6 +4,7 @@
 #pragma once
 
 #include "framework/core/Locks.h"
+#include "framework/core/ThreadAnnotations.h"
 
 namespace fwk {
 
@@ -21,7 +22,7 @@ class Boolean {
 
  private:
   mutable MutexReadWriteInstance m_lock;
-  bool m_value = false;  // guarded by m_lock
+  bool m_value FWK_GUARDED_BY(m_lock) = false;
 };
 
 }  // namespace fwk

@@ -14,7 +14,9 @@
 
 #include <pthread.h>
 
-class MutexInstance {
+#include "framework/core/ThreadAnnotations.h"
+
+class FWK_CAPABILITY("mutex") MutexInstance {
  public:
   // type: as pthread_mutexattr_settype takes it. The framework's own mutexes are all
   // PTHREAD_MUTEX_RECURSIVE: a thread may lock again what it holds, and unlocks as many times.
@@ -32,18 +34,19 @@ class MutexInstance {
   pthread_mutexattr_t m_attributes{};
 };
 
-class Mutex {
+class FWK_SCOPED_CAPABILITY Mutex {
  public:
   // lock: whether to lock now and, with that, whether the destructor unlocks. Lock() and Unlock()
   // do not change what the destructor does: a guard made with true must hold the lock when it dies.
-  Mutex(MutexInstance& instance, bool lock);
-  virtual ~Mutex() noexcept(false);
+  // clang's check of locks takes every guard as made with true.
+  Mutex(MutexInstance& instance, bool lock) FWK_ACQUIRE(instance);
+  virtual ~Mutex() noexcept(false) FWK_RELEASE();
 
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  void Lock();
-  void Unlock();
+  void Lock() FWK_ACQUIRE();
+  void Unlock() FWK_RELEASE();
 
  private:
   pthread_mutex_t* m_mutex;
@@ -52,7 +55,7 @@ class Mutex {
 
 // A read/write lock with default attributes, so it is not recursive: to take the write lock while
 // the same thread holds the read lock deadlocks or throws (EDEADLK).
-class MutexReadWriteInstance {
+class FWK_CAPABILITY("read/write lock") MutexReadWriteInstance {
  public:
   MutexReadWriteInstance();
   virtual ~MutexReadWriteInstance() noexcept(false);
@@ -67,10 +70,10 @@ class MutexReadWriteInstance {
   pthread_rwlock_t m_lock{};
 };
 
-class MutexRead {
+class FWK_SCOPED_CAPABILITY MutexRead {
  public:
-  explicit MutexRead(MutexReadWriteInstance& instance);
-  virtual ~MutexRead() noexcept(false);
+  explicit MutexRead(MutexReadWriteInstance& instance) FWK_ACQUIRE_SHARED(instance);
+  virtual ~MutexRead() noexcept(false) FWK_RELEASE();
 
   MutexRead(const MutexRead&) = delete;
   MutexRead& operator=(const MutexRead&) = delete;
@@ -79,10 +82,10 @@ class MutexRead {
   pthread_rwlock_t* m_lock;
 };
 
-class MutexWrite {
+class FWK_SCOPED_CAPABILITY MutexWrite {
  public:
-  explicit MutexWrite(MutexReadWriteInstance& instance);
-  virtual ~MutexWrite() noexcept(false);
+  explicit MutexWrite(MutexReadWriteInstance& instance) FWK_ACQUIRE(instance);
+  virtual ~MutexWrite() noexcept(false) FWK_RELEASE();
 
   MutexWrite(const MutexWrite&) = delete;
   MutexWrite& operator=(const MutexWrite&) = delete;

@@ -3,8 +3,10 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 #include "framework/Utilities/DateTime.h"
+#include "framework/logging/LogFile.h"
 
 namespace fwk {
 
@@ -24,24 +26,47 @@ void Logger::Init(const char* location, unsigned short level, bool includeDateTi
 void Logger::Log(int level, const char* format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  ComposeAndWrite(level, format, arguments);
+  ComposeAndDeliver(level, format, arguments, Delivery::kMayQueue);
   va_end(arguments);
 }
 
 void Logger::LogSync(int level, const char* format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  ComposeAndWrite(level, format, arguments);
+  ComposeAndDeliver(level, format, arguments, Delivery::kAtOnce);
   va_end(arguments);
 }
 
-void Logger::ComposeAndWrite(int level, const char* format, va_list arguments) noexcept {
+void Logger::ComposeAndDeliver(int level, const char* format, va_list arguments,
+                               Delivery delivery) noexcept {
   if (m_LogLevel > level || !m_bHasLocation) {
     return;
   }
   try {
-    WriteLine(Compose(level, format, arguments));
+    std::string line = Compose(level, format, arguments);
+    // An Error line is to have been written when the call returns.
+    if (delivery == Delivery::kMayQueue && level != Error && m_bAsync) {
+      m_LogQueue.Push(std::move(line));
+    } else {
+      WriteLine(line);
+    }
   } catch (...) {  // logging never throws: the line is lost
+  }
+}
+
+void Logger::WriteOnce(const std::string& path, const std::string& message) noexcept {
+  try {
+    if (m_logUnque.Find(message) != 0 || !m_bHasLocation) {
+      return;
+    }
+    const Mutex guard(m_MutexInstance, true);
+    // Another thread may have written it meanwhile.
+    if (m_logUnque.Find(message) != 0 || m_sLogFileLocation.empty()) {
+      return;
+    }
+    LogFile(path).WriteLine(message);
+    m_logUnque.Insert(message);
+  } catch (...) {  // logging never throws: the message is lost
   }
 }
 

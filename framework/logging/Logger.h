@@ -1,12 +1,16 @@
 // fwk::Logger is the one logging facility: static operations that format a message, put a prefix
 // in front and write the line to a file or the system log and, if wanted, to standard output.
 //
-// Any thread may log. A line is composed in the calling thread and then written under one lock,
-// before the call returns. Nothing is ever thrown or reported to the caller: a line that cannot be
-// written is lost. Writing blocks as the file, the system log or standard output does.
+// Any thread may log. A line is composed in the calling thread. It is then written under one lock
+// before the call returns or, once StartAsync has started the logging thread, handed to that
+// thread, all but Error lines. Nothing is ever thrown or reported to the caller: a line that cannot
+// be written is lost. Writing blocks as the file, the system log or standard output does; handing
+// over does not.
 //
 // With the date and time and the thread a line reads
 //   2024-03-01 14:05:09 [3067] Info: text
+//
+// The locks are taken in this order: m_MutexInstance, then that of m_bAsync or of m_LogQueue.
 
 #pragma once
 
@@ -17,7 +21,12 @@
 #include <cstdint>
 #include <string>
 
+#include "framework/Utilities/Boolean.h"
+#include "framework/core/CacheMap.h"
 #include "framework/core/Locks.h"
+#include "framework/core/Queue.h"
+#include "framework/core/ThreadAnnotations.h"
+#include "framework/core/ThreadedObject.h"
 
 namespace fwk {
 
@@ -31,24 +40,39 @@ enum LogLevel : int {
   Error = 5,
 };
 
-class Logger {
+class Logger : public ThreadedObject {
  public:
-  Logger() = delete;
+  // The body of the logging thread; StartAsync runs it.
+  std::uint32_t ObjectThreadMethod() override;
+  ~Logger() override;
 
   // Sets m_sLogFileLocation, m_LogLevel, m_bIncludeDateTime and m_bIncludeThreadID; may be called
   // again at any time. A null location counts as an empty one.
   static void Init(const char* location, unsigned short level, bool includeDateTime,
                    bool includeThreadID) noexcept;
 
-  // Writes a line when level is at least m_LogLevel and m_sLogFileLocation is not empty; otherwise
-  // nothing is formatted. format: as printf takes it. A message is cut at 4095 characters. A level
-  // that LogLevel does not have gets no prefix.
+  // Writes a line, or hands it to the logging thread, when level is at least m_LogLevel and
+  // m_sLogFileLocation is not empty; otherwise nothing is formatted. format: as printf takes it. A
+  // message is cut at 4095 characters. A level that LogLevel does not have gets no prefix.
   __attribute__((format(printf, 2, 3))) static void Log(int level, const char* format,
                                                         ...) noexcept;
 
   // As Log, and always written at once.
   __attribute__((format(printf, 2, 3))) static void LogSync(int level, const char* format,
                                                             ...) noexcept;
+
+  // Starts the logging thread, once in a process: a second call does nothing, after StopAsync too.
+  // Where no thread can be had lines go on being written at once.
+  static void StartAsync() noexcept;
+
+  // Ends the logging thread, without waiting for it. Lines it has not written yet are lost; from
+  // now on lines are written at once. The end of the process does the same, and waits.
+  static void StopAsync() noexcept;
+
+  // Appends message and a line feed to the file at path, unless the same message was appended by
+  // this operation before, to whatever path. Level, console and system log do not count; an empty
+  // m_sLogFileLocation switches it off. The 10,001st message makes it forget the 100 oldest.
+  static void WriteOnce(const std::string& path, const std::string& message) noexcept;
 
   // The lowest level that is written: 0 writes all six, 6 none of them.
   inline static std::atomic<std::int16_t> m_LogLevel{Debug};
@@ -63,41 +87,56 @@ class Logger {
   inline static std::atomic<bool> m_bIncludeThreadID{true};
   inline static std::atomic<bool> m_bIncludeLogLevel{true};
 
-  // Put in front of the log files' names as it is: a directory needs its "/". Empty: nothing is
-  // written, to the console neither. Changed by Init alone.
-  inline static std::string m_sLogFileLocation = "/var/log/";
-
-  // The live log file, and the name it gets when the day changes (empty until the first line).
-  inline static std::string m_logFilename = "current.log";
-  inline static std::string m_currentLog;
-
-  // Held by Init and for each line written.
+  // Serialises all output, and Init, StartAsync and StopAsync.
   inline static MutexInstance m_MutexInstance{PTHREAD_MUTEX_RECURSIVE};
 
- private:
-  __attribute__((format(printf, 2, 0))) static void ComposeAndWrite(int level, const char* format,
-                                                                    va_list arguments) noexcept;
+  // Put in front of the log files' names as it is: a directory needs its "/". Empty: nothing is
+  // written, to the console neither. Changed by Init alone.
+  inline static std::string m_sLogFileLocation FWK_GUARDED_BY(m_MutexInstance) = "/var/log/";
 
-  // Composing: in the caller's thread, without the lock.
+  // The live log file, and the name it gets when the day changes (empty until the first line).
+  inline static std::string m_logFilename FWK_GUARDED_BY(m_MutexInstance) = "current.log";
+  inline static std::string m_currentLog FWK_GUARDED_BY(m_MutexInstance);
+
+  inline static Boolean m_bAsync;               // whether lines are handed to the logging thread
+  inline static Queue<std::string> m_LogQueue;  // lines for the logging thread
+  inline static CacheMap<std::string> m_logUnque{10000, 100};  // messages that WriteOnce wrote
+
+  // The object that owns the logging thread, once it was started; it may be gone already.
+  inline static Logger* m_pLogger FWK_GUARDED_BY(m_MutexInstance) = nullptr;
+
+ private:
+  class EndAtExit;
+  enum class Delivery { kMayQueue, kAtOnce };
+
+  Logger() = default;
+
+  // The steps of Log and LogSync. Composing is done without the lock.
+  __attribute__((format(printf, 2, 0))) static void ComposeAndDeliver(int level, const char* format,
+                                                                      va_list arguments,
+                                                                      Delivery delivery) noexcept;
   __attribute__((format(printf, 2, 0))) static std::string Compose(int level, const char* format,
                                                                    va_list arguments);
   static std::string Prefix(int level);
 
-  // Writing: WriteLine takes the lock, the others need it held.
   static void WriteLine(const std::string& line);
-  static void WriteToConsole(const std::string& line);
+  static void WriteToConsole(const std::string& line) FWK_REQUIRES(m_MutexInstance);
 
   // The file or, with m_bSyslog, the system log: identity Environment::PRODUCT_NAME with the
   // process id, facility LOG_USER, every line at LOG_INFO. Writes nothing unless m_bToFile is set.
-  static void WriteToSink(const std::string& line);
+  static void WriteToSink(const std::string& line) FWK_REQUIRES(m_MutexInstance);
 
   // The path of the live file. At the first call after the local date or the location changed the
   // live file is first renamed to m_currentLog, the dated name it had until then, with m_bSyslog
   // too; a failed rename is passed over and the lines go on into the live file.
-  static std::string GetLogFileName();
+  static std::string GetLogFileName() FWK_REQUIRES(m_MutexInstance);
+
+  void WriteQueuedLines();
 
   // Whether Init left a location: what is asked, without the lock, before a line is composed.
   inline static std::atomic<bool> m_bHasLocation{true};
+
+  inline static std::atomic<bool> m_bThreadEnded{false};
 };
 
 }  // namespace fwk

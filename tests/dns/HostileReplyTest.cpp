@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <iostream>
+#include <mutex>
 #include <random>
 #include <string>
 #include <thread>
@@ -343,18 +345,15 @@ TEST_F(HostileReplyTest, AReplyMayBeCutAtEachByte) {
         .A("192.0.2.25")
         .Build();
   };
-  std::size_t length = 0;
-  Bytes last;
-  const ScriptedNameServer server([&](const Bytes& query) {
-    last = Cut(build(query), length);
-    return Datagrams{last};
-  });
-  const std::size_t whole = build(QueryForExampleOrg()).size();
+  std::atomic<std::size_t> length = 0;
+  const ScriptedNameServer server(
+      [&](const Bytes& query) { return Datagrams{Cut(build(query), length)}; });
+  const Bytes whole = build(QueryForExampleOrg());
   Texts values;
-  for (length = 0; length <= whole; ++length) {
+  for (; length <= whole.size(); ++length) {
     DNSSocket dns("example.org");
     EXPECT_EQ(CaptureLog([&] { dns.GetARecords(values); }), "");
-    EXPECT_EQ(values, ValuesOf(PlainWalk(last).Run(kStart))) << length << " bytes";
+    EXPECT_EQ(values, ValuesOf(PlainWalk(Cut(whole, length)).Run(kStart))) << length << " bytes";
   }
   EXPECT_EQ(values,
             (Texts{"ns.example.net", "v=spf1 a -all", "example.org", ",.mail.test", "192.0.2.25"}));
@@ -562,8 +561,10 @@ TEST_F(HostileReplyTest, RandomBytesAreWalkedByTheRules) {
 TEST_F(HostileReplyTest, RandomDatagramsGiveALookUpWhatTheRulesSay) {
   std::cout << "seed " << kSeed << "\n";
   Random random;
-  Bytes last;
+  std::mutex mutex;
+  Bytes last;  // guarded by mutex
   const ScriptedNameServer server([&](const Bytes& query) {
+    const std::lock_guard guard(mutex);
     last = random.Number(1) == 0 ? random.Data(1400) : random.Mutate(random.GoodReply(query));
     return Datagrams{last};
   });
@@ -572,6 +573,7 @@ TEST_F(HostileReplyTest, RandomDatagramsGiveALookUpWhatTheRulesSay) {
   const std::string log = CaptureLog([&] {
     for (int i = 0; i < 3000 && !HasFailure(); ++i) {
       EXPECT_EQ(dns.GetTXTRecords(values), 0);
+      const std::lock_guard guard(mutex);
       EXPECT_EQ(values, ValuesOf(PlainWalk(last = Cut(last, 1024)).Run(kStart)))
           << testing::PrintToString(last);
     }

@@ -1,0 +1,63 @@
+// Echoes datagrams, and prints them, until SIGTERM or SIGINT:
+//   echo_server PORT
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+#include "framework/core/Exceptions.h"
+#include "framework/net/UDPSocket.h"
+
+namespace {
+
+constexpr int kPollMs = 200;  // how long a signal may have to wait
+
+volatile std::sig_atomic_t stopped = 0;
+
+void Stop(int /*signal*/) {
+  stopped = 1;
+}
+
+class EchoServer : public UDPSocket {
+ public:
+  EchoServer() : UDPSocket(0, 0) {}
+
+  void Run() {
+    while (stopped == 0) {
+      try {
+        Echo();
+      } catch (const UDPSocketTimeoutException&) {  // nothing came: look at the signals
+      } catch (const StdException& e) {
+        std::fprintf(stderr, "echo_server: %s\n", e.what());
+      }
+    }
+  }
+
+ private:
+  void Echo() {
+    SelectReadWrite(m_descriptor, true, kPollMs);
+    UDPSocket reply(0, 0);
+    Accept(reply, true);
+    std::fflush(stdout);
+  }
+};
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  if (argc != 2) {
+    std::fprintf(stderr, "Usage: %s PORT\n", argv[0]);
+    return 1;
+  }
+  std::signal(SIGTERM, Stop);
+  std::signal(SIGINT, Stop);
+  try {
+    EchoServer server;
+    server.Listen(argv[1]);
+    server.Run();
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "echo_server: %s\n", e.what());
+    return 1;
+  }
+  return 0;
+}

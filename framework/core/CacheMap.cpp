@@ -1,0 +1,3 @@
+#include "framework/core/CacheMap.h"
+
+template class CacheMap<std::string>;

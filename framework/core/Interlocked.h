@@ -1,0 +1,13 @@
+// Interlocked holds the one lock that all WaitSemaphores of the process share for their counts of
+// waiters. Taken for the time of one addition; never together with another lock.
+
+#pragma once
+
+#include "framework/core/Locks.h"
+
+class Interlocked {
+ public:
+  Interlocked() = delete;
+
+  inline static MutexInstance m_mtx{PTHREAD_MUTEX_RECURSIVE};
+};

@@ -1,0 +1,3 @@
+#include "framework/core/Queue.h"
+
+template class Queue<std::string>;

@@ -1,0 +1,120 @@
+#include "framework/core/WaitSemaphore.h"
+
+#include <sched.h>
+#include <sys/time.h>
+
+#include <cerrno>
+
+#include "framework/core/Interlocked.h"
+
+namespace {
+
+// Keeps an object alive for as long as a call is inside it.
+class Visit {
+ public:
+  explicit Visit(std::atomic<std::int32_t>& count) : m_count(count) { ++m_count; }
+  ~Visit() { --m_count; }
+
+  Visit(const Visit&) = delete;
+  Visit& operator=(const Visit&) = delete;
+
+ private:
+  std::atomic<std::int32_t>& m_count;
+};
+
+timespec Deadline(int milliseconds) {
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  return {.tv_sec = now.tv_sec + milliseconds / 1000,
+          .tv_nsec = milliseconds % 1000 * 1000000L + now.tv_usec * 1000L};
+}
+
+}  // namespace
+
+WaitSemaphore::WaitSemaphore() {
+  sem_init(&m_semaphore, 0, 0);
+}
+
+WaitSemaphore::~WaitSemaphore() noexcept(false) {
+  Shutdown();
+  while (m_inside != 0) {
+    sched_yield();
+  }
+}
+
+bool WaitSemaphore::Post() {
+  sem_post(&m_semaphore);
+  return true;
+}
+
+int WaitSemaphore::Wait() {
+  const Visit visit(m_inside);
+  if (!Enter()) {
+    return 0;
+  }
+  int result = 0;
+  do {
+    result = sem_wait(&m_semaphore);
+  } while (result == -1 && errno == EINTR && m_stopping == 0);
+  Leave();
+  return result;
+}
+
+bool WaitSemaphore::TimedWait(const int& milliseconds) {
+  const Visit visit(m_inside);
+  const timespec deadline = Deadline(milliseconds);
+  if (!Enter()) {
+    return false;
+  }
+  int result = 0;
+  do {
+    result = sem_timedwait(&m_semaphore, &deadline);
+  } while (result == -1 && errno == EINTR && m_stopping == 0);
+  Leave();
+  return result == 0;
+}
+
+std::int32_t WaitSemaphore::GetWaiterCount() {
+  const Mutex guard(m_lock, true);
+  return m_waiters;
+}
+
+void WaitSemaphore::Shutdown() {
+  const Mutex guard(m_lock, true);
+  m_stopping = 1;
+  while (m_waiters != 0) {
+    sem_post(&m_semaphore);
+    sched_yield();
+  }
+  sem_destroy(&m_semaphore);
+}
+
+// Counts the caller as a waiter; false, and not counted, when the semaphore is stopping. The flag
+// is looked at once more after counting: Shutdown() may have run in between, and it releases only
+// those whom it finds counted.
+bool WaitSemaphore::Enter() {
+  {
+    const Mutex guard(m_lock, true);
+    if (m_stopping != 0) {
+      return false;
+    }
+  }
+  {
+    const Mutex guard(Interlocked::m_mtx, true);
+    ++m_waiters;
+  }
+  if (m_stopping == 0) {
+    return true;
+  }
+  Leave();
+  return false;
+}
+
+// Uncounts the caller, then lets a Shutdown() in progress finish its step.
+void WaitSemaphore::Leave() {
+  {
+    const Mutex guard(Interlocked::m_mtx, true);
+    --m_waiters;
+  }
+  const Mutex guard(m_lock, true);
+}

@@ -1,0 +1,91 @@
+// The logging thread: its start, its end and what it does between them.
+
+#include <sched.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include "framework/logging/Logger.h"
+
+namespace fwk {
+
+// Made with the thread, so it goes away before all that the thread uses.
+class Logger::EndAtExit {
+ public:
+  EndAtExit() = default;
+  ~EndAtExit() {
+    if (getpid() != m_process) {
+      return;  // a forked child, which has no logging thread
+    }
+    StopAsync();
+    m_bThreadEnded.wait(false);
+  }
+
+  EndAtExit(const EndAtExit&) = delete;
+  EndAtExit& operator=(const EndAtExit&) = delete;
+
+ private:
+  pid_t m_process = getpid();
+};
+
+Logger::~Logger() {
+  m_bThreadEnded = true;
+  m_bThreadEnded.notify_all();
+}
+
+void Logger::StartAsync() noexcept {
+  try {
+    const Mutex guard(m_MutexInstance, true);
+    if (m_pLogger != nullptr) {
+      return;
+    }
+    std::unique_ptr<Logger> logger(new Logger);
+    logger->StartObjectThread(true, -1);
+    m_pLogger = logger.release();  // it owns itself now
+    m_bAsync = true;
+    static const EndAtExit endAtExit;
+  } catch (...) {  // without a thread lines are written at once
+  }
+}
+
+void Logger::StopAsync() noexcept {
+  try {
+    if (!m_bAsync) {
+      return;
+    }
+    const Mutex guard(m_MutexInstance, true);
+    m_bAsync = false;
+    m_LogQueue.Close();
+  } catch (...) {  // logging never throws
+  }
+}
+
+std::uint32_t Logger::ObjectThreadMethod() {
+  LogSync(Debug, "Logger::ObjectThreadMethod - start");
+  try {
+    WriteQueuedLines();
+  } catch (...) {
+    LogSync(Error, "Unknown error in Logger::ObjectThreadMethod");
+  }
+  LogSync(Debug, "Logger::ObjectThreadMethod - end");
+  return 0;
+}
+
+void Logger::WriteQueuedLines() {
+  while (m_bRunning) {
+    if (!m_LogQueue.IsClosed()) {
+      m_LogQueue.Wait();
+    }
+    sched_yield();
+    std::string line;
+    const bool taken = m_LogQueue.Pop(line);
+    if (m_LogQueue.IsClosed()) {
+      return;
+    }
+    if (taken) {
+      WriteLine(line);
+    }
+  }
+}
+
+}  // namespace fwk
