@@ -2,6 +2,7 @@
 // thread for the log, and ends:
 //   greylog NAME VERSION
 
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <thread>
@@ -9,6 +10,8 @@
 
 #include "framework/config/Environment.h"
 #include "framework/logging/Logger.h"
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -18,6 +21,7 @@ constexpr int kMessages = 25;
 void Work(int worker) {
   for (int message = 1; message <= kMessages; ++message) {
     fwk::Logger::Log(fwk::Info, "worker %d: message %d of %d", worker, message, kMessages);
+    std::this_thread::sleep_for(10ms);
   }
 }
 
@@ -40,6 +44,7 @@ int main(int argc, char* argv[]) {
     fwk::Logger::StartAsync();
     Environment::ShowEnvironment();
     RunWorkers();
+    std::this_thread::sleep_for(500ms);  // StopAsync drops what is not written yet
     fwk::Logger::StopAsync();
     fwk::Logger::Log(fwk::Info, "%s ends", Environment::PRODUCT_NAME.c_str());
   } catch (const std::exception& e) {
