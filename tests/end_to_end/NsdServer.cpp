@@ -63,7 +63,7 @@ void NsdServer::WriteConfiguration() const {
        << "  zonelistfile: \"" << m_directory.Path("zone.list") << "\"\n"
        << "remote-control:\n"
           "  control-enable: no\n";
-  for (const char* zone : {"example.org", "x.test"}) {
+  for (const char* zone : {"example.org", "lists.test", "x.test"}) {
     text << "zone:\n  name: " << zone << "\n  zonefile: " << zone << ".zone\n";
   }
   m_directory.Write("nsd.conf", text.str());

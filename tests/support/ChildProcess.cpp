@@ -5,9 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <system_error>
-
-#include "tests/support/TemporaryDirectory.h"
 
 namespace {
 
@@ -19,22 +18,21 @@ void Redirect(int descriptor, const std::string& path) {
 
 }  // namespace
 
-ChildResult RunChild(const std::string& program, const std::vector<std::string>& arguments,
-                     const std::string& directory) {
-  const TemporaryDirectory outputs;
+ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
+                           const std::string& directory) {
   std::vector<char*> words;
   for (const std::string& argument : arguments) {
     words.push_back(const_cast<char*>(argument.c_str()));
   }
   words.push_back(nullptr);
-  const std::string out = outputs.Path("out");
-  const std::string err = outputs.Path("err");
+  const std::string out = m_outputs.Path("out");
+  const std::string err = m_outputs.Path("err");
 
-  const pid_t child = fork();
-  if (child < 0) {
+  m_process = fork();
+  if (m_process < 0) {
     throw std::system_error(errno, std::generic_category(), "fork");
   }
-  if (child == 0) {
+  if (m_process == 0) {
     Redirect(STDOUT_FILENO, out);
     Redirect(STDERR_FILENO, err);
     alarm(kLimitSeconds);
@@ -43,13 +41,33 @@ ChildResult RunChild(const std::string& program, const std::vector<std::string>&
     }
     _exit(127);
   }
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+}
+
+ChildProcess::~ChildProcess() {
+  if (m_process > 0) {
+    kill(m_process, SIGKILL);
+    waitpid(m_process, nullptr, 0);
   }
+}
+
+void ChildProcess::Signal(int signal) const {
+  kill(m_process, signal);
+}
+
+ChildResult ChildProcess::Wait() {
+  int status = 0;
+  while (waitpid(m_process, &status, 0) < 0 && errno == EINTR) {
+  }
+  m_process = 0;
   ChildResult result;
   result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-  result.standardOutput = outputs.Read("out");
-  result.standardError = outputs.Read("err");
+  result.standardOutput = m_outputs.Read("out");
+  result.standardError = m_outputs.Read("err");
   return result;
+}
+
+ChildResult RunChild(const std::string& program, const std::vector<std::string>& arguments,
+                     const std::string& directory) {
+  return ChildProcess(program, arguments, directory).Wait();
 }

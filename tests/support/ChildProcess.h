@@ -2,8 +2,12 @@
 
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <vector>
+
+#include "tests/support/TemporaryDirectory.h"
 
 struct ChildResult {
   int exitStatus = -1;  // -1 when a signal ended it
@@ -12,8 +16,27 @@ struct ChildResult {
   std::string standardError;
 };
 
-// Runs program with arguments (the zeroth, its name, included) in directory and waits for its end.
-// A program that runs for more than 60 s is killed. Throws std::system_error when it cannot be
-// started.
+class ChildProcess {
+ public:
+  // Starts program with arguments (the zeroth, its name, included) in directory. One that runs for
+  // more than 60 s is ended by SIGALRM. Throws std::system_error when it cannot be started.
+  ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
+               const std::string& directory);
+  ~ChildProcess();  // kills it if it was not waited for
+
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  void Signal(int signal) const;
+
+  // Waits for the program's end; once.
+  ChildResult Wait();
+
+ private:
+  TemporaryDirectory m_outputs;
+  pid_t m_process;
+};
+
+// Starts a program as above and waits for its end.
 ChildResult RunChild(const std::string& program, const std::vector<std::string>& arguments,
                      const std::string& directory);

@@ -1,0 +1,204 @@
+// The programs in examples/, run as their users would.
+
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <thread>
+
+#include "tests/end_to_end/NsdServer.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/PrivateNetwork.h"
+#include "tests/support/ScriptedNameServer.h"
+#include "tests/support/TemporaryDirectory.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+const std::string kDirectory = EXAMPLE_DIRECTORY;
+
+std::vector<std::string> Words(const std::string& name, const std::vector<std::string>& arguments) {
+  std::vector<std::string> words = {name};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  return words;
+}
+
+ChildResult RunExample(const std::string& name, const std::vector<std::string>& arguments) {
+  return RunChild(kDirectory + "/" + name, Words(name, arguments), "/");
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::istringstream stream(text);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+// Waits, at most 10 s, until a UDP socket is bound to a port given in four hexadecimal digits.
+void WaitUntilBound(const std::string& port) {
+  for (int attempt = 0; attempt < 1000; ++attempt) {
+    std::ostringstream sockets;
+    sockets << std::ifstream("/proc/self/net/udp").rdbuf();
+    if (sockets.str().find("00000000:" + port) != std::string::npos) {
+      return;
+    }
+    std::this_thread::sleep_for(10ms);
+  }
+  FAIL() << "nothing is bound to port " << port;
+}
+
+class EchoServer {
+ public:
+  EchoServer() : m_child(kDirectory + "/echo_server", {"echo_server", "7007"}, "/") {
+    WaitUntilBound("1B5F");
+  }
+
+  ChildResult Stop(int signal) {
+    m_child.Signal(signal);
+    return m_child.Wait();
+  }
+
+ private:
+  ChildProcess m_child;
+};
+
+// An /etc of this process's own.
+class OwnEtc {
+ public:
+  OwnEtc() { EXPECT_EQ(mount("none", "/etc", "tmpfs", 0, nullptr), 0); }
+  ~OwnEtc() { umount2("/etc", MNT_DETACH); }
+  OwnEtc(const OwnEtc&) = delete;
+  OwnEtc& operator=(const OwnEtc&) = delete;
+};
+
+}  // namespace
+
+TEST(ExamplesTest, TheProbeIsEchoedAndTimed) {
+  EchoServer server;
+  const ChildResult probe = RunExample("echo_probe", {"127.0.0.1", "7007"});
+  EXPECT_TRUE(std::regex_match(probe.standardOutput,
+                               std::regex("127\\.0\\.0\\.1:7007 answered in \\d+ microseconds\n")))
+      << probe.standardOutput;
+  EXPECT_EQ(probe.standardError, "");
+  EXPECT_EQ(probe.exitStatus, 0);
+
+  const ChildResult served = server.Stop(SIGTERM);
+  EXPECT_TRUE(std::regex_match(
+      served.standardOutput,
+      std::regex("Received packet from 127\\.0\\.0\\.1:\\d+\nData: [1-9a-zA-Z]{16}\n")))
+      << served.standardOutput;
+  EXPECT_EQ(served.standardError, "");
+  EXPECT_EQ(served.exitStatus, 0);
+}
+
+TEST(ExamplesTest, TheEchoServerEndsOnAnInterrupt) {
+  EchoServer server;
+  const ChildResult served = server.Stop(SIGINT);
+  EXPECT_EQ(served.standardOutput, "");
+  EXPECT_EQ(served.standardError, "");
+  EXPECT_EQ(served.exitStatus, 0);
+}
+
+TEST(ExamplesTest, APortInUseIsToldAndEndsTheSecondServer) {
+  EchoServer server;
+  const ChildResult second = RunExample("echo_server", {"7007"});
+  EXPECT_EQ(second.standardError,
+            "echo_server: Listen - bind :: failed with code 98: Address already in use\n");
+  EXPECT_EQ(second.exitStatus, 1);
+  EXPECT_EQ(server.Stop(SIGTERM).exitStatus, 0);
+}
+
+TEST(ExamplesTest, TheAddressZeroCannotBeProbed) {
+  const ChildResult probe = RunExample("echo_probe", {"0.0.0.0", "7007"});
+  EXPECT_EQ(probe.standardError, "echo_probe: UDPSocket::Connect - inet_addr() failed\n");
+  EXPECT_EQ(probe.exitStatus, 1);
+}
+
+TEST(ExamplesTest, EachBlocklistIsToldInALineOfItsOwn) {
+  const NsdServer server;
+  SetResolverFile("nameserver 127.0.0.1\n");
+  const ChildResult run =
+      RunExample("blocklist", {"192.0.2.2", "listed.lists.test", "foreign.lists.test",
+                               "zero.lists.test", "none.lists.test"});
+  EXPECT_EQ(run.standardOutput,
+            "listed.lists.test: listed, 127.0.0.2\n"
+            "foreign.lists.test: no answer to trust: invalid response (10.0.0.1), "
+            "2.2.0.192.foreign.lists.test rbl 0\n"
+            "zero.lists.test: no answer to trust: response 0, 2.2.0.192.zero.lists.test rbl 0\n"
+            "none.lists.test: not listed\n");
+  EXPECT_EQ(run.standardError, "");
+  EXPECT_EQ(run.exitStatus, 0);
+}
+
+TEST(ExamplesTest, ABlocklistWhoseServerDoesNotAnswerIsNotTrusted) {
+  const ScriptedNameServer silent([](const Bytes& /*query*/) { return Datagrams{}; });
+  SetResolverFile("nameserver 127.0.0.1\noptions timeout:1 attempts:1\n");
+  const ChildResult run = RunExample("blocklist", {"192.0.2.2", "listed.lists.test"});
+  EXPECT_EQ(run.standardOutput,
+            "listed.lists.test: no answer to trust: 2.2.0.192.listed.lists.test rbl -3 Temporary "
+            "failure in name resolution\n");
+  EXPECT_EQ(run.exitStatus, 0);
+}
+
+TEST(ExamplesTest, TheDaemonLogsItsEnvironmentAndAllOfItsWorkers) {
+  const OwnEtc etc;
+  const TemporaryDirectory logs;
+  std::ofstream("/etc/greylog.conf") << "logging=" << logs.Path() << "/\nColour = blue\n";
+
+  const ChildResult run = RunExample("greylog", {"GreyLog", "1.0"});
+  EXPECT_EQ(run.standardOutput, "");
+  EXPECT_EQ(run.standardError, "");
+  EXPECT_EQ(run.exitStatus, 0);
+
+  std::vector<std::string> messages;
+  std::vector<std::vector<std::string>> workers(5);
+  const std::regex line(
+      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d \[ *\d+\] Info: (worker (\d): message .*|.*))");
+  for (const std::string& text : Lines(logs.Read("current.log"))) {
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(text, match, line)) << text;
+    if (match[2].matched) {
+      workers.at(std::stoul(match[2])).push_back(match[1]);
+    } else {
+      messages.push_back(match[1]);
+    }
+  }
+  EXPECT_EQ(messages, (std::vector<std::string>{"starting greylog version 1.0", "environment....",
+                                                "colour ::blue", "logging::" + logs.Path() + "/",
+                                                "greylog ends"}));
+  for (int worker = 1; worker <= 4; ++worker) {
+    std::vector<std::string> wanted;
+    for (int message = 1; message <= 25; ++message) {
+      wanted.push_back("worker " + std::to_string(worker) + ": message " + std::to_string(message) +
+                       " of 25");
+    }
+    EXPECT_EQ(workers.at(static_cast<std::size_t>(worker)), wanted);
+  }
+}
+
+TEST(ExamplesTest, EachTellsItsUsage) {
+  const struct {
+    const char* name;
+    const char* usage;
+  } rows[] = {
+      {"blocklist", "Usage: blocklist ADDRESS ZONE...\n"},
+      {"echo_probe", "Usage: echo_probe ADDRESS PORT\n"},
+      {"echo_server", "Usage: echo_server PORT\n"},
+      {"greylog", "Usage: greylog NAME VERSION\n"},
+  };
+  for (const auto& row : rows) {
+    const ChildResult run = RunExample(row.name, {});
+    EXPECT_EQ(run.standardError, row.usage);
+    EXPECT_EQ(run.standardOutput, "");
+    EXPECT_EQ(run.exitStatus, 1);
+  }
+}
