@@ -7,7 +7,7 @@
 // redirect does not end the walk. The terms understood are, case-sensitive and by their beginning,
 // each also with "+" in front:
 //
-//   a         an A record of the target or, without ":", of the domain is the client's address;
+//   a         an A record of the target or, without one, of the domain is the client's address;
 //             with "/prefix" the range that starts at the record holds it. So does every term that
 //             begins with "a", "all" included.
 //   mx        never matches
@@ -34,12 +34,14 @@ class SPFCheck : public Socket {
   // smtpFrom: the envelope sender; if it has an "@", what stands behind the first one is the
   //   domain, whatever domain says. " @>\t\r\n" are cut off at both its ends.
   // domain: whose record is looked up if spfRecord is empty.
-  // depth: how many checks this one is nested in; above 10 nothing is evaluated.
+  // depth: 0 for a check of its own; above 10 nothing is evaluated. Each include or redirect that a
+  //   check starts raises it by one for itself and for those behind it, so a chain has at most 11
+  //   levels and one record at most 10 includes that count.
   // spfRecord: the record to evaluate in place of the published one.
   //
-  // Throws what DNSSocket's look-ups throw, std::out_of_range for the bare terms "ip4", "include"
-  // and "redirect", and std::invalid_argument "non-digit character" for a prefix that is not a
-  // number.
+  // Throws what DNSSocket's look-ups throw, std::out_of_range (of std::string::substr) for the bare
+  // terms "ip4", "include" and "redirect", and std::invalid_argument "non-digit character" for a
+  // prefix that is not a number.
   SPFCheck(const std::string& ip, const std::string& smtpFrom, const std::string& domain,
            std::int32_t depth, std::string spfRecord);
   ~SPFCheck() noexcept(false) override;

@@ -1,15 +1,17 @@
 // DNSSocket is the DNS client: it asks the process's name server (dns_servers, port 53, UDP) for
 // the records of one domain.
 //
-// Each look-up sends one query and takes the first reply; nothing is retried, cached (but the SPF
-// text) or compared: a reply counts whoever sent it and whatever its ID, so use a name server on a
-// path that you trust. A look-up blocks for at most 5 s to send and 5 s to receive.
+// Each look-up sends one query and takes the first reply; datagrams that wait together are read as
+// one. Nothing is retried, cached (but the SPF text) or compared: a reply counts whoever sent it
+// and whatever its ID, so use a name server on a path that you trust. A look-up blocks for at most
+// 5 s to send and 5 s to receive.
 //
 // One thread at a time may use an object. The first object of the process must be made before
 // other threads make theirs.
 
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
@@ -27,7 +29,8 @@ class DNSSocket : public UDPSocket {
   // Fill out with the values of the domain's records of one type, in the order of the reply: dotted
   // quads, host names, texts, each cleaned as SanitiseUtf8 does. Return 0 in every case: a list
   // that is empty or short is all that tells of a failure. A time-out is logged as Debug, what
-  // else is thrown on the way as Error; a reply with an error code or without answers is not.
+  // else is thrown on the way as Error, a domain too long for a query included; a reply with an
+  // error code or without answers is not.
   // Throw only what UDPSocket::Connect throws, for a name server that cannot be used; out is then
   // as it was. The socket stays open until the next look-up or the end of the object.
   int GetARecords(std::vector<std::string>& out);

@@ -132,6 +132,13 @@ TEST_F(DNSSocketTest, EachLookUpSendsOneQueryOfItsType) {
             (Datagrams{QueryForExampleOrg(1), QueryForExampleOrg(2), QueryForExampleOrg(16)}));
 }
 
+TEST_F(DNSSocketTest, TheIdIsTheProcessIdModulo65536HighByteFirst) {
+  const ScriptedNameServer server(Zone{});
+  Get("example.org", &DNSSocket::GetARecords);
+  const Bytes query = server.Queries().at(0);
+  EXPECT_EQ(query[0] * 256 + query[1], getpid() % 65536);
+}
+
 TEST_F(DNSSocketTest, TheDomainIsAskedForAsItsCleaningLeavesIt) {
   const ScriptedNameServer server(Zone{});
   Get("exa\x07mple.\xFForg", &DNSSocket::GetARecords);

@@ -1,4 +1,7 @@
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -235,6 +238,19 @@ TEST_F(NameServerLoadTest, WithNeitherThePublicResolverIsUsed) {
   SetResolverFile("search test\n# nameserver 10.0.0.1\n");
   const DNSSocket dns("example.org");
   EXPECT_EQ(dns_servers, "9.9.9.9");
+}
+
+TEST_F(NameServerLoadTest, AResolverFileThatCannotBeOpenedNamesNoServer) {
+  const TemporaryDirectory directory;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  directory.Path("socket").copy(address.sun_path, sizeof(address.sun_path) - 1);
+  const int descriptor = socket(AF_UNIX, SOCK_DGRAM, 0);
+  ASSERT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  MountResolverFile(directory.Path("socket"));  // open() of a socket fails
+  const DNSSocket dns("example.org");
+  EXPECT_EQ(dns_servers, "9.9.9.9");
+  close(descriptor);
 }
 
 TEST_F(NameServerLoadTest, ABadAddressShowsWhenALookUpConnects) {

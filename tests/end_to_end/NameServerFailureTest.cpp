@@ -8,6 +8,19 @@
 #include "tests/end_to_end/ToolRun.h"
 #include "tests/support/PrivateNetwork.h"
 
+namespace {
+
+// The report of domain in which each look-up logs line.
+void ExpectFailedReport(const std::string& domain, const std::string& line) {
+  ExpectRun({domain},
+            {.standardOutput = "Domain : " + domain + "\nA records : \n" + line +
+                               "MX records : \nNS records : \n" + line + "TXT records : \n" + line,
+             .standardError = "",
+             .log = line + line + line});
+}
+
+}  // namespace
+
 TEST(NameServerFailureTest, AServerThatDoesNotAnswerCostsFiveSecondsAndADebugLine) {
   SetResolverFile("nameserver 127.0.0.1\n");
   const std::string log =
@@ -18,49 +31,37 @@ TEST(NameServerFailureTest, AServerThatDoesNotAnswerCostsFiveSecondsAndADebugLin
       "Debug: SPFCheck::SPFCheck spf record = \n";
 
   const auto start = std::chrono::steady_clock::now();
-  const ToolRun run = RunTool({"example.org", "192.0.2.1"});
+  ExpectRun({"example.org", "192.0.2.1"},
+            {.standardOutput = log + "SPFCheck::failed \n", .standardError = "", .log = log});
   const auto elapsed = std::chrono::steady_clock::now() - start;
 
-  EXPECT_EQ(run.standardOutput, log + "SPFCheck::failed \n");
-  EXPECT_EQ(run.log, log);
-  EXPECT_EQ(run.standardError, "");
-  EXPECT_EQ(run.exitStatus, 0);
   EXPECT_GE(elapsed, std::chrono::milliseconds(4900));
   EXPECT_LT(elapsed, std::chrono::seconds(10));
 }
 
 TEST(NameServerFailureTest, TheAddressZeroEndsTheReportBehindItsFirstHeader) {
   SetResolverFile("nameserver 0.0.0.0\n");
-  const ToolRun run = RunTool({"example.org"});
-  EXPECT_EQ(run.standardOutput, "Domain : example.org\nA records : \n");
-  EXPECT_EQ(run.standardError,
-            "terminate called after throwing an instance of 'UDPSocketException'\n"
-            "  what():  UDPSocket::Connect - inet_addr() failed\n");
-  EXPECT_EQ(run.signal, SIGABRT);
+  ExpectRun({"example.org"},
+            {.standardOutput = "Domain : example.org\nA records : \n",
+             .standardError = "terminate called after throwing an instance of "
+                              "'UDPSocketException'\n"
+                              "  what():  UDPSocket::Connect - inet_addr() failed\n",
+             .log = "",
+             .status = 128 + SIGABRT});
 }
 
 TEST(NameServerFailureTest, ANetworkThatCannotBeReachedIsAnErrorLineAndAnEmptySection) {
   SetResolverFile("nameserver 192.0.2.53\n");
-  const std::string line =
+  ExpectFailedReport(
+      "example.org",
       "Error: DNSSocket::DoQuery - StdException - UDPSocket::CheckSocketStatus - error writing "
-      "from the socket [] :: failed with code 101: Network is unreachable\n";
-  const ToolRun run = RunTool({"example.org"});
-  EXPECT_EQ(run.standardOutput, "Domain : example.org\nA records : \n" + line +
-                                    "MX records : \nNS records : \n" + line + "TXT records : \n" +
-                                    line);
-  EXPECT_EQ(run.log, line + line + line);
-  EXPECT_EQ(run.exitStatus, 0);
+      "from the socket [] :: failed with code 101: Network is unreachable\n");
 }
 
 TEST(NameServerFailureTest, ADomainTooLongForAQueryIsAnErrorLine) {
   SetResolverFile("nameserver 127.0.0.1\n");
-  const std::string domain(2000, 'x');
-  const std::string line =
+  ExpectFailedReport(
+      std::string(2000, 'x'),
       "Error: DNSSocket::DoQuery - StdException - MessageCodec::EncodeQuery - domain name too "
-      "long\n";
-  const ToolRun run = RunTool({domain});
-  EXPECT_EQ(run.standardOutput, "Domain : " + domain + "\nA records : \n" + line +
-                                    "MX records : \nNS records : \n" + line + "TXT records : \n" +
-                                    line);
-  EXPECT_EQ(run.exitStatus, 0);
+      "long\n");
 }

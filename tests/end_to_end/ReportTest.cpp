@@ -27,11 +27,7 @@ class ReportTest : public testing::Test {
 
   // The report is all that the program prints, and it logs nothing.
   static void ExpectReport(const std::vector<std::string>& arguments, const std::string& report) {
-    const ToolRun run = RunTool(arguments);
-    EXPECT_EQ(run.standardOutput, report);
-    EXPECT_EQ(run.standardError, "");
-    EXPECT_EQ(run.exitStatus, 0);
-    EXPECT_EQ(run.log, "");
+    ExpectRun(arguments, {.standardOutput = report, .standardError = "", .log = ""});
   }
 
  private:

@@ -1,12 +1,17 @@
 #include "tests/end_to_end/ToolRun.h"
 
+#include <gtest/gtest.h>
+
+#include "tests/support/ChildProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
-ToolRun RunTool(const std::vector<std::string>& arguments) {
+void ExpectRun(const std::vector<std::string>& arguments, const Expected& expected) {
   const TemporaryDirectory directory;
   std::vector<std::string> words = {"spfcheck"};
   words.insert(words.end(), arguments.begin(), arguments.end());
-  ToolRun run{RunChild(SPFCHECK_PROGRAM, words, directory.Path()), ""};
-  run.log = directory.Read("log.txtcurrent.log");
-  return run;
+  const ChildResult run = RunChild(SPFCHECK_PROGRAM, words, directory.Path());
+  EXPECT_EQ(run.standardOutput, expected.standardOutput);
+  EXPECT_EQ(run.standardError, expected.standardError);
+  EXPECT_EQ(directory.Read("log.txtcurrent.log"), expected.log);
+  EXPECT_EQ(run.signal != 0 ? 128 + run.signal : run.exitStatus, expected.status);
 }

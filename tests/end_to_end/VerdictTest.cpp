@@ -194,11 +194,9 @@ const Row kRows[] = {
 TEST_P(VerdictTest, FollowsFromTheRecord) {
   const NsdServer server;
   SetResolverFile("nameserver 127.0.0.1\n");
-  const ToolRun run = RunTool(GetParam().arguments);
-  EXPECT_EQ(run.standardOutput, GetParam().log + GetParam().verdict);
-  EXPECT_EQ(run.log, GetParam().log);
-  EXPECT_EQ(run.standardError, "");
-  EXPECT_EQ(run.exitStatus, 0);
+  ExpectRun(GetParam().arguments, {.standardOutput = GetParam().log + GetParam().verdict,
+                                   .standardError = "",
+                                   .log = GetParam().log});
 }
 
 INSTANTIATE_TEST_SUITE_P(Records, VerdictTest, testing::ValuesIn(kRows),

@@ -169,6 +169,14 @@ TEST_F(MainTest, TwoArgumentsCheckThePublishedRecordForAnEmptySender) {
   EXPECT_EQ(server.Questions(), (Texts{"TXT example.org"}));
 }
 
+TEST_F(MainTest, AVerdictLineIsItsNameAWordABlankAndANewline) {
+  EXPECT_EQ(Run({"spfcheck", "example.org", "192.0.2.1", "", "v=spf1"}).standardOutput,
+            BeginOfCheck("", "v=spf1") + "SPFCheck::failed \n");
+  EXPECT_EQ(Run({"spfcheck", "example.org", "192.0.2.1", "", "ip4:192.0.2.1"}).standardOutput,
+            BeginOfCheck("", "ip4:192.0.2.1") +
+                "Debug: SPFCheck::processIP4 - domain::192.0.2.1\nSPFCheck::passed \n");
+}
+
 TEST_F(MainTest, AFailedCheckHasStatus0Too) {
   const ScriptedNameServer server(Zone{});
   const Result result = Run({"spfcheck", "example.org", "192.0.2.1"});

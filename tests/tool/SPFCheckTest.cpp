@@ -160,10 +160,19 @@ TEST_F(SPFCheckTest, TheVersionNeedsNotToComeFirstOrAtAll) {
   EXPECT_TRUE(CheckRecord("ip4:192.0.2.9 v=spf1 ip4:192.0.2.1").passed);
 }
 
-TEST_F(SPFCheckTest, WithoutAMatchTheCheckFails) {
-  const Outcome outcome = CheckRecord("v=spf1 -all");
+TEST_F(SPFCheckTest, AQualifiedAllFailsWithoutALine) {
+  for (const char* record : {"v=spf1 -all", "v=spf1 ~all", "v=spf1 ?all", "v=spf1 +all"}) {
+    const Outcome outcome = CheckRecord(record);
+    EXPECT_FALSE(outcome.passed);
+    EXPECT_EQ(outcome.log, Begin(record));
+  }
+}
+
+TEST_F(SPFCheckTest, AMechanismWithAnotherQualifierThanPlusIsLoggedAsNotSupported) {
+  const Outcome outcome = CheckRecord("v=spf1 ~ip4:192.0.2.1");
   EXPECT_FALSE(outcome.passed);
-  EXPECT_EQ(outcome.log, Begin("v=spf1 -all"));
+  EXPECT_EQ(outcome.log, Begin("v=spf1 ~ip4:192.0.2.1") +
+                             "Debug: SPFCheck::process: ~ip4:192.0.2.1 - not supported..\n");
 }
 
 TEST_F(SPFCheckTest, WithoutARecordThePublishedOneIsTaken) {

@@ -1,1 +1,1 @@
-#include "framework/net/Sideways.h"
+#include <framework/net/Sideways.h>
