@@ -16,7 +16,7 @@ class Boolean {
   Boolean(const Boolean&) = delete;
   Boolean& operator=(const Boolean&) = delete;
 
-  // Both throw a StdSystemException when the lock fails.
+  // Both, and the destructor, throw a StdSystemException when the lock fails.
   operator bool() const;
   Boolean& operator=(bool value);
 

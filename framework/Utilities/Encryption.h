@@ -2,9 +2,9 @@
 // Beside it stands Xor, a plain repeating-key exclusive-or.
 //
 // It is RC4 with a state as large as the data (not 256) whose entries are integers, and with key
-// bytes taken as signed, on every platform. So its output matches no standard RC4, equal data of
-// another length encrypts differently from its first byte on, and it protects against a casual
-// glance only.
+// bytes taken as signed, on every platform. So its output matches no standard RC4, data of another
+// length encrypts differently as a rule, and a single byte stays as it is. It protects against a
+// casual glance only.
 //
 // An object lives for one run, made by its constructor; any thread may make one. Keys always come
 // from the caller and are not kept.

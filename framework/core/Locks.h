@@ -8,7 +8,8 @@
 // Locking blocks without limit. Every failed call throws a StdSystemException whose text is the
 // POSIX function's name, " returned " and the code, and whose code is that number; a constructor
 // that throws leaves nothing locked. The destructors throw, too: a mutex destroyed while it is held
-// does not go unnoticed.
+// does not go unnoticed. During the unwinding of another exception, or of a static at the end of
+// the process, that ends the process.
 
 #pragma once
 

@@ -32,6 +32,7 @@ void Logger::WriteToSink(const std::string& line) {
 }
 
 std::string Logger::GetLogFileName() {
+  const MutexRead guard(m_locationLock);
   std::string live = m_sLogFileLocation + m_logFilename;
   const std::string dated = m_sLogFileLocation + DateTime(std::time(nullptr)).FormatDate() + ".log";
   if (m_currentLog.empty()) {

@@ -82,7 +82,7 @@ void Logger::WriteQueuedLines() {
     if (m_LogQueue.IsClosed()) {
       return;
     }
-    if (taken) {
+    if (taken && HasLocation()) {
       WriteLine(line);
     }
   }

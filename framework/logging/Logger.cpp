@@ -14,8 +14,10 @@ void Logger::Init(const char* location, unsigned short level, bool includeDateTi
                   bool includeThreadID) noexcept {
   try {
     const Mutex guard(m_MutexInstance, true);
-    m_sLogFileLocation = location != nullptr ? location : "";
-    m_bHasLocation = !m_sLogFileLocation.empty();
+    {
+      const MutexWrite locationGuard(m_locationLock);
+      m_sLogFileLocation = location != nullptr ? location : "";
+    }
     m_LogLevel = static_cast<std::int16_t>(level);
     m_bIncludeDateTime = includeDateTime;
     m_bIncludeThreadID = includeThreadID;
@@ -39,10 +41,13 @@ void Logger::LogSync(int level, const char* format, ...) noexcept {
 
 void Logger::ComposeAndDeliver(int level, const char* format, va_list arguments,
                                Delivery delivery) noexcept {
-  if (m_LogLevel > level || !m_bHasLocation) {
+  if (m_LogLevel > level) {
     return;
   }
   try {
+    if (!HasLocation()) {
+      return;
+    }
     std::string line = Compose(level, format, arguments);
     // An Error line is to have been written when the call returns.
     if (delivery == Delivery::kMayQueue && level != Error && m_bAsync) {
@@ -56,13 +61,12 @@ void Logger::ComposeAndDeliver(int level, const char* format, va_list arguments,
 
 void Logger::WriteOnce(const std::string& path, const std::string& message) noexcept {
   try {
-    if (m_logUnque.Find(message) != 0 || !m_bHasLocation) {
+    if (m_logUnque.Find(message) != 0 || !HasLocation()) {
       return;
     }
     const Mutex guard(m_MutexInstance, true);
-    // Another thread may have written it meanwhile.
-    if (m_logUnque.Find(message) != 0 || m_sLogFileLocation.empty()) {
-      return;
+    if (m_logUnque.Find(message) != 0) {
+      return;  // another thread wrote it meanwhile
     }
     LogFile(path).WriteLine(message);
     m_logUnque.Insert(message);
@@ -96,11 +100,13 @@ std::string Logger::Prefix(int level) {
   return prefix;
 }
 
+bool Logger::HasLocation() {
+  const MutexRead guard(m_locationLock);
+  return !m_sLogFileLocation.empty();
+}
+
 void Logger::WriteLine(const std::string& line) {
   const Mutex guard(m_MutexInstance, true);
-  if (m_sLogFileLocation.empty()) {
-    return;
-  }
   WriteToSink(line);
   WriteToConsole(line);
 }

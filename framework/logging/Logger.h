@@ -10,7 +10,8 @@
 // With the date and time and the thread a line reads
 //   2024-03-01 14:05:09 [3067] Info: text
 //
-// The locks are taken in this order: m_MutexInstance, then that of m_bAsync or of m_LogQueue.
+// The locks are taken in this order: m_MutexInstance, then m_locationLock or that of m_bAsync or of
+// m_LogQueue.
 
 #pragma once
 
@@ -91,8 +92,9 @@ class Logger : public ThreadedObject {
   inline static MutexInstance m_MutexInstance{PTHREAD_MUTEX_RECURSIVE};
 
   // Put in front of the log files' names as it is: a directory needs its "/". Empty: nothing is
-  // written, to the console neither. Changed by Init alone.
-  inline static std::string m_sLogFileLocation FWK_GUARDED_BY(m_MutexInstance) = "/var/log/";
+  // written, to the console neither. Once other threads log, only Init may change it.
+  inline static MutexReadWriteInstance m_locationLock;
+  inline static std::string m_sLogFileLocation FWK_GUARDED_BY(m_locationLock) = "/var/log/";
 
   // The live log file, and the name it gets when the day changes (empty until the first line).
   inline static std::string m_logFilename FWK_GUARDED_BY(m_MutexInstance) = "current.log";
@@ -118,6 +120,7 @@ class Logger : public ThreadedObject {
   __attribute__((format(printf, 2, 0))) static std::string Compose(int level, const char* format,
                                                                    va_list arguments);
   static std::string Prefix(int level);
+  static bool HasLocation();
 
   static void WriteLine(const std::string& line);
   static void WriteToConsole(const std::string& line) FWK_REQUIRES(m_MutexInstance);
@@ -132,9 +135,6 @@ class Logger : public ThreadedObject {
   static std::string GetLogFileName() FWK_REQUIRES(m_MutexInstance);
 
   void WriteQueuedLines();
-
-  // Whether Init left a location: what is asked, without the lock, before a line is composed.
-  inline static std::atomic<bool> m_bHasLocation{true};
 
   inline static std::atomic<bool> m_bThreadEnded{false};
 };

@@ -3,8 +3,8 @@
 //
 // One thread at a time may use an object; the static operations are for any thread. Every failure
 // throws a SocketException whose text is the place, " :: failed with code ", the error number,
-// ": " and the system's text for it. Nothing here blocks, except Resolve and, where a linger time
-// is set, Close.
+// ": " and the system's text for it. Nothing here blocks, except Resolve, CheckBlocklist and, where
+// a linger time is set, whatever closes the descriptor.
 
 #pragma once
 
@@ -25,7 +25,8 @@ class Socket {
   // Opens nothing. descriptor: owned from now on; 0 or below means none. timeout: milliseconds.
   Socket(int descriptor, int timeout);
 
-  // Destroy(); what that throws leaves the destructor.
+  // Destroy(). What that throws leaves the destructor; the descriptor then stays open, and
+  // m_nAccessCounter one too high.
   virtual ~Socket() noexcept(false);
 
   Socket(const Socket&) = delete;
@@ -116,7 +117,6 @@ class Socket {
   static std::uint32_t CheckBlocklist(const std::string& key, const std::string& zone,
                                       in_addr_t& answer);
 
- protected:
   // Throw a SocketException for place where (code 0: with errno as it stands), and a
   // SocketClosedException with just the message.
   [[noreturn]] static void ThrowSocketError(const std::string& where, int code);
@@ -125,6 +125,7 @@ class Socket {
   // data, encrypted or decrypted with the payload key; unchanged while there is none.
   std::string ApplyKey(const std::string& data) const;
 
+ protected:
   std::int32_t m_linger = 5;       // seconds
   std::int32_t m_wait = 0;         // non-zero: subclasses wait, with a time-out, before a transfer
   std::int32_t m_descriptor;       // 0 or below: none

@@ -25,19 +25,21 @@ class UDPSocket : public Socket {
   UDPSocket(int descriptor, int timeout);
   ~UDPSocket() noexcept(false) override;
 
-  // Closes the descriptor, without a shutdown, and forgets it. Without one nothing is done.
+  // Closes the descriptor, without a shutdown, and forgets it. With 0 nothing is done.
   void Destroy() override;
 
   // Receives up to length bytes into buffer and returns how many. fill: go on reading datagrams
   // until length bytes are there or nothing more is waiting; on a blocking socket each further
   // read waits without limit. received: what the last read brought, or after a harmless error all
-  // that was received. Waits at most timeoutMs, once and only if the socket is one that waits (see
-  // Connect). Throws as SelectReadWrite and CheckSocketStatus do.
+  // that was received; after a throw it means nothing. Waits at most timeoutMs, once and only if
+  // the socket is one that waits (see Connect). Throws as SelectReadWrite and CheckSocketStatus do.
   virtual int Receive(char* buffer, unsigned int length, unsigned int& received, int timeoutMs,
                       bool fill);
 
-  // Sends length bytes to the peer and returns how many went. sent: what the last write took.
-  // Waits and throws as Receive does; after a harmless error it waits again and repeats.
+  // Sends length bytes to the peer and returns how many went. sent: what the last write took, 0
+  // after a harmless error; after a throw of CheckSocketStatus it means nothing. Waits and throws
+  // as Receive does. After a harmless error it repeats, on a socket that waits behind another wait,
+  // on others at once and without end.
   virtual int Send(const char* buffer, unsigned int length, unsigned int& sent, int timeoutMs);
 
   // One recvfrom, whose sender becomes the peer; one sendto to the peer. Both return the system
