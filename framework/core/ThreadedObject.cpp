@@ -18,8 +18,10 @@ bool ThreadedObject::StartObjectThread(bool detached, int priority) {
   }
   const auto gate = std::make_shared<Gate>(0);
   m_gate = gate;
-  CheckReturnCode(pthread_create(&m_thread, &m_attributes, ObjectThreadRoutine, this),
+  pthread_t thread = 0;  // a failed creation may leave anything in it
+  CheckReturnCode(pthread_create(&thread, &m_attributes, ObjectThreadRoutine, this),
                   "pthread_create", 0);
+  m_thread = thread;
   const int detachResult = detached ? pthread_detach(m_thread) : 0;
   if (detachResult != 0) {
     m_bDetached = false;

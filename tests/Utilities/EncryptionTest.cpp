@@ -205,6 +205,36 @@ TYPED_TEST(EncryptionFormsTest, ABufferIsEncryptedInPlace) {
   EXPECT_EQ(this->m_buffer, this->m_encrypted + "!");
 }
 
+TYPED_TEST(EncryptionFormsTest, TheBufferMayBeTheKeyItself) {
+  this->m_buffer = this->m_key + "###########!";
+  const Encryption run(this->Buffer(), 3, this->Data(), 14, this->Buffer());
+  EXPECT_EQ(this->m_buffer, this->m_encrypted + "!");
+}
+
+TYPED_TEST(EncryptionFormsTest, TheBufferMayBeTheBytesOfTheKeyString) {
+  const char* const encrypted = "\x56\x6c\x60\x6c\x6f\x76\x6d\x7a\x76";
+  this->m_buffer = "KeyKeyKey";
+  const Encryption byString(this->m_buffer, reinterpret_cast<const TypeParam*>("Plaintext"), 9,
+                            this->Buffer());
+  EXPECT_EQ(this->m_buffer, encrypted);
+  this->m_buffer = "KeyKeyKey";
+  const Encryption ofString(this->m_buffer, "Plaintext", this->Buffer());
+  EXPECT_EQ(this->m_buffer, encrypted);
+}
+
+TYPED_TEST(EncryptionFormsTest, TheStringMayBeTheKeyItself) {
+  std::string text = this->m_key;
+  const Encryption byBytes(reinterpret_cast<const TypeParam*>(text.data()), text.size(),
+                           this->Data(), 14, text);
+  EXPECT_EQ(text, this->m_encrypted);
+  text = this->m_key;
+  const Encryption byString(text, this->Data(), 14, text);
+  EXPECT_EQ(text, this->m_encrypted);
+  text = this->m_key;
+  const Encryption ofString(text, this->m_data, text);
+  EXPECT_EQ(text, this->m_encrypted);
+}
+
 TYPED_TEST(EncryptionFormsTest, NoDataLeavesABufferAlone) {
   const Encryption byBytes(this->Key(), 3, this->Data(), 0, this->Buffer());
   const Encryption byString(this->m_key, this->Data(), 0, this->Buffer());
@@ -225,8 +255,8 @@ TYPED_TEST(EncryptionFormsTest, NoDataEmptiesAString) {
   EXPECT_EQ(output, "");
 }
 
-TYPED_TEST(EncryptionFormsTest, AnEmptyKeyIsRejectedBeforeUse) {
-  std::string output;
+TYPED_TEST(EncryptionFormsTest, AnEmptyKeyIsRejectedAndLeavesTheOutputAsItWas) {
+  std::string output = "before";
   const char* const text = "Encryption - empty key";
   ExpectRejected([&] { Encryption(this->Key(), 0, this->Data(), 14, this->Buffer()); }, text);
   ExpectRejected([&] { Encryption(this->Key(), 0, this->Data(), 14, output); }, text);
@@ -234,6 +264,7 @@ TYPED_TEST(EncryptionFormsTest, AnEmptyKeyIsRejectedBeforeUse) {
   ExpectRejected([&] { Encryption("", this->m_data, output); }, text);
   ExpectRejected([&] { Encryption("", this->Data(), 14, this->Buffer()); }, text);
   ExpectRejected([&] { Encryption("", this->m_data, this->Buffer()); }, text);
+  EXPECT_EQ(output, "before");
   EXPECT_EQ(this->m_buffer, "##############!");
 }
 

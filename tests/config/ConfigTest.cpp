@@ -1,50 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdlib>
+#include <cstdint>
 #include <filesystem>
 #include <map>
-#include <new>
 #include <string>
 
 #include "framework/config/Config.h"
 #include "framework/core/Exceptions.h"
+#include "tests/support/ScarceMemory.h"
 #include "tests/support/TemporaryDirectory.h"
-
-namespace {
-
-// While one exists, no text of this process can grow to the size of a long line.
-class ScarceMemory {
- public:
-  ScarceMemory() { active = true; }
-  ~ScarceMemory() { active = false; }
-  ScarceMemory(const ScarceMemory&) = delete;
-  ScarceMemory& operator=(const ScarceMemory&) = delete;
-
-  static bool Refuses(std::size_t size) { return active && size > 600 && size < 2100; }
-
- private:
-  inline static bool active = false;
-};
-
-}  // namespace
-
-// Not inlined: the compiler would warn of malloc() behind delete.
-__attribute__((noinline)) void* operator new(std::size_t size) {
-  void* const memory = ScarceMemory::Refuses(size) ? nullptr : std::malloc(size);
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
-  return memory;
-}
-
-__attribute__((noinline)) void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-
-__attribute__((noinline)) void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
 
 namespace {
 

@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "framework/logging/Logger.h"
+#include "tests/support/ScarceMemory.h"
 #include "tests/support/TemporaryDirectory.h"
 
 using fwk::Logger;
@@ -462,6 +463,55 @@ TEST_F(LoggerTest, ALocationThatCannotBeOpenedLosesTheLineInTheFileOnly) {
             }),
             "Info: one\nInfo: two\n");
   EXPECT_TRUE(std::filesystem::is_empty(m_directory.Path()));
+}
+
+TEST_F(LoggerTest, ALineThatCannotBeComposedIsLostAndNothingIsThrown) {
+  InitPlain(0);
+  Logger::m_bToConsole = true;
+  const std::string longMessage(1000, 'x');
+  EXPECT_EQ(Console([&] {
+              const ScarceMemory scarce;
+              Logger::Log(3, "%s", longMessage.c_str());
+              Logger::LogSync(5, "%s", longMessage.c_str());
+              Logger::Log(3, "short");
+            }),
+            "Info: short\n");
+  EXPECT_EQ(Written(), "Info: short\n");
+}
+
+TEST_F(LoggerTest, AFailureInTheFileLosesTheLineThereOnlyAndNothingIsThrown) {
+  std::string location = "log.txt";
+  for (int i = 0; i < 500; ++i) {
+    location.insert(0, "./");
+  }
+  Logger::Init(location.c_str(), 0, false, false);
+  Logger::m_bToConsole = true;
+  EXPECT_EQ(Console([] {
+              {
+                const ScarceMemory scarce;  // no path of that length
+                Logger::Log(3, "one");
+                Logger::LogSync(5, "two");
+              }
+              Logger::Log(3, "three");
+            }),
+            "Info: one\nError: two\nInfo: three\n");
+  EXPECT_EQ(Written(), "Info: three\n");
+}
+
+TEST_F(LoggerTest, AnInitThatFailsThrowsNothingAndChangesNothing) {
+  InitPlain(2);
+  Logger::m_sLogFileLocation.shrink_to_fit();  // a test before may have made room in it
+  const std::string longLocation(1000, 'x');
+  {
+    const ScarceMemory scarce;
+    Logger::Init(longLocation.c_str(), 4, true, true);
+  }
+  EXPECT_EQ(Logger::m_sLogFileLocation, "log.txt");
+  EXPECT_EQ(Logger::m_LogLevel, 2);
+  EXPECT_FALSE(Logger::m_bIncludeDateTime);
+  EXPECT_FALSE(Logger::m_bIncludeThreadID);
+  Logger::Log(2, "text");
+  EXPECT_EQ(Written(), "Tracking: text\n");
 }
 
 TEST_F(LoggerTest, AConsoleLineIsFlushedAtOnce) {

@@ -348,11 +348,14 @@ TEST(SocketTest, TheDestructorClosesTheDescriptor) {
   EXPECT_FALSE(IsOpen(descriptor));
 }
 
-TEST(SocketTest, AFailureOfDestroyLeavesTheDestructor) {
+TEST(SocketTest, AFailureOfDestroyLeavesTheDestructorAndTheObjectCountsAsAlive) {
+  const int before = Alive();
   const int descriptor = NewPipeEnd();
   EXPECT_EQ(FailureText([&] { const Socket socket(descriptor, 0); }),
             "Socket::Destroy() - shutdown :: failed with code 88: Socket operation on non-socket");
   EXPECT_TRUE(IsOpen(descriptor));
+  EXPECT_EQ(Alive(), before + 1);
+  Socket::m_nAccessCounter = before;  // for the tests after this one
   close(descriptor);
 }
 

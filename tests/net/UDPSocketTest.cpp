@@ -16,14 +16,18 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <filesystem>
+#include <fstream>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "framework/Utilities/RandomString.h"
 #include "framework/core/Exceptions.h"
 #include "framework/net/UDPSocket.h"
 
@@ -257,6 +261,16 @@ class ScriptedUDPSocket : public OpenedUDPSocket {
   std::deque<Outcome> m_outcomes;
 };
 
+// Notes how its sockets are made.
+class CreationRecorder : public OpenedUDPSocket {
+ public:
+  void CreateSocket(int domain, int type, int protocol, bool nonBlocking) override {
+    created.push_back(Print("%d %d %d %d", domain, type, protocol, nonBlocking ? 1 : 0));
+    OpenedUDPSocket::CreateSocket(domain, type, protocol, nonBlocking);
+  }
+  Events created;
+};
+
 // The other side: a plain socket on 127.0.0.1 that waits for at most 10 s.
 class Peer {
  public:
@@ -361,6 +375,32 @@ std::optional<int> CopyFrom(int lowest, int descriptor) {
   setrlimit(RLIMIT_NOFILE, &limit);
   const int copy = fcntl(descriptor, F_DUPFD, lowest);
   return copy >= 0 ? std::optional<int>(copy) : std::nullopt;
+}
+
+// While one exists, this process gets no piece of memory of more than 1 GiB.
+class LimitedAddressSpace {
+ public:
+  LimitedAddressSpace() {
+    getrlimit(RLIMIT_AS, &m_before);
+    rlim_t pages = 0;  // that the process has already
+    std::ifstream("/proc/self/statm") >> pages;
+    const rlimit limit{
+        .rlim_cur = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (rlim_t{1} << 30),
+        .rlim_max = m_before.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
+  }
+  ~LimitedAddressSpace() { setrlimit(RLIMIT_AS, &m_before); }
+  LimitedAddressSpace(const LimitedAddressSpace&) = delete;
+  LimitedAddressSpace& operator=(const LimitedAddressSpace&) = delete;
+
+ private:
+  rlimit m_before{};
+};
+
+// Starts the generator that probes are drawn from.
+void Seed(unsigned int seed) {
+  const RandomString first(1, "x");  // the first one in a process would seed it itself
+  std::srand(seed);
 }
 
 const std::string kAlphabet = "aA1bB2cC3dD4eE5fF6gG7hH8iI9jJkKlLmMnNoOpPqQrRsStTuUvVwWxXyYzZ";
@@ -474,6 +514,13 @@ TEST(UDPSocketTest, ConnectExchangesNoDatagram) {
   EXPECT_FALSE(peer.HasDatagram());
 }
 
+TEST(UDPSocketTest, ConnectMakesItsSocketThroughCreateSocket) {
+  CreationRecorder socket;
+  socket.Connect("127.0.0.1", "53", false);
+  socket.Connect("127.0.0.1", "53", true);
+  EXPECT_EQ(socket.created, (Events{"2 2 17 0", "2 2 17 1"}));
+}
+
 TEST(UDPSocketTest, ConnectReadsADecimalPortAndKeepsItsLow16Bits) {
   const struct {
     const char* text;
@@ -551,6 +598,31 @@ TEST(UDPSocketTest, ConnectAndProbeSendsARandomTextAndKeepsItsEcho) {
     EXPECT_EQ(socket.m_key, probe);
     EXPECT_EQ(IsNonBlocking(socket.m_descriptor), flag);
   }
+}
+
+TEST(UDPSocketTest, AProbeIsDrawnFromTheGeneratorOverTheAlphabet) {
+  ScriptedUDPSocket socket;
+  for (const unsigned int seed : {1U, 4711U}) {
+    Seed(seed);
+    socket.ConnectAndProbe("127.0.0.1", "7", false);
+    std::srand(seed);
+    std::string expected;
+    for (int i = 0; i < 16; ++i) {
+      expected += kAlphabet[static_cast<std::size_t>(std::rand() % 61)];
+    }
+    EXPECT_EQ(socket.sent.back(), expected);
+  }
+}
+
+TEST(UDPSocketTest, TheAlphabetOfTheProbesHas61CharactersAndNoZero) {
+  ScriptedUDPSocket socket;
+  std::set<char> seen;
+  for (int i = 0; i < 200; ++i) {
+    socket.ConnectAndProbe("127.0.0.1", "7", false);
+    seen.insert(socket.sent.back().begin(), socket.sent.back().end());
+  }
+  EXPECT_EQ(seen.size(), 61U);
+  EXPECT_EQ(seen.count('0'), 0U);
 }
 
 TEST(UDPSocketTest, TwoProbesDiffer) {
@@ -676,6 +748,18 @@ TEST(UDPSocketTest, SendWaitsAtItsStartAndAgainAfterAHarmlessError) {
   EXPECT_EQ(socket.Send("abcdefg", 7, sent, 2500), 7);
   EXPECT_EQ(waits.events, (Events{"select 1 reading writing 2.500000", "send 7", "send 4",
                                   "select 1 reading writing 2.500000", "send 4"}));
+}
+
+TEST(UDPSocketTest, AfterAHarmlessErrorNothingCountsAsSent) {
+  const ScriptedWaits waits(Done(1), Done(0));
+  ScriptedUDPSocket socket(Done(3), Fails(EAGAIN));
+  socket.m_wait = 1;
+  unsigned int sent = 99;
+  EXPECT_EQ(
+      FailureText<UDPSocketTimeoutException>([&] { socket.Send("abcdefg", 7, sent, 2500); }),
+      "UDPSocket::SelectReadWrite - timed out (2500) while writing from the socket on () :: failed "
+      "with code 110: Connection timed out");
+  EXPECT_EQ(sent, 0U);
 }
 
 TEST(UDPSocketTest, SendThatFailsThrows) {
@@ -1154,6 +1238,12 @@ TEST(UDPSocketTest, ListenBindsToThePortOnAllAddresses) {
   }
 }
 
+TEST(UDPSocketTest, ListenMakesABlockingSocketThroughCreateSocket) {
+  CreationRecorder socket;
+  socket.Listen("5353");
+  EXPECT_EQ(socket.created, Events{"2 2 17 0"});
+}
+
 TEST(UDPSocketTest, ListenTwiceReturnsTrueTheSecondTimeWithoutBindingAgain) {
   OpenedUDPSocket socket;
   EXPECT_TRUE(socket.Listen("5353"));
@@ -1278,6 +1368,37 @@ TEST(UDPSocketTest, AcceptPrintsTheDatagramAndEchoesIt) {
     EXPECT_EQ(ntohs(reply.m_peer.sin_port), client.Port());
     EXPECT_EQ(reply.m_peer.sin_addr.s_addr, inet_addr("127.0.0.1"));
   }
+}
+
+TEST(UDPSocketTest, AcceptMakesTheReplySocketThroughItsCreateSocket) {
+  for (const bool flag : {false, true}) {
+    Server server;
+    Peer client;
+    client.SendTo(server.Port(), "hello");
+    CreationRecorder reply;
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(server.listener.Accept(reply, flag));
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(reply.created, Events{flag ? "2 2 17 1" : "2 2 17 0"});
+  }
+}
+
+TEST(UDPSocketTest, AcceptDrawsARandomTextOf16CharactersAndKeepsNone) {
+  Server server;
+  Peer client;
+  client.SendTo(server.Port(), "hello");
+  OpenedUDPSocket reply;
+  Seed(4711);
+  testing::internal::CaptureStdout();
+  EXPECT_TRUE(server.listener.Accept(reply, false));
+  testing::internal::GetCapturedStdout();
+  const int next = std::rand();
+  EXPECT_EQ(reply.m_key, "");
+  std::srand(4711);
+  for (int i = 0; i < 16; ++i) {
+    std::rand();
+  }
+  EXPECT_EQ(next, std::rand());
 }
 
 TEST(UDPSocketTest, TheEchoGoesThroughTheReplySocketWith60Seconds) {
@@ -1441,7 +1562,30 @@ TEST(UDPSocketTest, ReceiveMessageIsFalseAndKeepsTheMessageWhenAReceiveMovesNoth
   expectFalse(none, Bytes("hello"));  // an empty message
 }
 
-TEST(UDPSocketTest, ReceiveMessageRefusesALengthThatNoDatagramHas) {
+TEST(UDPSocketTest, ReceiveMessageIsFalseAndKeepsTheMessageWhenOnlyAPartOfItCame) {
+  const auto expectFalse = [](const Events& events, const auto&... outcomes) {
+    ScriptedUDPSocket socket(outcomes...);
+    std::string message = "before";
+    EXPECT_FALSE(socket.ReceiveMessage(message, 1000));
+    EXPECT_EQ(message, "before");
+    EXPECT_EQ(socket.events, events);
+  };
+  const Outcome five = Bytes(std::string("\0\0\0\5", 4));
+  expectFalse({"receive 4", "receive 2"}, Bytes(std::string("\0\0", 2)), Fails(EAGAIN));
+  expectFalse({"receive 4", "receive 1"}, Bytes(std::string("\0\0\1", 3)), Fails(EAGAIN),
+              Bytes(std::string(256, 'x')));
+  expectFalse({"receive 4", "receive 5", "receive 2"}, five, Bytes("abc"), Fails(EAGAIN));
+}
+
+TEST(UDPSocketTest, ReceiveMessageTakesTheLongestMessageThatADatagramHolds) {
+  ScriptedUDPSocket socket(Bytes(std::string("\0\0\xFF\xE3", 4)), Bytes(std::string(65507, 'x')));
+  std::string message;
+  EXPECT_TRUE(socket.ReceiveMessage(message, 1000));
+  EXPECT_EQ(message, std::string(65507, 'x'));
+}
+
+TEST(UDPSocketTest, ReceiveMessageRefusesALengthThatNoDatagramHasWithoutTakingMemoryForIt) {
+  const LimitedAddressSpace limited;
   for (const std::string& length :
        {std::string("\0\0\xFF\xE4", 4), std::string("\xFF\xFF\xFF\xFF", 4)}) {
     ScriptedUDPSocket socket(Bytes(length), Bytes("hello"));
