@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -8,61 +7,15 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <optional>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
-#include "framework/core/Exceptions.h"
 #include "framework/core/Locks.h"
-
-namespace {
-
-// What a test asks of the functions below, for the calls of its own thread.
-thread_local const char* failingFunction = nullptr;
-thread_local int failureCode = 0;
-thread_local std::vector<std::string>* recordedCalls = nullptr;
-
-// Notes a call; returns the code to fail with, or 0 to go on to the real function.
-int Intercept(const char* function) noexcept {
-  if (recordedCalls != nullptr) {
-    recordedCalls->emplace_back(function);
-  }
-  const bool fails = failingFunction != nullptr && std::string_view(failingFunction) == function;
-  return fails ? failureCode : 0;
-}
-
-}  // namespace
-
-// Failures that cannot be brought about otherwise are made here, in front of the system's library.
-#define INTERPOSE(name, parameters, arguments)                                           \
-  extern "C" int name parameters noexcept {                                              \
-    static const auto real = reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name)); \
-    const int failure = Intercept(#name);                                                \
-    return failure != 0 ? failure : real arguments;                                      \
-  }
-
-INTERPOSE(pthread_mutexattr_init, (pthread_mutexattr_t * attributes), (attributes))
-INTERPOSE(pthread_mutexattr_settype, (pthread_mutexattr_t * attributes, int type),
-          (attributes, type))
-INTERPOSE(pthread_mutexattr_destroy, (pthread_mutexattr_t * attributes), (attributes))
-INTERPOSE(pthread_mutex_init, (pthread_mutex_t * mutex, const pthread_mutexattr_t* attributes),
-          (mutex, attributes))
-INTERPOSE(pthread_mutex_destroy, (pthread_mutex_t * mutex), (mutex))
-INTERPOSE(pthread_rwlock_init, (pthread_rwlock_t * lock, const pthread_rwlockattr_t* attributes),
-          (lock, attributes))
-INTERPOSE(pthread_rwlock_destroy, (pthread_rwlock_t * lock), (lock))
-INTERPOSE(pthread_rwlock_rdlock, (pthread_rwlock_t * lock), (lock))
-INTERPOSE(pthread_rwlock_wrlock, (pthread_rwlock_t * lock), (lock))
-INTERPOSE(pthread_rwlock_unlock, (pthread_rwlock_t * lock), (lock))
-
-// Tests here misuse locks on purpose; the thread sanitizer is to report races only.
-extern "C" const char* __tsan_default_options();
-extern "C" const char* __tsan_default_options() {
-  return "report_mutex_bugs=0:report_destroy_locked=0:detect_deadlocks=0";
-}
+#include "tests/core/FailingPthread.h"
 
 namespace {
 
@@ -82,40 +35,6 @@ static_assert(kIsLock<MutexReadWriteInstance>);
 static_assert(kIsLock<MutexRead>);
 static_assert(kIsLock<MutexWrite>);
 static_assert(PTHREAD_MUTEX_RECURSIVE == 1);
-
-class FailureOf {
- public:
-  FailureOf(const char* function, int code) {
-    failingFunction = function;
-    failureCode = code;
-  }
-  ~FailureOf() { failingFunction = nullptr; }
-
-  FailureOf(const FailureOf&) = delete;
-  FailureOf& operator=(const FailureOf&) = delete;
-};
-
-// The functions above that call comes to, in order, whether it throws or not.
-std::vector<std::string> CallsOf(const std::function<void()>& call) {
-  std::vector<std::string> calls;
-  recordedCalls = &calls;
-  try {
-    call();
-  } catch (const StdSystemException&) {
-  }
-  recordedCalls = nullptr;
-  return calls;
-}
-
-void ExpectThrown(const std::function<void()>& call, const std::string& text, int code) {
-  try {
-    call();
-    ADD_FAILURE() << "nothing was thrown; expected " << text;
-  } catch (const StdSystemException& exception) {
-    EXPECT_EQ(exception.what(), text);
-    EXPECT_EQ(exception.GetCode(), code);
-  }
-}
 
 // A thread that takes something and gives it back at once.
 class Contender {
@@ -164,24 +83,15 @@ int CountOnThreads(const std::function<void(int&)>& count) {
 // ---- Mutexes
 
 TEST(MutexInstanceTest, ItIsMadeByAttributesTheirTypeAndTheMutexInThisOrder) {
-  std::vector<std::string> calls;
-  {
-    recordedCalls = &calls;
-    const MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
-    recordedCalls = nullptr;
-  }
-  EXPECT_EQ(calls, (std::vector<std::string>{"pthread_mutexattr_init", "pthread_mutexattr_settype",
-                                             "pthread_mutex_init"}));
+  std::optional<MutexInstance> instance;
+  EXPECT_EQ(CallsOf([&] { instance.emplace(PTHREAD_MUTEX_RECURSIVE); }),
+            (std::vector<std::string>{"pthread_mutexattr_init", "pthread_mutexattr_settype",
+                                      "pthread_mutex_init"}));
 }
 
 TEST(MutexInstanceTest, ItDestroysTheMutexAndThenItsAttributes) {
-  std::vector<std::string> calls;
-  {
-    const MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
-    recordedCalls = &calls;
-  }
-  recordedCalls = nullptr;
-  EXPECT_EQ(calls,
+  std::optional<MutexInstance> instance(PTHREAD_MUTEX_RECURSIVE);
+  EXPECT_EQ(CallsOf([&] { instance.reset(); }),
             (std::vector<std::string>{"pthread_mutex_destroy", "pthread_mutexattr_destroy"}));
 }
 

@@ -1,10 +1,8 @@
 #include <arpa/inet.h>
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <netdb.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -14,6 +12,7 @@
 
 #include "framework/core/Exceptions.h"
 #include "framework/net/Socket.h"
+#include "tests/net/ScriptedResolver.h"
 
 namespace {
 
@@ -21,29 +20,6 @@ class ResolvingSocket : public Socket {
  public:
   ResolvingSocket() : Socket(0, 0) {}
   using Socket::m_port;
-};
-
-// While one exists it answers every getaddrinfo() of this program, and notes what was asked.
-class ScriptedResolver {
- public:
-  ScriptedResolver() { active = this; }
-  ~ScriptedResolver() { active = nullptr; }
-  ScriptedResolver(const ScriptedResolver&) = delete;
-  ScriptedResolver& operator=(const ScriptedResolver&) = delete;
-
-  struct Question {
-    std::optional<std::string> node;
-    std::optional<std::string> service;
-    addrinfo hints;
-  };
-
-  inline static ScriptedResolver* active = nullptr;
-
-  int result = 0;
-  int errorNumber = 0;       // errno afterwards
-  addrinfo* list = nullptr;  // the answer
-  std::vector<Question> questions;
-  std::vector<addrinfo*> freed;
 };
 
 // While one exists, no text of this process can grow to size characters.
@@ -60,10 +36,6 @@ class ScarceMemory {
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   inline static std::size_t limit = kNone;
 };
-
-std::optional<std::string> Text(const char* text) {
-  return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
-}
 
 }  // namespace
 
@@ -82,31 +54,6 @@ __attribute__((noinline)) void operator delete(void* memory) noexcept {
 
 __attribute__((noinline)) void operator delete(void* memory, std::size_t /*size*/) noexcept {
   std::free(memory);
-}
-
-extern "C" int getaddrinfo(const char* __restrict node, const char* __restrict service,
-                           const addrinfo* __restrict hints, addrinfo** __restrict list) {
-  static const auto system =
-      reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
-  ScriptedResolver* const script = ScriptedResolver::active;
-  if (script == nullptr) {
-    return system(node, service, hints, list);
-  }
-  script->questions.push_back({Text(node), Text(service), *hints});
-  *list = script->list;
-  errno = script->errorNumber;
-  return script->result;
-}
-
-extern "C" void freeaddrinfo(addrinfo* list) noexcept {
-  static const auto system =
-      reinterpret_cast<decltype(&freeaddrinfo)>(dlsym(RTLD_NEXT, "freeaddrinfo"));
-  ScriptedResolver* const script = ScriptedResolver::active;
-  if (script == nullptr) {
-    system(list);
-  } else {
-    script->freed.push_back(list);
-  }
 }
 
 namespace {
@@ -237,10 +184,11 @@ TEST(ResolveTest, TheResolverIsAskedForStreamSocketsOfAnyFamily) {
     const ScriptedResolver::Question& question = resolver.questions[0];
     EXPECT_EQ(question.node, std::optional<std::string>("host.test"));
     EXPECT_EQ(question.service, std::optional<std::string>("smtp"));
-    EXPECT_EQ(question.hints.ai_flags, passive ? AI_PASSIVE : 0);
-    EXPECT_EQ(question.hints.ai_family, AF_UNSPEC);
-    EXPECT_EQ(question.hints.ai_socktype, SOCK_STREAM);
-    EXPECT_EQ(question.hints.ai_protocol, 0);
+    ASSERT_TRUE(question.hints.has_value());
+    EXPECT_EQ(question.hints->ai_flags, passive ? AI_PASSIVE : 0);
+    EXPECT_EQ(question.hints->ai_family, AF_UNSPEC);
+    EXPECT_EQ(question.hints->ai_socktype, SOCK_STREAM);
+    EXPECT_EQ(question.hints->ai_protocol, 0);
   }
 }
 

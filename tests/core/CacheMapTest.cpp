@@ -1,0 +1,405 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <iostream>
+#include <list>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include "framework/core/CacheMap.h"
+#include "tests/core/FailingPthread.h"
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+static_assert(!std::is_copy_constructible_v<CacheMap<std::string>>);
+static_assert(!std::is_copy_assignable_v<CacheMap<std::string>>);
+static_assert(std::has_virtual_destructor_v<CacheMap<std::string>>);
+
+void InsertAll(CacheMap<std::string>& map, const Strings& keys) {
+  for (const std::string& key : keys) {
+    map.Insert(key);
+  }
+}
+
+// Those of the keys that the map holds; none of them has the stamp 0.
+Strings KeysIn(const CacheMap<std::string>& map, const Strings& keys) {
+  Strings found;
+  for (const std::string& key : keys) {
+    if (map.Find(key) != 0) {
+      found.push_back(key);
+    }
+  }
+  return found;
+}
+
+// ---- Stamps
+
+TEST(CacheMapTest, StampsRiseFromOne) {
+  CacheMap<std::string> map(0, 0);
+  EXPECT_EQ(map.Insert("a"), 1U);
+  EXPECT_EQ(map.Insert("b"), 2U);
+  EXPECT_EQ(map.Insert("c"), 3U);
+  EXPECT_EQ(map.Find("a"), 1U);
+  EXPECT_EQ(map.Find("b"), 2U);
+  EXPECT_EQ(map.Find("c"), 3U);
+}
+
+TEST(CacheMapTest, AnAbsentKeyIsFoundAsZero) {
+  CacheMap<std::string> map(0, 0);
+  EXPECT_EQ(map.Find("a"), 0U);
+  map.Insert("a");
+  EXPECT_EQ(map.Find("b"), 0U);
+  EXPECT_EQ(map.Find(""), 0U);
+}
+
+TEST(CacheMapTest, FindingDoesNotInsert) {
+  CacheMap<std::string> map(1, 1);
+  map.Insert("a");
+  EXPECT_EQ(map.Find("b"), 0U);
+  EXPECT_EQ(map.Find("b"), 0U);
+  EXPECT_EQ(map.Find("a"), 1U);
+}
+
+TEST(CacheMapTest, AnEmptyKeyAndOneWithAZeroByteAreKeys) {
+  CacheMap<std::string> map(0, 0);
+  map.Insert("");
+  map.Insert(std::string("a\0b", 3));
+  EXPECT_EQ(map.Find(""), 1U);
+  EXPECT_EQ(map.Find(std::string("a\0b", 3)), 2U);
+  EXPECT_EQ(map.Find("a"), 0U);
+}
+
+TEST(CacheMapTest, InsertingAgainGivesTheNewestStamp) {
+  CacheMap<std::string> map(0, 0);
+  InsertAll(map, {"a", "b"});
+  EXPECT_EQ(map.Insert("a"), 3U);
+  EXPECT_EQ(map.Find("a"), 3U);
+  EXPECT_EQ(map.Find("b"), 2U);
+}
+
+TEST(CacheMapTest, InsertingAgainMovesTheKeyToTheNewestAndLeavesTheNumberOfKeys) {
+  CacheMap<std::string> map(3, 1);
+  InsertAll(map, {"a", "b", "c", "a"});
+  EXPECT_EQ(KeysIn(map, {"a", "b", "c"}), (Strings{"a", "b", "c"}));
+  map.Insert("d");
+  EXPECT_EQ(KeysIn(map, {"a", "b", "c", "d"}), (Strings{"a", "c", "d"}));
+}
+
+TEST(CacheMapTest, AGivenStampReplacesTheCounter) {
+  CacheMap<std::string> map(0, 0);
+  EXPECT_EQ(map.Insert("a", 9), 9U);
+  EXPECT_EQ(map.Find("a"), 9U);
+  EXPECT_EQ(map.Insert("b"), 10U);
+}
+
+TEST(CacheMapTest, ALowerGivenStampSetsTheCounterBack) {
+  CacheMap<std::string> map(0, 0);
+  map.Insert("a", 9);
+  EXPECT_EQ(map.Insert("b", 5), 5U);
+  EXPECT_EQ(map.Insert("c"), 6U);
+  EXPECT_EQ(map.Find("a"), 9U);
+}
+
+TEST(CacheMapTest, AKeyOfTheStampZeroCannotBeToldFromAnAbsentOne) {
+  CacheMap<std::string> map(1, 1);
+  EXPECT_EQ(map.Insert("a", 0), 0U);
+  EXPECT_EQ(map.Find("a"), 0U);
+  EXPECT_EQ(map.Insert("a"), 1U);
+}
+
+TEST(CacheMapTest, TheLargestNumberAsAStampMeansTheNext) {
+  CacheMap<std::string> map(0, 0);
+  EXPECT_EQ(map.Insert("a", 0xFFFFFFFF), 1U);
+  EXPECT_EQ(map.Insert("b", 0xFFFFFFFE), 0xFFFFFFFEU);
+}
+
+TEST(CacheMapTest, TheCounterGoesThroughTheLargestNumberToZero) {
+  CacheMap<std::string> map(0, 0);
+  map.Insert("a", 0xFFFFFFFE);
+  EXPECT_EQ(map.Insert("b"), 0xFFFFFFFFU);
+  EXPECT_EQ(map.Insert("c"), 0U);
+  EXPECT_EQ(map.Insert("d"), 1U);
+  EXPECT_EQ(map.Find("b"), 0xFFFFFFFFU);
+}
+
+// ---- Two keys of one stamp
+
+TEST(CacheMapTest, AStampGivenTwiceIsFoundForBothKeys) {
+  CacheMap<std::string> map(0, 0);
+  map.Insert("a", 5);
+  map.Insert("b", 5);
+  EXPECT_EQ(map.Find("a"), 5U);
+  EXPECT_EQ(map.Find("b"), 5U);
+}
+
+TEST(CacheMapTest, AKeyWhoseStampWasGivenAgainIsNeitherCountedNorForgotten) {
+  CacheMap<std::string> map(1, 1);
+  map.Insert("a", 5);
+  map.Insert("b", 5);
+  EXPECT_EQ(KeysIn(map, {"a", "b"}), (Strings{"a", "b"}));
+  InsertAll(map, {"c", "d"});
+  EXPECT_EQ(KeysIn(map, {"a", "b", "c", "d"}), (Strings{"a", "d"}));
+}
+
+TEST(CacheMapTest, InsertingSuchAKeyAgainTakesTheOtherOutOfTheAges) {
+  CacheMap<std::string> map(1, 1);
+  map.Insert("a", 5);
+  map.Insert("b", 5);
+  EXPECT_EQ(map.Insert("a"), 6U);
+  EXPECT_EQ(map.Find("b"), 5U);
+  map.Insert("c");
+  EXPECT_EQ(KeysIn(map, {"a", "b", "c"}), (Strings{"b", "c"}));
+}
+
+// ---- The limit
+
+TEST(CacheMapTest, ALimitOfZeroKeepsEveryKey) {
+  CacheMap<std::string> map(0, 100);
+  for (int i = 1; i <= 20000; ++i) {
+    map.Insert(std::to_string(i));
+  }
+  int found = 0;
+  for (int i = 1; i <= 20000; ++i) {
+    found += map.Find(std::to_string(i)) != 0 ? 1 : 0;
+  }
+  EXPECT_EQ(found, 20000);
+}
+
+TEST(CacheMapTest, AsManyKeysAsTheLimitAreKept) {
+  CacheMap<std::string> map(3, 1);
+  InsertAll(map, {"a", "b", "c"});
+  EXPECT_EQ(KeysIn(map, {"a", "b", "c"}), (Strings{"a", "b", "c"}));
+}
+
+TEST(CacheMapTest, OneKeyPastTheLimitForgetsABatchOfTheOldest) {
+  CacheMap<std::string> map(4, 3);
+  InsertAll(map, {"a", "b", "c", "d", "e"});
+  EXPECT_EQ(KeysIn(map, {"a", "b", "c", "d", "e"}), (Strings{"d", "e"}));
+  InsertAll(map, {"f", "g"});
+  EXPECT_EQ(KeysIn(map, {"d", "e", "f", "g"}), (Strings{"d", "e", "f", "g"}));
+  map.Insert("h");
+  EXPECT_EQ(KeysIn(map, {"d", "e", "f", "g", "h"}), (Strings{"g", "h"}));
+}
+
+TEST(CacheMapTest, The10001stOfTenThousandKeysForgetsTheHundredOldestAndLeaves9901) {
+  CacheMap<std::string> map(10000, 100);
+  for (int i = 1; i <= 10000; ++i) {
+    map.Insert(std::to_string(i));
+  }
+  EXPECT_EQ(map.Find("1"), 1U);
+  EXPECT_EQ(map.Insert("10001"), 10001U);
+  EXPECT_EQ(map.Find("100"), 0U);
+  EXPECT_EQ(map.Find("101"), 101U);
+  int found = 0;
+  for (int i = 1; i <= 10001; ++i) {
+    found += map.Find(std::to_string(i)) != 0 ? 1 : 0;
+  }
+  EXPECT_EQ(found, 9901);
+}
+
+TEST(CacheMapTest, ABatchOfTheLimitOrMoreBecomesOneForGood) {
+  for (const std::uint32_t batch : {3U, 4U, 0xFFFFFFFFU}) {
+    CacheMap<std::string> map(3, batch);
+    InsertAll(map, {"a", "b", "c", "d"});
+    EXPECT_EQ(KeysIn(map, {"a", "b", "c", "d"}), (Strings{"b", "c", "d"})) << batch;
+    map.Insert("e");
+    EXPECT_EQ(KeysIn(map, {"b", "c", "d", "e"}), (Strings{"c", "d", "e"})) << batch;
+    map.Insert("f");
+    EXPECT_EQ(KeysIn(map, {"c", "d", "e", "f"}), (Strings{"d", "e", "f"})) << batch;
+  }
+}
+
+TEST(CacheMapTest, ALimitOfOneKeepsTheNewestKey) {
+  CacheMap<std::string> map(1, 1);
+  InsertAll(map, {"a", "b", "c"});
+  EXPECT_EQ(KeysIn(map, {"a", "b", "c"}), Strings{"c"});
+}
+
+TEST(CacheMapTest, AKeyInsertedWithTheLowestStampIsItselfTheFirstToGo) {
+  CacheMap<std::string> map(2, 1);
+  map.Insert("a", 10);
+  map.Insert("b");
+  EXPECT_EQ(map.Insert("c", 5), 5U);
+  EXPECT_EQ(KeysIn(map, {"a", "b", "c"}), (Strings{"a", "b"}));
+  EXPECT_EQ(map.Insert("d"), 6U);
+  EXPECT_EQ(KeysIn(map, {"a", "b", "d"}), (Strings{"a", "b"}));
+}
+
+TEST(CacheMapTest, AForgottenKeyMayComeAgain) {
+  CacheMap<std::string> map(1, 1);
+  InsertAll(map, {"a", "b"});
+  EXPECT_EQ(map.Insert("a"), 3U);
+  EXPECT_EQ(map.Find("a"), 3U);
+}
+
+TEST(CacheMapTest, ABatchOfZeroIsRefusedWithALimitOnly) {
+  try {
+    const CacheMap<std::string> map(1, 0);
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const std::invalid_argument& exception) {
+    EXPECT_STREQ(exception.what(), "CacheMap - batch of 0");
+  }
+  CacheMap<std::string> unlimited(0, 0);
+  EXPECT_EQ(unlimited.Insert("a"), 1U);
+}
+
+// ---- Threads
+
+TEST(CacheMapTest, InsertingTakesTheWriteLockAndFindingTheReadLock) {
+  CacheMap<std::string> map(1, 1);
+  EXPECT_EQ(CallsOf([&] { map.Insert("a"); }),
+            (Strings{"pthread_rwlock_wrlock", "pthread_rwlock_unlock"}));
+  EXPECT_EQ(CallsOf([&] { map.Find("a"); }),
+            (Strings{"pthread_rwlock_rdlock", "pthread_rwlock_unlock"}));
+}
+
+TEST(CacheMapTest, ThreadsThatInsertGetEachStampOnce) {
+  constexpr std::size_t kThreads = 4;
+  constexpr int kKeys = 500;
+  CacheMap<std::string> map(100, 10);
+  std::vector<std::vector<std::uint32_t>> given(kThreads);
+  std::vector<std::thread> threads;
+  for (std::size_t i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&, i] {
+      for (int key = 0; key < kKeys; ++key) {
+        given[i].push_back(map.Insert(std::to_string(i) + " " + std::to_string(key)));
+        map.Find(std::to_string(i) + " " + std::to_string(key / 2));
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  std::vector<std::uint32_t> all;
+  for (const auto& stamps : given) {
+    EXPECT_TRUE(std::is_sorted(stamps.begin(), stamps.end()));
+    all.insert(all.end(), stamps.begin(), stamps.end());
+  }
+  std::sort(all.begin(), all.end());
+  std::vector<std::uint32_t> expected;
+  for (std::uint32_t stamp = 1; stamp <= kThreads * kKeys; ++stamp) {
+    expected.push_back(stamp);
+  }
+  EXPECT_EQ(all, expected);
+}
+
+// ---- The same, put plainly
+
+// One list of all keys, searched from end to end.
+class PlainMap {
+ public:
+  PlainMap(std::uint32_t limit, std::uint32_t batch) : m_limit(limit), m_batch(batch) {}
+
+  std::uint32_t Insert(const std::string& key, std::uint32_t stamp) {
+    const auto known = std::find_if(m_entries.begin(), m_entries.end(),
+                                    [&](const Entry& entry) { return entry.key == key; });
+    if (known != m_entries.end()) {
+      TakeOutOfAges(known->stamp);
+      m_entries.erase(known);
+    }
+    ++m_last;
+    if (stamp != 0xFFFFFFFF) {
+      m_last = stamp;
+    }
+    TakeOutOfAges(m_last);
+    m_entries.push_back({.key = key, .stamp = m_last, .hasAge = true});
+    while (m_limit != 0 && Ages() > m_limit) {
+      m_batch = m_batch >= m_limit ? 1 : m_batch;
+      for (std::uint32_t i = 0; i < m_batch; ++i) {
+        ForgetOldest();
+      }
+    }
+    return m_last;
+  }
+
+  std::uint32_t Find(const std::string& key) const {
+    for (const Entry& entry : m_entries) {
+      if (entry.key == key) {
+        return entry.stamp;
+      }
+    }
+    return 0;
+  }
+
+ private:
+  struct Entry {
+    std::string key;
+    std::uint32_t stamp;
+    bool hasAge;
+  };
+
+  void TakeOutOfAges(std::uint32_t stamp) {
+    for (Entry& entry : m_entries) {
+      entry.hasAge = entry.hasAge && entry.stamp != stamp;
+    }
+  }
+
+  std::size_t Ages() const {
+    return static_cast<std::size_t>(std::count_if(m_entries.begin(), m_entries.end(),
+                                                  [](const Entry& entry) { return entry.hasAge; }));
+  }
+
+  void ForgetOldest() {
+    auto oldest = m_entries.end();
+    for (auto entry = m_entries.begin(); entry != m_entries.end(); ++entry) {
+      if (entry->hasAge && (oldest == m_entries.end() || entry->stamp < oldest->stamp)) {
+        oldest = entry;
+      }
+    }
+    if (oldest != m_entries.end()) {
+      m_entries.erase(oldest);
+    }
+  }
+
+  std::uint32_t m_last = 0;
+  std::uint32_t m_limit;
+  std::uint32_t m_batch;
+  std::list<Entry> m_entries;
+};
+
+struct Configuration {
+  std::uint32_t limit;
+  std::uint32_t batch;
+};
+
+TEST(CacheMapTest, RandomInsertionsDoWhatAPlainListDoes) {
+  constexpr unsigned kSeed = 20240517;
+  constexpr unsigned kKeys = 40;
+  std::cout << "seed " << kSeed << '\n';
+  std::mt19937 random(kSeed);
+  for (const Configuration& configuration : {Configuration{0, 0},
+                                             {1, 1},
+                                             {2, 1},
+                                             {3, 2},
+                                             {5, 5},
+                                             {5, 100},
+                                             {10, 7},
+                                             {20, 3},
+                                             {39, 10}}) {
+    SCOPED_TRACE("limit " + std::to_string(configuration.limit) + ", batch " +
+                 std::to_string(configuration.batch));
+    CacheMap<std::string> map(configuration.limit, configuration.batch);
+    PlainMap plain(configuration.limit, configuration.batch);
+    for (int step = 0; step < 1000; ++step) {
+      const std::string key = std::to_string(random() % kKeys);
+      std::uint32_t stamp = 0xFFFFFFFF;
+      if (random() % 4 == 0) {
+        stamp = random() % 50 == 0 ? 0xFFFFFFF0U + random() % 16 : random() % 60;
+      }
+      ASSERT_EQ(map.Insert(key, stamp), plain.Insert(key, stamp)) << "step " << step;
+      for (unsigned i = 0; i < kKeys; ++i) {
+        ASSERT_EQ(map.Find(std::to_string(i)), plain.Find(std::to_string(i)))
+            << "step " << step << ", key " << i;
+      }
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,207 @@
+#include "tests/core/FailingPthread.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+#include <semaphore.h>
+
+#include <cerrno>
+#include <string_view>
+#include <utility>
+
+#include "framework/core/Exceptions.h"
+
+namespace {
+
+struct Failure {
+  const char* function = nullptr;
+  int code = 0;
+  int left = 0;
+};
+
+struct Action {
+  const char* function = nullptr;
+  int left = 0;
+  const std::function<void()>* run = nullptr;
+};
+
+thread_local constinit Failure failing;
+thread_local constinit Action pending;
+thread_local constinit std::vector<std::string>* recordedCalls = nullptr;
+thread_local constinit timeval fixedTime{};
+thread_local constinit bool timeIsFixed = false;
+thread_local constinit timespec lastDeadline{};
+
+void RunAction(const char* function) noexcept {
+  if (pending.function != nullptr && std::string_view(pending.function) == function &&
+      --pending.left == 0) {
+    pending.function = nullptr;
+    (*pending.run)();
+  }
+}
+
+// Notes a call; returns the code to fail with, or 0 to go on to the real function.
+int Intercept(const char* function) noexcept {
+  if (recordedCalls != nullptr) {
+    recordedCalls->emplace_back(function);
+  }
+  RunAction(function);
+  const bool fails = failing.function != nullptr &&
+                     std::string_view(failing.function) == function && failing.left > 0;
+  if (!fails) {
+    return 0;
+  }
+  --failing.left;
+  return failing.code;
+}
+
+int FailWith(int code) noexcept {
+  errno = code;
+  return -1;
+}
+
+}  // namespace
+
+// Failures that cannot be brought about otherwise are made here, in front of the system's library.
+#define REAL(name) reinterpret_cast<decltype(&(name))>(dlsym(RTLD_NEXT, #name))
+
+// Functions that return their error code.
+#define INTERPOSE(name, parameters, arguments)      \
+  extern "C" int name parameters {                  \
+    static const auto real = REAL(name);            \
+    const int failure = Intercept(#name);           \
+    return failure != 0 ? failure : real arguments; \
+  }
+
+// Functions that return -1 and set errno.
+#define INTERPOSE_ERRNO(name, parameters, arguments)          \
+  extern "C" int name parameters {                            \
+    static const auto real = REAL(name);                      \
+    const int failure = Intercept(#name);                     \
+    return failure != 0 ? FailWith(failure) : real arguments; \
+  }
+
+INTERPOSE(pthread_mutexattr_init, (pthread_mutexattr_t * attributes) noexcept, (attributes))
+INTERPOSE(pthread_mutexattr_settype, (pthread_mutexattr_t * attributes, int type) noexcept,
+          (attributes, type))
+INTERPOSE(pthread_mutexattr_destroy, (pthread_mutexattr_t * attributes) noexcept, (attributes))
+INTERPOSE(pthread_mutex_init,
+          (pthread_mutex_t * mutex, const pthread_mutexattr_t* attributes) noexcept,
+          (mutex, attributes))
+INTERPOSE(pthread_mutex_destroy, (pthread_mutex_t * mutex) noexcept, (mutex))
+INTERPOSE(pthread_rwlock_init,
+          (pthread_rwlock_t * lock, const pthread_rwlockattr_t* attributes) noexcept,
+          (lock, attributes))
+INTERPOSE(pthread_rwlock_destroy, (pthread_rwlock_t * lock) noexcept, (lock))
+INTERPOSE(pthread_rwlock_rdlock, (pthread_rwlock_t * lock) noexcept, (lock))
+INTERPOSE(pthread_rwlock_wrlock, (pthread_rwlock_t * lock) noexcept, (lock))
+INTERPOSE(pthread_rwlock_unlock, (pthread_rwlock_t * lock) noexcept, (lock))
+
+INTERPOSE(pthread_attr_init, (pthread_attr_t * attributes) noexcept, (attributes))
+INTERPOSE(pthread_attr_getschedpolicy, (const pthread_attr_t* attributes, int* policy) noexcept,
+          (attributes, policy))
+INTERPOSE(pthread_attr_setschedpolicy, (pthread_attr_t * attributes, int policy) noexcept,
+          (attributes, policy))
+INTERPOSE(pthread_attr_getschedparam,
+          (const pthread_attr_t* attributes, sched_param* parameters) noexcept,
+          (attributes, parameters))
+INTERPOSE(pthread_attr_setschedparam,
+          (pthread_attr_t * attributes, const sched_param* parameters) noexcept,
+          (attributes, parameters))
+INTERPOSE(pthread_attr_setinheritsched, (pthread_attr_t * attributes, int inherit) noexcept,
+          (attributes, inherit))
+INTERPOSE(sched_get_priority_min, (int policy) noexcept, (policy))
+INTERPOSE(sched_get_priority_max, (int policy) noexcept, (policy))
+INTERPOSE(sched_yield, () noexcept, ())
+INTERPOSE(pthread_create,
+          (pthread_t * thread, const pthread_attr_t* attributes, void* (*start)(void*),
+           void* argument) noexcept,
+          (thread, attributes, start, argument))
+INTERPOSE(pthread_detach, (pthread_t thread) noexcept, (thread))
+INTERPOSE(pthread_join, (pthread_t thread, void** result), (thread, result))
+
+INTERPOSE_ERRNO(sem_init, (sem_t * semaphore, int shared, unsigned int value) noexcept,
+                (semaphore, shared, value))
+INTERPOSE_ERRNO(sem_destroy, (sem_t * semaphore) noexcept, (semaphore))
+INTERPOSE_ERRNO(sem_post, (sem_t * semaphore) noexcept, (semaphore))
+INTERPOSE_ERRNO(sem_wait, (sem_t * semaphore), (semaphore))
+
+extern "C" int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
+  static const auto real = REAL(sem_timedwait);
+  lastDeadline = *deadline;
+  const int failure = Intercept("sem_timedwait");
+  return failure != 0 ? FailWith(failure) : real(semaphore, deadline);
+}
+
+extern "C" int gettimeofday(timeval* now, void* zone) noexcept {
+  static const auto real = REAL(gettimeofday);
+  if (timeIsFixed) {
+    *now = fixedTime;
+    return 0;
+  }
+  return real(now, zone);
+}
+
+extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
+  static const auto real = REAL(pthread_mutex_lock);
+  RunAction("pthread_mutex_lock");
+  return real(mutex);
+}
+
+// Tests here misuse locks on purpose; the thread sanitizer is to report races only.
+extern "C" const char* __tsan_default_options();
+extern "C" const char* __tsan_default_options() {
+  return "report_mutex_bugs=0:report_destroy_locked=0:detect_deadlocks=0";
+}
+
+FailureOf::FailureOf(const char* function, int code, int times) {
+  failing = {.function = function, .code = code, .left = times};
+}
+
+FailureOf::~FailureOf() {
+  failing = {};
+}
+
+BeforeCall::BeforeCall(int nth, const char* function, std::function<void()> action)
+    : m_action(std::move(action)) {
+  pending = {.function = function, .left = nth, .run = &m_action};
+}
+
+BeforeCall::~BeforeCall() {
+  pending = {};
+}
+
+TimeOfDay::TimeOfDay(std::time_t seconds, suseconds_t microseconds) {
+  fixedTime = {.tv_sec = seconds, .tv_usec = microseconds};
+  timeIsFixed = true;
+}
+
+TimeOfDay::~TimeOfDay() {
+  timeIsFixed = false;
+}
+
+std::timespec LastDeadline() {
+  return lastDeadline;
+}
+
+std::vector<std::string> CallsOf(const std::function<void()>& call) {
+  std::vector<std::string> calls;
+  recordedCalls = &calls;
+  try {
+    call();
+  } catch (const StdSystemException&) {
+  }
+  recordedCalls = nullptr;
+  return calls;
+}
+
+void ExpectThrown(const std::function<void()>& call, const std::string& text, int code) {
+  try {
+    call();
+    ADD_FAILURE() << "nothing was thrown; expected " << text;
+  } catch (const StdSystemException& exception) {
+    EXPECT_EQ(exception.what(), text);
+    EXPECT_EQ(exception.GetCode(), code);
+  }
+}

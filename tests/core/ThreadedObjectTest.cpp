@@ -1,0 +1,559 @@
+#include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "framework/core/Exceptions.h"
+#include "framework/core/ThreadedObject.h"
+#include "tests/core/FailingPthread.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Strings = std::vector<std::string>;
+
+static_assert(!std::is_copy_constructible_v<ThreadedObject>);
+static_assert(!std::is_copy_assignable_v<ThreadedObject>);
+static_assert(std::is_abstract_v<ThreadedObject>);
+static_assert(std::has_virtual_destructor_v<ThreadedObject>);
+
+// An object whose body and end are what a test makes of them.
+class Worker : public ThreadedObject {
+ public:
+  using Body = std::function<std::uint32_t(Worker&)>;
+
+  explicit Worker(
+      Body body = [](Worker&) { return 0U; }, std::function<void(Worker&)> atEnd = nullptr)
+      : m_body(std::move(body)), m_atEnd(std::move(atEnd)) {}
+
+  ~Worker() override {
+    if (!m_bDetached) {
+      StopObjectThread();
+    }
+    if (m_atEnd) {
+      m_atEnd(*this);
+    }
+  }
+
+  std::uint32_t ObjectThreadMethod() override { return m_body(*this); }
+
+  using ThreadedObject::m_attributes;
+  using ThreadedObject::m_bDetached;
+  using ThreadedObject::m_bRunning;
+  using ThreadedObject::m_thread;
+
+ private:
+  Body m_body;
+  std::function<void(Worker&)> m_atEnd;
+};
+
+std::uint32_t PollRunning(Worker& worker) {
+  while (worker.m_bRunning) {
+    std::this_thread::sleep_for(1ms);
+  }
+  return 0;
+}
+
+struct Fields {
+  bool detached;
+  bool hasThread;
+  bool running;
+
+  bool operator==(const Fields&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Fields& fields) {
+  return stream << "detached " << fields.detached << ", thread " << fields.hasThread << ", running "
+                << fields.running;
+}
+
+Fields FieldsOf(const Worker& worker) {
+  return {.detached = worker.m_bDetached,
+          .hasThread = worker.m_thread != 0,
+          .running = worker.m_bRunning};
+}
+
+// Joins the worker's thread as its owner would not, and returns what it came to.
+std::uintptr_t ResultOfThread(Worker& worker) {
+  void* result = nullptr;
+  EXPECT_EQ(pthread_join(std::exchange(worker.m_thread, 0), &result), 0);
+  return reinterpret_cast<std::uintptr_t>(result);
+}
+
+// ---- A joined object
+
+TEST(ThreadedObjectTest, ANewObjectRunsWithoutAThread) {
+  const Worker worker;
+  EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = false, .running = true}));
+}
+
+TEST(ThreadedObjectTest, StartingRunsTheBodyOnAThreadOfItsOwn) {
+  std::promise<pthread_t> body;
+  Worker worker([&](Worker&) {
+    body.set_value(pthread_self());
+    return 0U;
+  });
+  EXPECT_TRUE(worker.StartObjectThread(false, 0));
+  std::future<pthread_t> bodyThread = body.get_future();
+  const pthread_t thread = ResultOf(bodyThread);
+  EXPECT_TRUE(pthread_equal(thread, worker.m_thread));
+  EXPECT_FALSE(pthread_equal(thread, pthread_self()));
+}
+
+TEST(ThreadedObjectTest, AStartedObjectHasAThreadAndRuns) {
+  Worker worker(PollRunning);
+  worker.StartObjectThread(false, 0);
+  EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = true, .running = true}));
+}
+
+TEST(ThreadedObjectTest, TheBodyFindsItsObjectStarted) {
+  std::promise<Fields> seen;
+  Worker worker([&](Worker& self) {
+    seen.set_value(FieldsOf(self));
+    return 0U;
+  });
+  worker.m_bRunning = false;
+  worker.StartObjectThread(false, 0);
+  std::future<Fields> fields = seen.get_future();
+  EXPECT_EQ(ResultOf(fields), (Fields{.detached = false, .hasThread = true, .running = true}));
+}
+
+TEST(ThreadedObjectTest, StoppingTellsTheBodyToEndAndAwaitsIt) {
+  std::atomic<bool> hasEnded{false};
+  Worker worker([&](Worker& self) {
+    PollRunning(self);
+    std::this_thread::sleep_for(20ms);
+    hasEnded = true;
+    return 0U;
+  });
+  worker.StartObjectThread(false, 0);
+  EXPECT_FALSE(hasEnded);
+  EXPECT_EQ(CallsOf([&] { worker.StopObjectThread(); }), Strings{"pthread_join"});
+  EXPECT_TRUE(hasEnded);
+  EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = false, .running = false}));
+}
+
+TEST(ThreadedObjectTest, StoppingWhatWasNotStartedJoinsNothing) {
+  Worker worker;
+  EXPECT_EQ(CallsOf([&] { worker.StopObjectThread(); }), Strings{});
+  EXPECT_FALSE(worker.m_bRunning);
+}
+
+TEST(ThreadedObjectTest, AStoppedObjectMayBeStartedAgain) {
+  std::atomic<int> runs{0};
+  Worker worker([&](Worker& self) {
+    ++runs;
+    return PollRunning(self);
+  });
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_TRUE(worker.StartObjectThread(false, 0));
+    EXPECT_TRUE(worker.m_bRunning);
+    worker.StopObjectThread();
+  }
+  EXPECT_EQ(runs, 3);
+}
+
+TEST(ThreadedObjectTest, JoiningAwaitsTheThreadOnceAndLeavesRunning) {
+  Worker worker;
+  worker.StartObjectThread(false, 0);
+  EXPECT_EQ(CallsOf([&] { worker.JoinObjectThread(); }), Strings{"pthread_join"});
+  EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = false, .running = true}));
+  EXPECT_EQ(CallsOf([&] { worker.JoinObjectThread(); }), Strings{});
+}
+
+// Leaves its end to the base, which its body allows for.
+class BareWorker : public ThreadedObject {
+ public:
+  explicit BareWorker(std::promise<void>& hasBegun, std::atomic<bool>& hasEnded)
+      : m_hasBegun(hasBegun), m_hasEnded(hasEnded) {}
+
+  std::uint32_t ObjectThreadMethod() override {
+    std::atomic<bool>& hasEnded = m_hasEnded;
+    m_hasBegun.set_value();
+    while (m_bRunning) {
+      std::this_thread::sleep_for(1ms);
+    }
+    std::this_thread::sleep_for(20ms);
+    hasEnded = true;
+    return 0;
+  }
+
+  using ThreadedObject::m_thread;
+
+ private:
+  std::promise<void>& m_hasBegun;
+  std::atomic<bool>& m_hasEnded;
+};
+
+TEST(ThreadedObjectTest, TheDestructorStopsAndJoins) {
+  std::promise<void> hasBegun;
+  std::atomic<bool> hasEnded{false};
+  auto worker = std::make_unique<BareWorker>(hasBegun, hasEnded);
+  worker->StartObjectThread(false, 0);
+  hasBegun.get_future().wait();
+  EXPECT_EQ(CallsOf([&] { worker.reset(); }), Strings{"pthread_join"});
+  EXPECT_TRUE(hasEnded);
+}
+
+TEST(ThreadedObjectTest, TheDestructorOfWhatWasNotStartedJoinsNothing) {
+  std::promise<void> hasBegun;
+  std::atomic<bool> hasEnded{false};
+  auto worker = std::make_unique<BareWorker>(hasBegun, hasEnded);
+  EXPECT_EQ(CallsOf([&] { worker.reset(); }), Strings{});
+}
+
+TEST(ThreadedObjectTest, AFailedJoinThrowsOutOfTheDestructor) {
+  std::promise<void> hasBegun;
+  std::atomic<bool> hasEnded{false};
+  auto* const worker = new BareWorker(hasBegun, hasEnded);
+  worker->StartObjectThread(false, 0);
+  hasBegun.get_future().wait();
+  // The thread ends in time all the same, for it must not outlive its object.
+  const BeforeCall join(1, "pthread_join", [thread = worker->m_thread] {
+    while (pthread_tryjoin_np(thread, nullptr) == EBUSY) {
+      std::this_thread::sleep_for(1ms);
+    }
+  });
+  const FailureOf failure("pthread_join", ESRCH);
+  ExpectThrown([&] { delete worker; }, "pthread_join returned 3", 3);
+  EXPECT_TRUE(hasEnded);
+}
+
+// ---- The thread's result
+
+TEST(ThreadedObjectTest, TheResultOfTheBodyIsThatOfTheThread) {
+  Worker worker([](Worker&) { return 4000000000U; });
+  worker.StartObjectThread(false, 0);
+  EXPECT_EQ(ResultOfThread(worker), 4000000000U);
+}
+
+TEST(ThreadedObjectTest, TheRoutineReturnsThe32BitsOfTheBodysResult) {
+  for (const std::uint32_t result : {0U, 1U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+    Worker worker([result](Worker&) { return result; });
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(
+                  ThreadedObject::ObjectThreadRoutine(static_cast<ThreadedObject*>(&worker))),
+              std::uintptr_t{result});
+  }
+}
+
+TEST(ThreadedObjectTest, ABodyThatThrowsAnythingGivesZeroAndTheProcessGoesOn) {
+  struct Anything {};
+  const std::vector<Worker::Body> bodies{
+      [](Worker&) -> std::uint32_t { throw std::runtime_error("text"); },
+      [](Worker&) -> std::uint32_t { throw StdSystemException(5, "text"); },
+      [](Worker&) -> std::uint32_t { throw 7; }, [](Worker&) -> std::uint32_t { throw "text"; },
+      [](Worker&) -> std::uint32_t { throw Anything(); }};
+  for (const Worker::Body& body : bodies) {
+    Worker direct(body);
+    EXPECT_EQ(ThreadedObject::ObjectThreadRoutine(static_cast<ThreadedObject*>(&direct)), nullptr);
+    Worker started(body);
+    started.StartObjectThread(false, 0);
+    EXPECT_EQ(ResultOfThread(started), 0U);
+  }
+}
+
+TEST(ThreadedObjectTest, TheRoutineLeavesAnObjectThatIsNotDetachedAsItIs) {
+  Worker worker;
+  ThreadedObject::ObjectThreadRoutine(static_cast<ThreadedObject*>(&worker));
+  EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = false, .running = true}));
+}
+
+// ---- A detached object
+
+TEST(ThreadedObjectTest, ADetachedObjectIsCreatedAndDetached) {
+  std::promise<void> end;
+  auto* const worker = new Worker([](Worker&) { return 0U; }, [&](Worker&) { end.set_value(); });
+  EXPECT_EQ(CallsOf([&] { EXPECT_TRUE(worker->StartObjectThread(true, 0)); }),
+            (Strings{"pthread_attr_init", "pthread_create", "pthread_detach"}));
+  std::future<void> ended = end.get_future();
+  ResultOf(ended);
+}
+
+TEST(ThreadedObjectTest, ADetachedObjectRunsUntilItsBodyReturnsAndThenDeletesItself) {
+  std::promise<void> mayReturn;
+  std::atomic<bool> hasReturned{false};
+  std::promise<std::pair<bool, bool>> end;
+  auto* const worker = new Worker(
+      [&](Worker&) {
+        mayReturn.get_future().wait();
+        hasReturned = true;
+        return 0U;
+      },
+      [&](Worker& self) {
+        end.set_value({hasReturned, self.m_bRunning});
+      });
+  worker->StartObjectThread(true, 0);
+  EXPECT_EQ(FieldsOf(*worker), (Fields{.detached = true, .hasThread = true, .running = true}));
+  std::future<std::pair<bool, bool>> ended = end.get_future();
+  EXPECT_EQ(ended.wait_for(50ms), std::future_status::timeout);
+  mayReturn.set_value();
+  EXPECT_EQ(ResultOf(ended), std::make_pair(true, false));
+}
+
+TEST(ThreadedObjectTest, StoppingADetachedObjectTellsItsBodyToEndAndDoesNotAwaitIt) {
+  std::promise<void> mayReturn;
+  std::promise<void> end;
+  auto* const worker = new Worker(
+      [&](Worker& self) {
+        PollRunning(self);
+        mayReturn.get_future().wait();
+        return 0U;
+      },
+      [&](Worker&) { end.set_value(); });
+  worker->StartObjectThread(true, 0);
+  EXPECT_EQ(CallsOf([&] { worker->StopObjectThread(); }), Strings{});
+  EXPECT_EQ(FieldsOf(*worker), (Fields{.detached = true, .hasThread = true, .running = false}));
+  std::future<void> ended = end.get_future();
+  EXPECT_EQ(ended.wait_for(20ms), std::future_status::timeout);
+  mayReturn.set_value();
+  ResultOf(ended);
+}
+
+TEST(ThreadedObjectTest, ADetachedObjectWhoseBodyThrowsDeletesItself) {
+  std::promise<void> end;
+  auto* const worker =
+      new Worker([](Worker&) -> std::uint32_t { throw 7; }, [&](Worker&) { end.set_value(); });
+  worker->StartObjectThread(true, 0);
+  std::future<void> ended = end.get_future();
+  ResultOf(ended);
+}
+
+TEST(ThreadedObjectTest, TheRoutineDeletesADetachedObjectAndReturnsItsResult) {
+  Strings events;
+  auto* const worker = new Worker(
+      [&](Worker&) {
+        events.emplace_back("body");
+        return 9U;
+      },
+      [&](Worker& self) { events.emplace_back(self.m_bRunning ? "running end" : "end"); });
+  worker->m_bDetached = true;
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(
+                ThreadedObject::ObjectThreadRoutine(static_cast<ThreadedObject*>(worker))),
+            9U);
+  EXPECT_EQ(events, (Strings{"body", "end"}));
+}
+
+TEST(ThreadedObjectTest, StartingIsDoneWithAnObjectBeforeItsBodyMayEndIt) {
+  constexpr int kObjects = 200;
+  std::atomic<int> ended{0};
+  for (int i = 0; i < kObjects; ++i) {
+    auto* const worker = new Worker([](Worker&) { return 0U; }, [&](Worker&) { ++ended; });
+    EXPECT_TRUE(worker->StartObjectThread(true, 0));
+  }
+  for (int i = 0; i < 20000 && ended != kObjects; ++i) {
+    std::this_thread::sleep_for(1ms);
+  }
+  ASSERT_EQ(ended, kObjects);
+}
+
+TEST(ThreadedObjectTest, TheBodyOfADetachedObjectBeginsAfterItsThreadIsDetached) {
+  std::atomic<bool> hasBegun{false};
+  std::promise<void> end;
+  auto* const worker = new Worker(
+      [&](Worker&) {
+        hasBegun = true;
+        return 0U;
+      },
+      [&](Worker&) { end.set_value(); });
+  bool hadBegun = true;
+  {
+    const BeforeCall check(1, "pthread_detach", [&] {
+      std::this_thread::sleep_for(20ms);
+      hadBegun = hasBegun;
+    });
+    worker->StartObjectThread(true, 0);
+  }
+  std::future<void> ended = end.get_future();
+  ResultOf(ended);
+  EXPECT_FALSE(hadBegun);
+}
+
+// ---- Priorities
+
+TEST(ThreadedObjectTest, PrioritiesFrom1To98AreSetByTheseCallsInThisOrder) {
+  for (const int priority : {1, 50, 98}) {
+    Worker worker;
+    const FailureOf failure("pthread_create", EPERM);
+    EXPECT_EQ(
+        CallsOf([&] { worker.StartObjectThread(false, priority); }),
+        (Strings{"pthread_attr_init", "pthread_attr_getschedpolicy", "pthread_attr_getschedparam",
+                 "pthread_attr_setschedpolicy", "sched_get_priority_min", "sched_get_priority_max",
+                 "pthread_attr_setschedparam", "pthread_attr_setinheritsched", "pthread_create"}))
+        << priority;
+  }
+}
+
+TEST(ThreadedObjectTest, OtherPrioritiesLeaveTheDefaultScheduling) {
+  for (const int priority : {0, -1, 99, 100, INT_MAX, INT_MIN}) {
+    Worker worker;
+    EXPECT_EQ(CallsOf([&] { worker.StartObjectThread(false, priority); }),
+              (Strings{"pthread_attr_init", "pthread_create"}))
+        << priority;
+    int inherit = -1;
+    pthread_attr_getinheritsched(&worker.m_attributes, &inherit);
+    EXPECT_EQ(inherit, PTHREAD_INHERIT_SCHED) << priority;
+  }
+}
+
+// Policy, priority and the rule of inheritance in the attributes.
+std::vector<int> SchedulingOf(const pthread_attr_t& attributes) {
+  int policy = -1;
+  int inherit = -1;
+  sched_param parameters{};
+  pthread_attr_getschedpolicy(&attributes, &policy);
+  pthread_attr_getschedparam(&attributes, &parameters);
+  pthread_attr_getinheritsched(&attributes, &inherit);
+  return {policy, parameters.sched_priority, inherit};
+}
+
+TEST(ThreadedObjectTest, APriorityIsAskedForExplicitlyWithRoundRobinAndAsItIs) {
+  for (const int priority : {1, 50, 98}) {
+    Worker worker;
+    const FailureOf failure("pthread_create", EPERM);
+    EXPECT_THROW(worker.StartObjectThread(false, priority), StdSystemException);
+    EXPECT_EQ(SchedulingOf(worker.m_attributes),
+              (std::vector<int>{SCHED_RR, priority, PTHREAD_EXPLICIT_SCHED}));
+  }
+}
+
+TEST(ThreadedObjectTest, TheRangeOfPrioritiesIsNotUsed) {
+  for (const char* bound : {"sched_get_priority_min", "sched_get_priority_max"}) {
+    Worker worker;
+    std::optional<FailureOf> result(std::in_place, bound, 60);
+    const BeforeCall noThread(1, "pthread_attr_setinheritsched",
+                              [&] { result.emplace("pthread_create", EPERM); });
+    ExpectThrown([&] { worker.StartObjectThread(false, 50); }, "pthread_create returned 1", 1);
+    EXPECT_EQ(SchedulingOf(worker.m_attributes),
+              (std::vector<int>{SCHED_RR, 50, PTHREAD_EXPLICIT_SCHED}))
+        << bound;
+  }
+}
+
+TEST(ThreadedObjectTest, ABodyRunsWithThePriorityWhereThatIsAllowed) {
+  std::promise<std::pair<int, int>> scheduling;
+  Worker worker([&](Worker&) {
+    int policy = -1;
+    sched_param parameters{};
+    pthread_getschedparam(pthread_self(), &policy, &parameters);
+    scheduling.set_value({policy, parameters.sched_priority});
+    return 0U;
+  });
+  try {
+    worker.StartObjectThread(false, 50);
+  } catch (const StdSystemException& exception) {
+    ASSERT_EQ(exception.GetCode(), EPERM);
+    GTEST_SKIP() << "no right to real-time scheduling";
+  }
+  std::future<std::pair<int, int>> seen = scheduling.get_future();
+  EXPECT_EQ(ResultOf(seen), std::make_pair(SCHED_RR, 50));
+}
+
+// Runs action on a thread without the right to real-time scheduling.
+void WithoutRealTime(const std::function<void()>& action) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_RTPRIO, &before), 0);
+  const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_RTPRIO, &none), 0);
+  std::thread([&] {
+    __user_cap_header_struct header{.version = _LINUX_CAPABILITY_VERSION_3, .pid = 0};
+    __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3]{};
+    ASSERT_EQ(syscall(SYS_capget, &header, data), 0);
+    data[0].effective &= ~(1U << CAP_SYS_NICE);
+    ASSERT_EQ(syscall(SYS_capset, &header, data), 0);
+    action();
+  }).join();
+  EXPECT_EQ(setrlimit(RLIMIT_RTPRIO, &before), 0);
+}
+
+TEST(ThreadedObjectTest, WithoutTheRightAPriorityFailsAtTheCreationAndLeavesNoThread) {
+  WithoutRealTime([] {
+    Worker worker;
+    ExpectThrown([&] { worker.StartObjectThread(false, 50); }, "pthread_create returned 1", 1);
+    EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = false, .running = true}));
+  });
+}
+
+TEST(ThreadedObjectTest, WithoutTheRightOtherPrioritiesStart) {
+  WithoutRealTime([] {
+    for (const int priority : {0, -1, 99}) {
+      Worker worker;
+      EXPECT_TRUE(worker.StartObjectThread(false, priority));
+    }
+  });
+}
+
+// ---- Failures
+
+struct FailedCall {
+  const char* function;
+  int code;
+  const char* text;
+};
+
+TEST(ThreadedObjectTest, EachFailedCallIsThrownUnderItsNameAndIsTheLast) {
+  for (const FailedCall& row : std::vector<FailedCall>{
+           {"pthread_attr_init", ENOMEM, "pthread_attr_init returned 12"},
+           {"pthread_attr_getschedpolicy", EINVAL, "pthread_attr_setschedpolicy returned 22"},
+           {"pthread_attr_getschedparam", EINVAL, "pthread_attr_getschedparam returned 22"},
+           {"pthread_attr_setschedpolicy", ENOTSUP, "pthread_attr_setschedpolicy returned 95"},
+           {"pthread_attr_setschedparam", ENOTSUP, "pthread_attr_setschedparam returned 95"},
+           {"pthread_attr_setinheritsched", EINVAL, "pthread_attr_setinheritsched returned 22"},
+           {"pthread_create", EAGAIN, "pthread_create returned 11"}}) {
+    for (const bool detached : {false, true}) {
+      SCOPED_TRACE(row.function);
+      Worker worker;
+      const FailureOf failure(row.function, row.code);
+      const Strings calls = CallsOf([&] {
+        ExpectThrown([&] { worker.StartObjectThread(detached, 50); }, row.text, row.code);
+      });
+      EXPECT_EQ(calls.back(), row.function);
+      EXPECT_EQ(FieldsOf(worker),
+                (Fields{.detached = detached, .hasThread = false, .running = true}));
+    }
+  }
+}
+
+TEST(ThreadedObjectTest, AFailedDetachmentIsThrownAndTheOwnerStillOwnsTheObject) {
+  std::atomic<int> ended{0};
+  {
+    Worker worker([](Worker&) { return 5U; }, [&](Worker&) { ++ended; });
+    const FailureOf failure("pthread_detach", EINVAL);
+    ExpectThrown([&] { worker.StartObjectThread(true, 0); }, "pthread_detach returned 22", 22);
+    EXPECT_EQ(ResultOfThread(worker), 5U);
+    EXPECT_EQ(ended, 0);
+  }
+  EXPECT_EQ(ended, 1);
+}
+
+TEST(ThreadedObjectTest, AFailedJoinIsThrownAndLeavesTheThread) {
+  Worker worker;
+  worker.StartObjectThread(false, 0);
+  {
+    const FailureOf failure("pthread_join", ESRCH);
+    ExpectThrown([&] { worker.JoinObjectThread(); }, "pthread_join returned 3", 3);
+    ExpectThrown([&] { worker.StopObjectThread(); }, "pthread_join returned 3", 3);
+  }
+  EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = true, .running = false}));
+}
+
+}  // namespace

@@ -1,0 +1,587 @@
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/time.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <future>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "framework/core/Interlocked.h"
+#include "framework/core/WaitSemaphore.h"
+#include "tests/core/FailingPthread.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Strings = std::vector<std::string>;
+
+static_assert(!std::is_copy_constructible_v<WaitSemaphore>);
+static_assert(!std::is_copy_assignable_v<WaitSemaphore>);
+static_assert(std::has_virtual_destructor_v<WaitSemaphore>);
+static_assert(!std::is_constructible_v<Interlocked>);
+
+constexpr int kMinute = 60000;  // ms; its deadline is valid at whatever time
+
+std::future<int> StartWaiting(WaitSemaphore& semaphore) {
+  return std::async(std::launch::async, [&semaphore] { return semaphore.Wait(); });
+}
+
+std::future<bool> StartTimedWaiting(WaitSemaphore& semaphore) {
+  return std::async(std::launch::async, [&semaphore] { return semaphore.TimedWait(kMinute); });
+}
+
+void AwaitWaiters(WaitSemaphore& semaphore, std::int32_t count) {
+  for (int i = 0; semaphore.GetWaiterCount() != count; ++i) {
+    if (i == 60000) {
+      std::abort();  // the waiters would be waited for without limit
+    }
+    std::this_thread::sleep_for(1ms);
+  }
+}
+
+std::array<std::future<int>, 3> StartThreeWaiters(WaitSemaphore& semaphore) {
+  std::array<std::future<int>, 3> waiters;
+  for (std::future<int>& waiter : waiters) {
+    waiter = StartWaiting(semaphore);
+  }
+  AwaitWaiters(semaphore, 3);
+  return waiters;
+}
+
+template <typename T>
+bool IsHeldUp(const std::future<T>& future) {
+  return future.wait_for(50ms) == std::future_status::timeout;
+}
+
+// ---- The count
+
+TEST(WaitSemaphoreTest, TheCountStartsAtZero) {
+  WaitSemaphore semaphore;
+  EXPECT_FALSE(semaphore.TimedWait(0));
+}
+
+TEST(WaitSemaphoreTest, EachPostReturnsTrueAndEndsOneWait) {
+  WaitSemaphore semaphore;
+  EXPECT_TRUE(semaphore.Post());
+  EXPECT_TRUE(semaphore.Post());
+  EXPECT_TRUE(semaphore.Post());
+  EXPECT_EQ(semaphore.Wait(), 0);
+  EXPECT_TRUE(semaphore.TimedWait(kMinute));
+  EXPECT_EQ(semaphore.Wait(), 0);
+  EXPECT_FALSE(semaphore.TimedWait(0));
+}
+
+TEST(WaitSemaphoreTest, AWaitBlocksUntilAPost) {
+  WaitSemaphore semaphore;
+  std::future<int> waiter = StartWaiting(semaphore);
+  EXPECT_TRUE(IsHeldUp(waiter));
+  semaphore.Post();
+  EXPECT_EQ(ResultOf(waiter), 0);
+}
+
+TEST(WaitSemaphoreTest, ATimedWaitEndsWithAPost) {
+  WaitSemaphore semaphore;
+  std::future<bool> waiter = StartTimedWaiting(semaphore);
+  EXPECT_TRUE(IsHeldUp(waiter));
+  semaphore.Post();
+  EXPECT_TRUE(ResultOf(waiter));
+}
+
+TEST(WaitSemaphoreTest, AFailedInitialisationIsNotLookedAt) {
+  const FailureOf failure("sem_init", ENOSYS);
+  EXPECT_NO_THROW(const WaitSemaphore semaphore);
+}
+
+// ---- Waiters
+
+TEST(WaitSemaphoreTest, ThoseWhoWaitAreCounted) {
+  WaitSemaphore semaphore;
+  EXPECT_EQ(semaphore.GetWaiterCount(), 0);
+  std::array<std::future<int>, 3> waiters = StartThreeWaiters(semaphore);
+  std::future<bool> timed = StartTimedWaiting(semaphore);
+  AwaitWaiters(semaphore, 4);
+  for (const std::int32_t left : {3, 2, 1, 0}) {
+    semaphore.Post();
+    AwaitWaiters(semaphore, left);
+  }
+  for (std::future<int>& waiter : waiters) {
+    EXPECT_EQ(ResultOf(waiter), 0);
+  }
+  EXPECT_TRUE(ResultOf(timed));
+}
+
+TEST(WaitSemaphoreTest, ThoseWhoseWaitIsOverAreNotCounted) {
+  WaitSemaphore semaphore;
+  semaphore.Post();
+  semaphore.Wait();
+  EXPECT_EQ(semaphore.GetWaiterCount(), 0);
+  semaphore.TimedWait(0);
+  EXPECT_EQ(semaphore.GetWaiterCount(), 0);
+}
+
+TEST(InterlockedTest, ItHoldsUpCountingInEverySemaphoreAndNoOtherLockIsHeldMeanwhile) {
+  std::array<WaitSemaphore, 2> semaphores;
+  std::optional<Mutex> counting(std::in_place, Interlocked::m_mtx, true);
+  std::array<std::future<int>, 2> waiters{StartWaiting(semaphores[0]), StartWaiting(semaphores[1])};
+  for (std::size_t i = 0; i < 2; ++i) {
+    EXPECT_TRUE(IsHeldUp(waiters[i]));
+    std::future<std::int32_t> count =
+        std::async(std::launch::async, [&, i] { return semaphores[i].GetWaiterCount(); });
+    EXPECT_EQ(ResultOf(count), 0);
+  }
+  counting.reset();
+  for (WaitSemaphore& semaphore : semaphores) {
+    AwaitWaiters(semaphore, 1);
+  }
+
+  counting.emplace(Interlocked::m_mtx, true);
+  for (std::size_t i = 0; i < 2; ++i) {
+    semaphores[i].Post();
+    EXPECT_TRUE(IsHeldUp(waiters[i]));
+    std::future<std::int32_t> count =
+        std::async(std::launch::async, [&, i] { return semaphores[i].GetWaiterCount(); });
+    EXPECT_EQ(ResultOf(count), 1);
+  }
+  counting.reset();
+  for (std::future<int>& waiter : waiters) {
+    EXPECT_EQ(ResultOf(waiter), 0);
+  }
+}
+
+TEST(InterlockedTest, ItIsRecursive) {
+  const Mutex first(Interlocked::m_mtx, true);
+  EXPECT_NO_THROW(const Mutex second(Interlocked::m_mtx, true));
+}
+
+// ---- Shutdown
+
+TEST(WaitSemaphoreTest, ShutdownReleasesThreeBlockedWaitersAndEachReturnsZero) {
+  WaitSemaphore semaphore;
+  std::array<std::future<int>, 3> waiters = StartThreeWaiters(semaphore);
+  semaphore.Shutdown();
+  EXPECT_EQ(semaphore.GetWaiterCount(), 0);
+  for (std::future<int>& waiter : waiters) {
+    EXPECT_EQ(ResultOf(waiter), 0);
+  }
+}
+
+TEST(WaitSemaphoreTest, ATimedWaiterIsReleasedByAPostOfShutdown) {
+  WaitSemaphore semaphore;
+  std::future<bool> waiter = StartTimedWaiting(semaphore);
+  AwaitWaiters(semaphore, 1);
+  semaphore.Shutdown();
+  EXPECT_TRUE(ResultOf(waiter));
+}
+
+TEST(WaitSemaphoreTest, ShutdownPostsAndYieldsWhileSomeoneWaitsAndThenDestroysTheSemaphore) {
+  WaitSemaphore semaphore;
+  std::array<std::future<int>, 3> waiters = StartThreeWaiters(semaphore);
+  const Strings calls = CallsOf([&] { semaphore.Shutdown(); });
+  ASSERT_GE(calls.size(), 3U);
+  for (std::size_t i = 0; i + 1 < calls.size(); ++i) {
+    EXPECT_EQ(calls[i], i % 2 == 0 ? "sem_post" : "sched_yield");
+  }
+  EXPECT_EQ(calls.size() % 2, 1U);
+  EXPECT_EQ(calls.back(), "sem_destroy");
+  for (std::future<int>& waiter : waiters) {
+    ResultOf(waiter);
+  }
+}
+
+TEST(WaitSemaphoreTest, WaitersReturnOnlyWhenShutdownHasDoneItsStep) {
+  WaitSemaphore semaphore;
+  std::future<int> waiter = StartWaiting(semaphore);
+  AwaitWaiters(semaphore, 1);
+  bool wasHeldUp = false;
+  const BeforeCall check(1, "sem_destroy", [&] { wasHeldUp = IsHeldUp(waiter); });
+  semaphore.Shutdown();
+  EXPECT_TRUE(wasHeldUp);
+  EXPECT_EQ(ResultOf(waiter), 0);
+}
+
+TEST(WaitSemaphoreTest, ShutdownMayRunTwiceAndOnceMoreInTheDestructor) {
+  std::optional<WaitSemaphore> semaphore(std::in_place);
+  EXPECT_EQ(CallsOf([&] { semaphore->Shutdown(); }), Strings{"sem_destroy"});
+  EXPECT_NO_THROW(EXPECT_EQ(CallsOf([&] { semaphore->Shutdown(); }), Strings{"sem_destroy"}));
+  EXPECT_EQ(CallsOf([&] { semaphore.reset(); }),
+            (Strings{"sem_destroy", "pthread_mutex_destroy", "pthread_mutexattr_destroy"}));
+}
+
+TEST(WaitSemaphoreTest, AWaitAfterShutdownReturnsZeroAtOnceAndDoesNotTouchTheSemaphore) {
+  WaitSemaphore semaphore;
+  semaphore.Post();
+  semaphore.Shutdown();
+  int result = -2;
+  EXPECT_EQ(CallsOf([&] { result = semaphore.Wait(); }), Strings{});
+  EXPECT_EQ(result, 0);
+  EXPECT_EQ(semaphore.GetWaiterCount(), 0);
+}
+
+TEST(WaitSemaphoreTest, ATimedWaitAfterShutdownReturnsFalseAtOnceAndDoesNotTouchTheSemaphore) {
+  WaitSemaphore semaphore;
+  semaphore.Post();
+  semaphore.Shutdown();
+  bool result = true;
+  EXPECT_EQ(CallsOf([&] { result = semaphore.TimedWait(kMinute); }), Strings{});
+  EXPECT_FALSE(result);
+}
+
+TEST(WaitSemaphoreTest, AWaitAfterShutdownIsNotCounted) {
+  WaitSemaphore semaphore;
+  semaphore.Shutdown();
+  const Mutex counting(Interlocked::m_mtx, true);
+  std::future<int> waiter = StartWaiting(semaphore);
+  std::future<bool> timed = StartTimedWaiting(semaphore);
+  EXPECT_EQ(ResultOf(waiter), 0);
+  EXPECT_FALSE(ResultOf(timed));
+}
+
+TEST(WaitSemaphoreTest, APostIsNotGuardedAgainstShutdown) {
+  WaitSemaphore semaphore;
+  semaphore.Shutdown();
+  const FailureOf withoutTheSystem("sem_post", EINVAL);
+  EXPECT_EQ(CallsOf([&] { EXPECT_TRUE(semaphore.Post()); }), Strings{"sem_post"});
+}
+
+TEST(WaitSemaphoreTest, DestructionReleasesThoseWhoWait) {
+  auto semaphore = std::make_unique<WaitSemaphore>();
+  std::array<std::future<int>, 3> waiters = StartThreeWaiters(*semaphore);
+  semaphore.reset();
+  for (std::future<int>& waiter : waiters) {
+    EXPECT_EQ(ResultOf(waiter), 0);
+  }
+}
+
+TEST(WaitSemaphoreTest, AWaitAfterDestructionHasBegunReturnsWithoutBlocking) {
+  std::future<void> end = std::async(std::launch::async, [] {
+    auto semaphore = std::make_unique<WaitSemaphore>();
+    WaitSemaphore& dying = *semaphore;
+    int result = -2;
+    bool timedResult = true;
+    const BeforeCall wait(1, "sem_destroy", [&] {
+      result = dying.Wait();
+      timedResult = dying.TimedWait(kMinute);
+    });
+    semaphore.reset();
+    EXPECT_EQ(result, 0);
+    EXPECT_FALSE(timedResult);
+  });
+  ResultOf(end);
+}
+
+// ---- Shutdown between a waiter's look at the flag and its being counted
+
+TEST(WaitSemaphoreTest, AWaiterIsNotLeftBehindByAShutdownJustBeforeItIsCounted) {
+  std::future<void> end = std::async(std::launch::async, [] {
+    WaitSemaphore semaphore;
+    bool wasShutDown = false;
+    const BeforeCall shutdown(2, "pthread_mutex_lock", [&] {
+      semaphore.Shutdown();
+      wasShutDown = true;
+    });
+    EXPECT_EQ(semaphore.Wait(), 0);
+    EXPECT_TRUE(wasShutDown);
+    EXPECT_EQ(semaphore.GetWaiterCount(), 0);
+  });
+  ResultOf(end);
+}
+
+TEST(WaitSemaphoreTest, ATimedWaiterIsNotLeftBehindByAShutdownJustBeforeItIsCounted) {
+  std::future<void> end = std::async(std::launch::async, [] {
+    WaitSemaphore semaphore;
+    const BeforeCall shutdown(2, "pthread_mutex_lock", [&] { semaphore.Shutdown(); });
+    EXPECT_EQ(CallsOf([&] { EXPECT_FALSE(semaphore.TimedWait(kMinute)); }), Strings{"sem_destroy"});
+    EXPECT_EQ(semaphore.GetWaiterCount(), 0);
+  });
+  ResultOf(end);
+}
+
+TEST(WaitSemaphoreTest, DestructionAwaitsAWaiterThatIsNotCountedYet) {
+  auto semaphore = std::make_unique<WaitSemaphore>();
+  WaitSemaphore& dying = *semaphore;
+  std::promise<void> waiterIsInside;
+  std::promise<void> destructionHasBegun;
+  std::atomic<bool> isDestroyed{false};
+  bool wasDestroyedTooEarly = true;
+
+  std::future<int> waiter = std::async(std::launch::async, [&] {
+    const BeforeCall pause(2, "pthread_mutex_lock", [&] {
+      waiterIsInside.set_value();
+      destructionHasBegun.get_future().wait();
+      std::this_thread::sleep_for(20ms);
+      wasDestroyedTooEarly = isDestroyed;
+    });
+    return dying.Wait();
+  });
+  waiterIsInside.get_future().wait();
+  std::future<void> destruction = std::async(std::launch::async, [&] {
+    const BeforeCall begun(1, "sem_destroy", [&] { destructionHasBegun.set_value(); });
+    semaphore.reset();
+    isDestroyed = true;
+  });
+  EXPECT_EQ(ResultOf(waiter), 0);
+  EXPECT_FALSE(wasDestroyedTooEarly);
+  ResultOf(destruction);
+}
+
+// Runs round again and again, for a second at most.
+void Repeat(const std::function<void(int)>& round) {
+  const auto end = std::chrono::steady_clock::now() + 1s;
+  for (int i = 0; i < 100 && std::chrono::steady_clock::now() < end; ++i) {
+    round(i);
+  }
+}
+
+TEST(WaitSemaphoreTest, NoWaiterIsLeftBehindByAShutdownAtTheSameTime) {
+  Repeat([](int round) {
+    WaitSemaphore semaphore;
+    std::promise<void> start;
+    const std::shared_future<void> started = start.get_future().share();
+    std::vector<std::future<int>> waiters;
+    for (int i = 0; i < 3; ++i) {
+      waiters.push_back(std::async(std::launch::async, [&semaphore, started, round, i] {
+        started.wait();
+        return (round + i) % 2 == 0 ? semaphore.Wait() : (semaphore.TimedWait(kMinute), 0);
+      }));
+    }
+    start.set_value();
+    semaphore.Shutdown();
+    for (std::future<int>& waiter : waiters) {
+      EXPECT_EQ(ResultOf(waiter), 0);
+    }
+    EXPECT_EQ(semaphore.GetWaiterCount(), 0);
+  });
+}
+
+TEST(WaitSemaphoreTest, ItIsDestroyedWhereverItsWaitersAre) {
+  Repeat([](int round) {
+    auto semaphore = std::make_unique<WaitSemaphore>();
+    WaitSemaphore& dying = *semaphore;
+    std::atomic<int> inside{0};
+    std::vector<std::future<int>> waiters;
+    for (int i = 0; i < 3; ++i) {
+      waiters.push_back(std::async(std::launch::async, [&dying, &inside, round, i] {
+        const BeforeCall entered(1, "pthread_mutex_lock", [&] { ++inside; });
+        return (round + i) % 2 == 0 ? dying.Wait() : (dying.TimedWait(kMinute), 0);
+      }));
+    }
+    while (inside != 3) {
+      std::this_thread::yield();
+    }
+    semaphore.reset();
+    for (std::future<int>& waiter : waiters) {
+      EXPECT_EQ(ResultOf(waiter), 0);
+    }
+  });
+}
+
+// ---- Interrupted and failing waits
+
+TEST(WaitSemaphoreTest, AnInterruptedWaitGoesOn) {
+  WaitSemaphore semaphore;
+  semaphore.Post();
+  const FailureOf failure("sem_wait", EINTR, 2);
+  int result = -2;
+  EXPECT_EQ(CallsOf([&] { result = semaphore.Wait(); }),
+            (Strings{"sem_wait", "sem_wait", "sem_wait"}));
+  EXPECT_EQ(result, 0);
+}
+
+TEST(WaitSemaphoreTest, AnInterruptedTimedWaitGoesOn) {
+  WaitSemaphore semaphore;
+  semaphore.Post();
+  const FailureOf failure("sem_timedwait", EINTR, 2);
+  bool result = false;
+  EXPECT_EQ(CallsOf([&] { result = semaphore.TimedWait(kMinute); }),
+            (Strings{"sem_timedwait", "sem_timedwait", "sem_timedwait"}));
+  EXPECT_TRUE(result);
+}
+
+TEST(WaitSemaphoreTest, AnInterruptedTimedWaitKeepsItsDeadline) {
+  WaitSemaphore semaphore;
+  std::optional<TimeOfDay> time(std::in_place, 1000, 0);
+  const FailureOf failure("sem_timedwait", EINTR, 1);
+  const BeforeCall later(1, "sem_timedwait", [&] { time.emplace(2000, 0); });
+  EXPECT_FALSE(semaphore.TimedWait(3000));
+  EXPECT_EQ(LastDeadline().tv_sec, 1003);
+}
+
+std::atomic<int> signalsHandled{0};
+
+// Lets SIGUSR1 interrupt what a thread does, and no more.
+class InterruptingSignal {
+ public:
+  InterruptingSignal() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { ++signalsHandled; };
+    sigaction(SIGUSR1, &action, &m_before);
+  }
+  ~InterruptingSignal() { sigaction(SIGUSR1, &m_before, nullptr); }
+
+  InterruptingSignal(const InterruptingSignal&) = delete;
+  InterruptingSignal& operator=(const InterruptingSignal&) = delete;
+
+  // Returns when the thread has handled it.
+  static void SendTo(pthread_t thread) {
+    const int before = signalsHandled;
+    ASSERT_EQ(pthread_kill(thread, SIGUSR1), 0);
+    for (int i = 0; i < 20000 && signalsHandled == before; ++i) {
+      std::this_thread::sleep_for(1ms);
+    }
+    ASSERT_EQ(signalsHandled, before + 1);
+  }
+
+ private:
+  struct sigaction m_before {};
+};
+
+TEST(WaitSemaphoreTest, SignalsDoNotEndAWait) {
+  const InterruptingSignal signal;
+  for (const bool isTimed : {false, true}) {
+    WaitSemaphore semaphore;
+    std::promise<pthread_t> self;
+    std::future<int> waiter = std::async(std::launch::async, [&] {
+      self.set_value(pthread_self());
+      return isTimed ? (semaphore.TimedWait(kMinute) ? 0 : -1) : semaphore.Wait();
+    });
+    const pthread_t thread = self.get_future().get();
+    AwaitWaiters(semaphore, 1);
+    for (int i = 0; i < 3; ++i) {
+      std::this_thread::sleep_for(5ms);
+      InterruptingSignal::SendTo(thread);
+    }
+    EXPECT_TRUE(IsHeldUp(waiter));
+    EXPECT_EQ(semaphore.GetWaiterCount(), 1);
+    semaphore.Post();
+    EXPECT_EQ(ResultOf(waiter), 0);
+  }
+}
+
+TEST(WaitSemaphoreTest, AnInterruptionWhileStoppingEndsTheWait) {
+  WaitSemaphore semaphore;
+  std::future<int> waiter = std::async(std::launch::async, [&] {
+    const FailureOf failure("sem_wait", EINTR);
+    return semaphore.Wait();
+  });
+  std::future<bool> timed = std::async(std::launch::async, [&] {
+    const FailureOf failure("sem_timedwait", EINTR);
+    return semaphore.TimedWait(kMinute);
+  });
+  AwaitWaiters(semaphore, 2);
+  semaphore.Shutdown();
+  EXPECT_EQ(ResultOf(waiter), -1);
+  EXPECT_FALSE(ResultOf(timed));
+}
+
+TEST(WaitSemaphoreTest, AnyOtherFailureEndsTheWaitAtOnce) {
+  WaitSemaphore semaphore;
+  {
+    const FailureOf failure("sem_wait", EINVAL);
+    int result = -2;
+    EXPECT_EQ(CallsOf([&] { result = semaphore.Wait(); }), Strings{"sem_wait"});
+    EXPECT_EQ(result, -1);
+  }
+  for (const int code : {ETIMEDOUT, EINVAL, EDEADLK}) {
+    const FailureOf failure("sem_timedwait", code);
+    bool result = true;
+    EXPECT_EQ(CallsOf([&] { result = semaphore.TimedWait(kMinute); }), Strings{"sem_timedwait"});
+    EXPECT_FALSE(result) << code;
+  }
+  EXPECT_EQ(semaphore.GetWaiterCount(), 0);
+}
+
+// ---- Deadlines
+
+struct DeadlineCase {
+  suseconds_t microseconds;  // of the time of day 1000 s
+  int milliseconds;
+  std::time_t seconds;
+  long nanoseconds;
+};
+
+TEST(WaitSemaphoreTest, TheDeadlineIsNotCarriedFromNanosecondsIntoSeconds) {
+  WaitSemaphore semaphore;
+  const FailureOf failure("sem_timedwait", ETIMEDOUT);
+  for (const DeadlineCase& row : {DeadlineCase{0, 0, 1000, 0},
+                                  {0, 999, 1000, 999000000},
+                                  {0, 1000, 1001, 0},
+                                  {250000, 1500, 1001, 750000000},
+                                  {499999, 1500, 1001, 999999000},
+                                  {500000, 1500, 1001, 1000000000},
+                                  {500001, 1500, 1001, 1000001000},
+                                  {999999, 999, 1000, 1998999000},
+                                  {999999, 1, 1000, 1000999000},
+                                  {999999, 5000, 1005, 999999000},
+                                  {600000, -1500, 999, 100000000},
+                                  {0, std::numeric_limits<int>::max(), 2148483, 647000000}}) {
+    const TimeOfDay time(1000, row.microseconds);
+    EXPECT_FALSE(semaphore.TimedWait(row.milliseconds));
+    EXPECT_EQ(LastDeadline().tv_sec, row.seconds) << row.microseconds << ' ' << row.milliseconds;
+    EXPECT_EQ(LastDeadline().tv_nsec, row.nanoseconds)
+        << row.microseconds << ' ' << row.milliseconds;
+  }
+}
+
+TEST(WaitSemaphoreTest, ATimedWaitOf1500StartedPastHalfASecondReturnsFalseImmediately) {
+  WaitSemaphore semaphore;
+  const TimeOfDay ahead(std::time(nullptr) + 1000, 500001);
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_FALSE(semaphore.TimedWait(1500));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 60s);
+}
+
+TEST(WaitSemaphoreTest, AnInvalidDeadlineTakesNothing) {
+  WaitSemaphore semaphore;
+  semaphore.Post();
+  {
+    const TimeOfDay time(std::time(nullptr), 500000);
+    EXPECT_FALSE(semaphore.TimedWait(1500));
+  }
+  EXPECT_TRUE(semaphore.TimedWait(kMinute));
+}
+
+TEST(WaitSemaphoreTest, ATimedWaitStartedBeforeHalfASecondBlocks) {
+  WaitSemaphore semaphore;
+  std::future<bool> waiter = std::async(std::launch::async, [&] {
+    const TimeOfDay ahead(std::time(nullptr) + 1000, 499999);
+    return semaphore.TimedWait(1500);
+  });
+  EXPECT_TRUE(IsHeldUp(waiter));
+  semaphore.Post();
+  EXPECT_TRUE(ResultOf(waiter));
+}
+
+TEST(WaitSemaphoreTest, ATimedWaitEndsAtItsDeadline) {
+  WaitSemaphore semaphore;
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  if (now.tv_usec >= 970000) {
+    now = {.tv_sec = now.tv_sec + 1, .tv_usec = 0};
+  }
+  {
+    const TimeOfDay time(now.tv_sec, now.tv_usec);
+    EXPECT_FALSE(semaphore.TimedWait(20));
+  }
+  timespec after{};
+  clock_gettime(CLOCK_REALTIME, &after);
+  EXPECT_GE(std::make_pair(after.tv_sec, after.tv_nsec),
+            std::make_pair(now.tv_sec, (now.tv_usec + 20000) * 1000));
+}
+
+}  // namespace
