@@ -2,6 +2,8 @@
 
 #include <sched.h>
 
+#include <utility>
+
 #include "framework/core/Exceptions.h"
 
 ThreadedObject::~ThreadedObject() noexcept(false) {
@@ -19,8 +21,11 @@ bool ThreadedObject::StartObjectThread(bool detached, int priority) {
   const auto gate = std::make_shared<Gate>(0);
   m_gate = gate;
   pthread_t thread = 0;  // a failed creation may leave anything in it
-  CheckReturnCode(pthread_create(&thread, &m_attributes, ObjectThreadRoutine, this),
-                  "pthread_create", 0);
+  const int createResult = pthread_create(&thread, &m_attributes, ObjectThreadRoutine, this);
+  if (createResult != 0) {
+    m_gate.reset();
+  }
+  CheckReturnCode(createResult, "pthread_create", 0);
   m_thread = thread;
   const int detachResult = detached ? pthread_detach(m_thread) : 0;
   if (detachResult != 0) {
@@ -68,7 +73,7 @@ void ThreadedObject::JoinObjectThread() {
 
 void* ThreadedObject::ObjectThreadRoutine(void* object) {
   auto* const self = static_cast<ThreadedObject*>(object);
-  if (const std::shared_ptr<Gate> gate = self->m_gate) {
+  if (const auto gate = std::exchange(self->m_gate, nullptr)) {
     gate->acquire();
   }
   const std::uint32_t result = self->RunBody();

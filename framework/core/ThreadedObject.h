@@ -64,6 +64,6 @@ class ThreadedObject {
   std::uint32_t RunBody();
 
   // Holds the body back until StartObjectThread no longer touches the object, which a detached
-  // one may leave at any time after that. None before the first start.
+  // one may leave at any time after that. Only there between a start and its body.
   std::shared_ptr<Gate> m_gate;
 };

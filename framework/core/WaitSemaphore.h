@@ -11,6 +11,8 @@
 #include <atomic>
 #include <cstdint>
 
+// Interlocked is for its lock, which must outlive every static semaphore.
+#include "framework/core/Interlocked.h"
 #include "framework/core/Locks.h"
 #include "framework/core/ThreadAnnotations.h"
 
@@ -37,8 +39,8 @@ class WaitSemaphore {
   // Shutdown().
   //
   // The deadline is the time of day plus the wait, without a carry from its nanoseconds into its
-  // seconds. A sum of a second or more is no valid deadline, and the call then returns false at
-  // once if the count is 0: so do about (milliseconds % 1000) of 1000 calls.
+  // seconds. A sum of a second or more is no valid deadline, and the call then takes nothing and
+  // returns false at once: so do about (milliseconds % 1000) of 1000 calls.
   bool TimedWait(const int& milliseconds);
 
   // How many threads wait right now.

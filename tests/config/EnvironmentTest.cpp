@@ -19,6 +19,7 @@
 #include "framework/core/Locks.h"
 #include "framework/logging/Logger.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/LogPrefix.h"
 #include "tests/support/OwnMount.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -88,19 +89,6 @@ std::string Read(const std::string& path) {
   std::ostringstream content;
   content << std::ifstream(path, std::ios::binary).rdbuf();
   return content.str();
-}
-
-// Every digit as 0.
-std::string WithoutDigits(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return c >= '1' && c <= '9'; }, '0');
-  return text;
-}
-
-std::string ThreadPrefix() {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "[%3u] ", static_cast<unsigned int>(pthread_self()));
-  return text.data();
 }
 
 // Whether a call on another thread is still not done after a while.

@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "framework/logging/Logger.h"
+#include "tests/support/LogPrefix.h"
 #include "tests/support/ScarceMemory.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -182,19 +183,6 @@ std::string LocalTime(std::time_t time) {
   localtime_r(&time, &fields);
   std::array<char, 32> text{};
   std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &fields);
-  return text.data();
-}
-
-// Every digit as 0.
-std::string WithoutDigits(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return c >= '1' && c <= '9'; }, '0');
-  return text;
-}
-
-std::string ThreadPrefix() {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "[%3u] ", static_cast<unsigned int>(pthread_self()));
   return text.data();
 }
 

@@ -3,9 +3,8 @@
 #include <netdb.h>
 
 #include <array>
-#include <cstdlib>
 #include <cstring>
-#include <new>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "framework/core/Exceptions.h"
 #include "framework/net/Socket.h"
 #include "tests/net/ScriptedResolver.h"
+#include "tests/support/ScarceMemory.h"
 
 namespace {
 
@@ -21,42 +21,6 @@ class ResolvingSocket : public Socket {
   ResolvingSocket() : Socket(0, 0) {}
   using Socket::m_port;
 };
-
-// While one exists, no text of this process can grow to size characters.
-class ScarceMemory {
- public:
-  explicit ScarceMemory(std::size_t size) { limit = size; }
-  ~ScarceMemory() { limit = kNone; }
-  ScarceMemory(const ScarceMemory&) = delete;
-  ScarceMemory& operator=(const ScarceMemory&) = delete;
-
-  static bool Refuses(std::size_t size) { return size >= limit; }
-
- private:
-  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-  inline static std::size_t limit = kNone;
-};
-
-}  // namespace
-
-// Not inlined: the compiler would warn of malloc() behind delete.
-__attribute__((noinline)) void* operator new(std::size_t size) {
-  void* const memory = ScarceMemory::Refuses(size) ? nullptr : std::malloc(size);
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
-  return memory;
-}
-
-__attribute__((noinline)) void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-
-__attribute__((noinline)) void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
-
-namespace {
 
 template <typename Call>
 std::string SocketFailure(Call call) {
@@ -232,7 +196,7 @@ TEST(ResolveTest, TheListIsFreedAlsoWhenCopyingThrows) {
   entries.second.ai_canonname = longName.data();
   resolver.list = &entries.first;
   ResolvingSocket socket;
-  const ScarceMemory scarce(longName.size());
+  const ScarceMemory scarce(longName.size(), std::numeric_limits<std::size_t>::max());
   EXPECT_THROW(socket.Resolve("host.test", "smtp", false), std::bad_alloc);
   EXPECT_EQ(resolver.freed, std::vector<addrinfo*>{&entries.first});
 }

@@ -7,21 +7,25 @@
 
 namespace {
 
-std::atomic<bool> scarce{false};
+// Refused are sizes from smallest up to largest.
+std::atomic<std::size_t> smallest{1};
+std::atomic<std::size_t> largest{0};
 
 }  // namespace
 
-ScarceMemory::ScarceMemory() {
-  scarce = true;
+ScarceMemory::ScarceMemory(std::size_t from, std::size_t to) {
+  smallest = from;
+  largest = to;
 }
 
 ScarceMemory::~ScarceMemory() {
-  scarce = false;
+  smallest = 1;
+  largest = 0;
 }
 
 // Not inlined: the compiler would warn of malloc() behind delete.
 __attribute__((noinline)) void* operator new(std::size_t size) {
-  void* const memory = scarce && size > 600 && size < 2100 ? nullptr : std::malloc(size);
+  void* const memory = size >= smallest && size <= largest ? nullptr : std::malloc(size);
   if (memory == nullptr) {
     throw std::bad_alloc();
   }

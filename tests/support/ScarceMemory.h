@@ -4,11 +4,13 @@
 
 #pragma once
 
-// While one exists, no text of this process can grow to the size of a long line: memory of 601 to
-// 2099 bytes is refused. One at a time.
+#include <cstddef>
+
+// While one exists, memory of smallest to largest bytes is refused to this process; as a rule, what
+// the text of a long line takes. One at a time.
 class ScarceMemory {
  public:
-  ScarceMemory();
+  explicit ScarceMemory(std::size_t smallest = 601, std::size_t largest = 2099);
   ~ScarceMemory();
 
   ScarceMemory(const ScarceMemory&) = delete;

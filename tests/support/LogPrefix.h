@@ -1,0 +1,24 @@
+// What stands in front of a log line's message, as tests compare it.
+
+#pragma once
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <string>
+
+// text with every digit as 0.
+inline std::string WithoutDigits(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c >= '1' && c <= '9'; }, '0');
+  return text;
+}
+
+// The prefix of lines that this thread logs.
+inline std::string ThreadPrefix() {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "[%3u] ", static_cast<unsigned int>(pthread_self()));
+  return text.data();
+}
