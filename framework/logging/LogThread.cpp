@@ -1,7 +1,6 @@
 // The logging thread: its start, its end and what it does between them.
 
 #include <sched.h>
-#include <unistd.h>
 
 #include <memory>
 
@@ -14,18 +13,12 @@ class Logger::EndAtExit {
  public:
   EndAtExit() = default;
   ~EndAtExit() {
-    if (getpid() != m_process) {
-      return;  // a forked child, which has no logging thread
-    }
     StopAsync();
     m_bThreadEnded.wait(false);
   }
 
   EndAtExit(const EndAtExit&) = delete;
   EndAtExit& operator=(const EndAtExit&) = delete;
-
- private:
-  pid_t m_process = getpid();
 };
 
 Logger::~Logger() {
@@ -40,6 +33,7 @@ void Logger::StartAsync() noexcept {
       return;
     }
     std::unique_ptr<Logger> logger(new Logger);
+    m_bThreadEnded = false;  // an object that could not start its thread has left it true
     logger->StartObjectThread(true, -1);
     m_pLogger = logger.release();  // it owns itself now
     m_bAsync = true;

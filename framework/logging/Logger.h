@@ -63,7 +63,8 @@ class Logger : public ThreadedObject {
                                                             ...) noexcept;
 
   // Starts the logging thread, once in a process: a second call does nothing, after StopAsync too.
-  // Where no thread can be had lines go on being written at once.
+  // Where no thread can be had lines go on being written at once. A child process forked later has
+  // no such thread: it must not log, and end by exec or _exit.
   static void StartAsync() noexcept;
 
   // Ends the logging thread, without waiting for it. Lines it has not written yet are lost; from
