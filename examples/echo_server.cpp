@@ -18,6 +18,13 @@ void Stop(int /*signal*/) {
   stopped = 1;
 }
 
+// Without SA_RESTART, so that the signal ends a wait.
+void StopOn(int signal) {
+  struct sigaction action {};
+  action.sa_handler = Stop;
+  sigaction(signal, &action, nullptr);
+}
+
 class EchoServer : public UDPSocket {
  public:
   EchoServer() : UDPSocket(0, 0) {}
@@ -28,7 +35,9 @@ class EchoServer : public UDPSocket {
         Echo();
       } catch (const UDPSocketTimeoutException&) {  // nothing came: look at the signals
       } catch (const StdException& e) {
-        std::fprintf(stderr, "echo_server: %s\n", e.what());
+        if (stopped == 0) {
+          std::fprintf(stderr, "echo_server: %s\n", e.what());
+        }
       }
     }
   }
@@ -49,8 +58,8 @@ int main(int argc, char* argv[]) {
     std::fprintf(stderr, "Usage: %s PORT\n", argv[0]);
     return 1;
   }
-  std::signal(SIGTERM, Stop);
-  std::signal(SIGINT, Stop);
+  StopOn(SIGTERM);
+  StopOn(SIGINT);
   try {
     EchoServer server;
     server.Listen(argv[1]);

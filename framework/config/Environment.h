@@ -4,7 +4,7 @@
 //
 // Make it at the start of the program, and again to load the configuration anew, while no other
 // thread uses the configuration or the product's name; GetLoadedVersion tells other threads that a
-// load is complete. Not to be called with the logger's lock held.
+// load is complete.
 
 #pragma once
 
@@ -20,7 +20,7 @@ class Environment {
   // (/var/log/NAME/ without it) and "log_level" its level (3 without it, or when it is no number);
   // its lines then carry date, time and thread.
   // A file that does not exist gives these defaults; one that cannot be read throws Config's
-  // ConfigException, with the logger left as it was.
+  // ConfigException, with the logger left as it was but the product's name and version set.
   Environment(const std::string& name, const std::string& version);
 
   // Logs, at Info: "starting %s version %s", "environment...." and for every entry of the

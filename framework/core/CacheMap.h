@@ -19,8 +19,9 @@ class CacheMap {
   static constexpr std::uint32_t kNextStamp = 0xFFFFFFFF;
 
   // limit: the largest number of keys kept; 0 means no limit. batch: how many of the oldest go at a
-  // time. Throws std::invalid_argument "CacheMap - batch of 0" for a batch that would never bring a
-  // limited map below its limit.
+  // time; one that would take all becomes 1, for good, when first used. Throws
+  // std::invalid_argument "CacheMap - batch of 0" for a batch that would never bring a limited map
+  // below its limit.
   CacheMap(std::uint32_t limit, std::uint32_t batch) : m_limit(limit), m_batch(batch) {
     if (limit != 0 && batch == 0) {
       throw std::invalid_argument("CacheMap - batch of 0");
@@ -31,9 +32,9 @@ class CacheMap {
   CacheMap(const CacheMap&) = delete;
   CacheMap& operator=(const CacheMap&) = delete;
 
-  // Makes key the newest, under the stamp after the last one, or under the given one, from which
-  // the next then counts on. Returns the stamp. A key that has the given stamp already is no longer
-  // found by age, but still by Find.
+  // Makes key the newest, under the stamp after the last one, or puts it under the given stamp,
+  // from which the next then counts on. Returns the stamp; a key under a low one may be forgotten
+  // by then. A key that has the given stamp already is no longer found by age, but still by Find.
   std::uint32_t Insert(const Key& key, std::uint32_t stamp = kNextStamp) {
     const MutexWrite guard(m_lock);
     const auto known = m_byKey.find(key);

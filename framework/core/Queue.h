@@ -43,7 +43,7 @@ class Queue {
     return true;
   }
 
-  // Blocks until an item was pushed for each Wait that returned before, or the queue is closed.
+  // Blocks until more items were pushed than Waits have returned, or the queue is closed.
   void Wait() { m_signal.Wait(); }
 
   // Closes the queue and releases all who wait; the items left are not given any more.

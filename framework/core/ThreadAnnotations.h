@@ -22,7 +22,6 @@
 #define FWK_ACQUIRE(...) FWK_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define FWK_ACQUIRE_SHARED(...) FWK_THREAD_ANNOTATION(acquire_shared_capability(__VA_ARGS__))
 #define FWK_RELEASE(...) FWK_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
-#define FWK_RELEASE_GENERIC(...) FWK_THREAD_ANNOTATION(release_generic_capability(__VA_ARGS__))
 #define FWK_REQUIRES(...) FWK_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define FWK_EXCLUDES(...) FWK_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 #define FWK_NO_THREAD_SAFETY_ANALYSIS FWK_THREAD_ANNOTATION(no_thread_safety_analysis)

@@ -49,7 +49,7 @@ bool WaitSemaphore::Post() {
 
 int WaitSemaphore::Wait() {
   const Visit visit(m_inside);
-  if (!Enter()) {
+  if (IsStopping() || !Enter()) {
     return 0;
   }
   int result = 0;
@@ -62,6 +62,9 @@ int WaitSemaphore::Wait() {
 
 bool WaitSemaphore::TimedWait(const int& milliseconds) {
   const Visit visit(m_inside);
+  if (IsStopping()) {
+    return false;
+  }
   const timespec deadline = Deadline(milliseconds);
   if (!Enter()) {
     return false;
@@ -89,16 +92,15 @@ void WaitSemaphore::Shutdown() {
   sem_destroy(&m_semaphore);
 }
 
+bool WaitSemaphore::IsStopping() {
+  const Mutex guard(m_lock, true);
+  return m_stopping != 0;
+}
+
 // Counts the caller as a waiter; false, and not counted, when the semaphore is stopping. The flag
 // is looked at once more after counting: Shutdown() may have run in between, and it releases only
 // those whom it finds counted.
 bool WaitSemaphore::Enter() {
-  {
-    const Mutex guard(m_lock, true);
-    if (m_stopping != 0) {
-      return false;
-    }
-  }
   {
     const Mutex guard(Interlocked::m_mtx, true);
     ++m_waiters;

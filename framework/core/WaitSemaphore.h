@@ -51,6 +51,7 @@ class WaitSemaphore {
   void Shutdown();
 
  private:
+  bool IsStopping() FWK_EXCLUDES(m_lock);
   bool Enter() FWK_EXCLUDES(m_lock);
   void Leave() FWK_EXCLUDES(m_lock);
 

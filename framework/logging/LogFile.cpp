@@ -8,7 +8,7 @@
 namespace fwk {
 
 LogFile::LogFile(const std::string& path)
-    : m_stream(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666)) {}
+    : m_descriptor(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666)) {}
 
 LogFile::~LogFile() {
   Close();
@@ -21,7 +21,7 @@ void LogFile::WriteLine(std::string_view line) {
 
   std::string_view rest = text;
   while (!rest.empty()) {
-    const ssize_t written = write(m_stream, rest.data(), rest.size());
+    const ssize_t written = write(m_descriptor, rest.data(), rest.size());
     if (written < 0 && errno == EINTR) {
       continue;
     }
@@ -33,9 +33,9 @@ void LogFile::WriteLine(std::string_view line) {
 }
 
 void LogFile::Close() {
-  if (m_stream >= 0) {
-    close(m_stream);
-    m_stream = -1;
+  if (m_descriptor >= 0) {
+    close(m_descriptor);
+    m_descriptor = -1;
   }
 }
 

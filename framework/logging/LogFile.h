@@ -28,7 +28,7 @@ class LogFile {
   void Close();
 
  private:
-  int m_stream;  // a descriptor; -1 when the file is not open
+  int m_descriptor;  // -1 when the file is not open
 };
 
 }  // namespace fwk

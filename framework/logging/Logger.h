@@ -63,17 +63,19 @@ class Logger : public ThreadedObject {
                                                             ...) noexcept;
 
   // Starts the logging thread, once in a process: a second call does nothing, after StopAsync too.
-  // Where no thread can be had lines go on being written at once. A child process forked later has
-  // no such thread: it must not log, and end by exec or _exit.
+  // Where no thread can be had lines go on being written at once, and a later call tries again. A
+  // child process forked later has no such thread: it must not log, and end by exec or _exit.
   static void StartAsync() noexcept;
 
   // Ends the logging thread, without waiting for it. Lines it has not written yet are lost; from
-  // now on lines are written at once. The end of the process does the same, and waits.
+  // now on lines are written at once. The end of the process does the same, and waits: exit() is
+  // not to be called with m_MutexInstance held, nor from the logging thread.
   static void StopAsync() noexcept;
 
-  // Appends message and a line feed to the file at path, unless the same message was appended by
-  // this operation before, to whatever path. Level, console and system log do not count; an empty
-  // m_sLogFileLocation switches it off. The 10,001st message makes it forget the 100 oldest.
+  // Appends message and a line feed to the file at path, unless this operation was given the same
+  // message before, for whatever path and whether or not it could be written. Level, console and
+  // system log do not count; an empty m_sLogFileLocation switches it off. The 10,001st message
+  // makes it forget the 100 oldest.
   static void WriteOnce(const std::string& path, const std::string& message) noexcept;
 
   // The lowest level that is written: 0 writes all six, 6 none of them.
@@ -93,7 +95,8 @@ class Logger : public ThreadedObject {
   inline static MutexInstance m_MutexInstance{PTHREAD_MUTEX_RECURSIVE};
 
   // Put in front of the log files' names as it is: a directory needs its "/". Empty: nothing is
-  // written, to the console neither. Once other threads log, only Init may change it.
+  // written, to the console neither, nor what waits for the logging thread. Once other threads log,
+  // only Init may change it.
   inline static MutexReadWriteInstance m_locationLock;
   inline static std::string m_sLogFileLocation FWK_GUARDED_BY(m_locationLock) = "/var/log/";
 
