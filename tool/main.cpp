@@ -22,7 +22,7 @@ struct Arguments {
 };
 
 // With surplus arguments none counts.
-Arguments ReadArguments(int count, char* values[]) {
+Arguments ReadArguments(int count, const char* const values[]) {
   Arguments arguments;
   std::string* const fields[] = {&arguments.domain, &arguments.ip, &arguments.smtpFrom,
                                  &arguments.spfRecord};

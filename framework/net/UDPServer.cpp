@@ -20,8 +20,8 @@ gid_t savedEffectiveGroup = static_cast<gid_t>(-1);
 
 // A process without the right to change its ids goes on with those it has: the bind tells.
 void SetIdentity(uid_t realUser, uid_t effectiveUser, gid_t realGroup, gid_t effectiveGroup) {
-  [[maybe_unused]] int ignored = setreuid(realUser, effectiveUser);
-  ignored = setregid(realGroup, effectiveGroup);
+  [[maybe_unused]] const int user = setreuid(realUser, effectiveUser);
+  [[maybe_unused]] const int group = setregid(realGroup, effectiveGroup);
 }
 
 void SwapIdentity() {
@@ -69,7 +69,7 @@ bool UDPSocket::Accept(UDPSocket& reply, bool flag) {
 
   reply.OpenSocket(flag);
   reply.m_peer = sender;
-  const std::string identifier = MakeProbe();  // made for each client, not kept
+  MakeProbe();  // drawn for each client, not kept
   unsigned int sent = 0;
   return reply.Send(data.data(), static_cast<unsigned int>(length), sent, kLongTimeoutMs) > 0;
 }
