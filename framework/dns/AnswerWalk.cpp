@@ -23,18 +23,12 @@ bool AnswerWalk::Next(Answer& answer) {
     return false;
   }
   --m_left;
-  SkipName();
+  m_at += MessageCodec::MeasureName(m_reply, m_at);  // the owner's
   answer.type = m_reply.ReadUint16(m_at);
   const std::uint16_t length = m_reply.ReadUint16(m_at + kRecordLengthOffset);
   m_at += kRecordDataOffset;
   answer.value = ReadValue(answer.type, length);
   return true;
-}
-
-void AnswerWalk::SkipName() {
-  std::uint32_t consumed = 0;
-  MessageCodec::DecodeName(m_reply, m_at, consumed);
-  m_at += consumed;
 }
 
 // The value of the record whose RDATA starts here; moves on to the next record.

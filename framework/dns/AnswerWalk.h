@@ -4,7 +4,8 @@
 // It trusts the reply: of the header it reads the answer count alone, and it steps on by rules of
 // its own for each type, some of which differ from the RFC. Only type A is skipped by its RDLENGTH.
 // After any type it does not know (CNAME, SOA) it goes on inside that record's data, so an address
-// behind an alias is not found. A walk ends with the answer count or the end of the reply.
+// behind an alias is not found. A walk ends with the answer count or the end of the reply. Its cost
+// grows with the records that are there and the names that they give, not with those claimed.
 //
 // A view: the reply belongs to the caller and must outlive it. One thread at a time.
 
@@ -32,7 +33,6 @@ class AnswerWalk {
   bool Next(Answer& answer);
 
  private:
-  void SkipName();
   std::string ReadValue(std::uint16_t type, std::uint16_t length);
   std::string ReadAddress(std::uint16_t length) const;
 

@@ -15,6 +15,45 @@ constexpr std::uint8_t kFirstPointerByte = 192;  // the two top bits set
 constexpr std::uint32_t kPointerBits = 49152;
 constexpr std::size_t kMaxGathered = 1024;
 
+// A byte of a label, its length byte included: neither the root's zero byte nor of a pointer.
+bool IsLabelByte(std::uint8_t byte) {
+  return byte != 0 && byte < kFirstPointerByte;
+}
+
+std::uint32_t ReadPointer(const MessageReader& reply, std::uint32_t at) {
+  return reply.ReadUint16(at) - kPointerBits;
+}
+
+// Whether no label stands at a position, nor where the pointers there lead to.
+bool LeadsToRoot(const MessageReader& reply, std::uint32_t at) {
+  std::size_t pointers = 0;
+  while (pointers <= reply.GetSize() && reply.ReadByte(at) >= kFirstPointerByte) {
+    at = ReadPointer(reply, at);
+    ++pointers;
+  }
+  return pointers > reply.GetSize() || reply.ReadByte(at) == 0;
+}
+
+// The labels of a name with their length bytes, without the zero byte at the end.
+std::string GatherName(const MessageReader& reply, std::uint32_t at) {
+  std::string gathered;
+  std::size_t pointers = 0;
+  while (gathered.size() < kMaxGathered && pointers <= reply.GetSize()) {
+    const std::uint8_t byte = reply.ReadByte(at);
+    if (byte == 0) {
+      break;
+    }
+    if (IsLabelByte(byte)) {
+      gathered.push_back(static_cast<char>(byte));
+      ++at;
+    } else {
+      at = ReadPointer(reply, at);
+      ++pointers;
+    }
+  }
+  return gathered;
+}
+
 void AppendUint16(std::vector<unsigned char>& message, std::uint16_t value) {
   message.push_back(static_cast<unsigned char>(value >> 8));
   message.push_back(static_cast<unsigned char>(value & 0xFF));
@@ -65,9 +104,22 @@ std::string MessageCodec::EncodeName(const std::string& domain) {
   return encoded;
 }
 
+std::uint32_t MessageCodec::MeasureName(const MessageReader& reply, std::uint32_t at) {
+  std::uint32_t labels = 0;
+  while (labels < kMaxGathered && IsLabelByte(reply.ReadByte(at + labels))) {
+    ++labels;
+  }
+  if (labels == 0) {
+    return LeadsToRoot(reply, at) ? 1 : 2;
+  }
+  const bool cut = labels == kMaxGathered || reply.ReadByte(at + labels) == 0;
+  return labels + (cut ? 1 : 2);
+}
+
 std::string MessageCodec::DecodeName(const MessageReader& reply, std::uint32_t at,
                                      std::uint32_t& consumed) {
-  std::string name = GatherName(reply, at, consumed);
+  consumed = MeasureName(reply, at);
+  std::string name = GatherName(reply, at);
   std::size_t label = 0;
   while (label < name.size()) {
     const auto length = static_cast<unsigned char>(name[label]);
@@ -75,32 +127,6 @@ std::string MessageCodec::DecodeName(const MessageReader& reply, std::uint32_t a
     label += length + std::size_t{1};
   }
   return name.erase(0, 1);
-}
-
-// The labels of a name with their length bytes, without the zero byte at the end.
-std::string MessageCodec::GatherName(const MessageReader& reply, std::uint32_t at,
-                                     std::uint32_t& consumed) {
-  std::string gathered;
-  std::size_t pointers = 0;
-  consumed = 1;
-  while (gathered.size() < kMaxGathered && pointers <= reply.GetSize()) {
-    const std::uint8_t byte = reply.ReadByte(at);
-    if (byte == 0) {
-      break;
-    }
-    if (byte >= kFirstPointerByte) {
-      at = reply.ReadUint16(at) - kPointerBits;
-      ++pointers;
-    } else {
-      gathered.push_back(static_cast<char>(byte));
-      ++at;
-      consumed += pointers == 0 ? 1 : 0;
-    }
-  }
-  if (pointers > 0 && !gathered.empty()) {
-    ++consumed;
-  }
-  return gathered;
 }
 
 std::string MessageCodec::DecodeText(const MessageReader& reply, std::uint32_t at,

@@ -1,8 +1,9 @@
 // MessageCodec writes a DNS query and reads the names and texts of a reply (RFC 1035, section 4).
 //
 // It keeps no state; any thread may use it. Queries go beyond the RFC in one point: eight zero
-// bytes follow the question, which servers ignore. Reading is trusting: what an honest server
-// sends comes out, and what a hostile one sends can give a wrong text but nothing worse.
+// bytes follow the question. nsd, named and unbound ignore them; a server that does not, such as
+// knot, answers with an error and no records. Reading is trusting: what an honest server sends
+// comes out, and what a hostile one sends can give a wrong text but nothing worse.
 
 #pragma once
 
@@ -42,9 +43,12 @@ class MessageCodec {
   // empty label, as two dots or one in front or behind make it, gives a zero byte of its own.
   static std::string EncodeName(const std::string& domain);
 
+  // How many bytes the name that starts at a position of the reply takes up there, pointer targets
+  // not counted: 1 for the root, even where a pointer leads to it. For names that nobody reads.
+  static std::uint32_t MeasureName(const MessageReader& reply, std::uint32_t at);
+
   // The name that starts at a position of the reply, compressed or not (RFC 1035, section 4.1.4),
-  // without a dot behind it; empty for the root. consumed: how many bytes the name takes up at
-  // that position, pointer targets not counted; 1 for the root, even where a pointer leads to it.
+  // without a dot behind it; empty for the root. consumed: as MeasureName.
   //
   // A pointer out of the message, more pointers than the message has bytes, and more than 1024
   // bytes of name end the name as its zero byte would.
@@ -59,9 +63,5 @@ class MessageCodec {
   // pointer with which the next record's name begins, and the walk goes on right there. For an
   // empty text it steps back by one (2^32 - 1).
   static std::string DecodeText(const MessageReader& reply, std::uint32_t at,
-                                std::uint32_t& consumed);
-
- private:
-  static std::string GatherName(const MessageReader& reply, std::uint32_t at,
                                 std::uint32_t& consumed);
 };

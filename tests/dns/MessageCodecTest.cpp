@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <latch>
 #include <limits>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "framework/core/Exceptions.h"
@@ -279,6 +281,21 @@ TEST(MessageCodecTest, ANameOfMoreThan1024BytesEndsThere) {
 TEST(MessageCodecTest, ANameOfExactly1024BytesIsWhole) {
   EXPECT_EQ(DecodeName(ToBytes(Repeat("\3aaa", 256) + "\0"s), 0),
             (Decoded{Repeat("aaa.", 255) + "aaa", 1025}));
+}
+
+TEST(MessageCodecTest, ThreadsMayWriteAndReadNamesAtOnce) {
+  std::latch start(4);
+  const auto writeAndRead = [&start](const std::string& domain) {
+    start.arrive_and_wait();
+    for (int i = 0; i < 10000; ++i) {
+      const std::string name = MessageCodec::EncodeName(domain);
+      ASSERT_EQ(DecodeName(ToBytes(name), 0).text, domain);
+    }
+  };
+  std::vector<std::jthread> threads;
+  for (const char letter : {'a', 'b', 'c', 'd'}) {
+    threads.emplace_back(writeAndRead, std::string(50, letter) + ".test");
+  }
 }
 
 // Texts read.
