@@ -12,7 +12,7 @@
 #include <sstream>
 #include <thread>
 
-#include "tests/end_to_end/NsdServer.h"
+#include "tests/end_to_end/NameServer.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/ScriptedNameServer.h"
@@ -124,8 +124,7 @@ TEST(ExamplesTest, TheAddressZeroCannotBeProbed) {
 }
 
 TEST(ExamplesTest, EachBlocklistIsToldInALineOfItsOwn) {
-  const NsdServer server;
-  SetResolverFile("nameserver 127.0.0.1\n");
+  const NameServer server(Server::kNsd);
   const ChildResult run =
       RunExample("blocklist", {"192.0.2.2", "listed.lists.test", "foreign.lists.test",
                                "zero.lists.test", "none.lists.test"});

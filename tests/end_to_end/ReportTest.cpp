@@ -1,12 +1,12 @@
-// The record report of domains that a real name server serves.
+// The record report of domains that real name servers serve.
 
 #include <gtest/gtest.h>
 
-#include "tests/end_to_end/NsdServer.h"
-#include "tests/end_to_end/ToolRun.h"
-#include "tests/support/PrivateNetwork.h"
+#include "tests/end_to_end/ServerTable.h"
 
 namespace {
+
+class ReportTest : public ServerTableTest {};
 
 constexpr char kFullReport[] =
     "Domain : example.org\n"
@@ -21,64 +21,48 @@ constexpr char kFullReport[] =
     "\tv=spf1 a -all\n"
     "\tcontact=hostmaster\n";
 
-class ReportTest : public testing::Test {
- protected:
-  ReportTest() { SetResolverFile("nameserver 127.0.0.1\n"); }
-
-  // The report is all that the program prints, and it logs nothing.
-  static void ExpectReport(const std::vector<std::string>& arguments, const std::string& report) {
-    ExpectRun(arguments, {.standardOutput = report, .standardError = "", .log = ""});
-  }
-
- private:
-  NsdServer m_server;
+const Row kRows[] = {
+    {"AFullDomainShowsAllSectionsWithoutItsMailExchanger", {"example.org"}, "", kFullReport},
+    {"ADomainWithoutRecordsIsFiveLines",
+     {"empty.example.org"},
+     "",
+     Report("empty.example.org", {}, {}, {})},
+    {"ADomainThatDoesNotExistIsFiveLines",
+     {"no-such-name.example.org"},
+     "",
+     Report("no-such-name.example.org", {}, {}, {})},
+    {"AnEmptyAddressGivesTheReportEvenWithFourArguments",
+     {"example.org", "", "someone@example.net", "v=spf1 ip4:192.0.2.1 -all"},
+     "",
+     kFullReport},
+    {"AnAddressBehindAnAliasIsNotFound",
+     {"alias.example.org"},
+     "",
+     Report("alias.example.org", {}, {}, {})},
+    {"ATrailingDotOfTheDomainChangesTheFirstLineOnly",
+     {"hosts.example.org."},
+     "",
+     Report("hosts.example.org.", {"192.0.2.31", "192.0.2.32"}, {}, {})},
+    {"ANameInCapitalsInTheZoneIsFoundInSmallLetters",
+     {"capitals.replies.test"},
+     "",
+     Report("capitals.replies.test", {"192.0.2.61"}, {}, {"v=spf1 a:HOSTS.Example.ORG -all"})},
+    {"AReplyOf512BytesIsWhole",
+     {"fits.replies.test"},
+     "",
+     Report("fits.replies.test", {}, {}, {std::string(255, 'x') + std::string(208, 'y')})},
+    {"AReplyOf513BytesComesTruncatedAndEmpty",
+     {"over.replies.test"},
+     "",
+     Report("over.replies.test", {}, {}, {})},
 };
 
 }  // namespace
 
-TEST_F(ReportTest, AFullDomainShowsAllSectionsWithoutItsMailExchanger) {
-  ExpectReport({"example.org"}, kFullReport);
+TEST_P(ReportTest, ShowsWhatTheServerSays) {
+  ExpectRow();
 }
 
-TEST_F(ReportTest, ADomainWithoutRecordsIsFiveLines) {
-  ExpectReport({"empty.example.org"},
-               "Domain : empty.example.org\n"
-               "A records : \n"
-               "MX records : \n"
-               "NS records : \n"
-               "TXT records : \n");
-}
-
-TEST_F(ReportTest, ADomainThatDoesNotExistIsFiveLines) {
-  ExpectReport({"no-such-name.example.org"},
-               "Domain : no-such-name.example.org\n"
-               "A records : \n"
-               "MX records : \n"
-               "NS records : \n"
-               "TXT records : \n");
-}
-
-TEST_F(ReportTest, AnEmptyAddressGivesTheReportEvenWithFourArguments) {
-  ExpectReport({"example.org", "", "someone@example.net", "v=spf1 ip4:192.0.2.1 -all"},
-               kFullReport);
-}
-
-TEST_F(ReportTest, AnAddressBehindAnAliasIsNotFound) {
-  ExpectReport({"alias.example.org"},
-               "Domain : alias.example.org\n"
-               "A records : \n"
-               "MX records : \n"
-               "NS records : \n"
-               "TXT records : \n");
-}
-
-TEST_F(ReportTest, ATrailingDotOfTheDomainChangesTheFirstLineOnly) {
-  ExpectReport({"hosts.example.org."},
-               "Domain : hosts.example.org.\n"
-               "A records : \n"
-               "\t192.0.2.31\n"
-               "\t192.0.2.32\n"
-               "MX records : \n"
-               "NS records : \n"
-               "TXT records : \n");
-}
+INSTANTIATE_TEST_SUITE_P(named, ReportTest, RowsAgainst(Server::kNamed, kRows), RowName);
+INSTANTIATE_TEST_SUITE_P(nsd, ReportTest, RowsAgainst(Server::kNsd, kRows), RowName);
+INSTANTIATE_TEST_SUITE_P(unbound, ReportTest, RowsAgainst(Server::kUnbound, kRows), RowName);

@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/end_to_end/NsdServer.h"
+#include "tests/end_to_end/NameServer.h"
 #include "tests/end_to_end/ToolRun.h"
-#include "tests/support/PrivateNetwork.h"
 
 namespace {
 
@@ -21,8 +20,7 @@ TEST(UsageTest, NoArgumentPrintsTheUsageOnStandardErrorAndEndsWithStatusOne) {
 }
 
 TEST(UsageTest, AnOptionIsADomainLikeAnyOther) {
-  const NsdServer server;
-  SetResolverFile("nameserver 127.0.0.1\n");
+  const NameServer server(Server::kNsd);
   ExpectRun({"--help"},
             {.standardOutput = "Domain : --help\nA records : \nMX records : \nNS records : \n"
                                "TXT records : \n",
@@ -31,15 +29,13 @@ TEST(UsageTest, AnOptionIsADomainLikeAnyOther) {
 }
 
 TEST(UsageTest, FiveArgumentsAreTooManyAndGiveTheReportOfTheEmptyDomain) {
-  const NsdServer server;
-  SetResolverFile("nameserver 127.0.0.1\n");
+  const NameServer server(Server::kNsd);
   ExpectRun({"example.org", "192.0.2.1", "", "v=spf1", "more"},
             {.standardOutput = kReportOfTheEmptyDomain, .standardError = "", .log = ""});
 }
 
 TEST(UsageTest, SixArgumentsGiveTheReportOfTheEmptyDomain) {
-  const NsdServer server;
-  SetResolverFile("nameserver 127.0.0.1\n");
+  const NameServer server(Server::kNsd);
   ExpectRun({"example.org", "192.0.2.1", "", "v=spf1", "more", "still more"},
             {.standardOutput = kReportOfTheEmptyDomain, .standardError = "", .log = ""});
 }

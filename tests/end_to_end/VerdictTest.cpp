@@ -1,28 +1,12 @@
-// The SPF check against a real name server: verdict and log, whole.
+// The SPF check against real name servers: verdict and log, whole.
 
 #include <gtest/gtest.h>
 
-#include "tests/end_to_end/NsdServer.h"
-#include "tests/end_to_end/ToolRun.h"
-#include "tests/support/PrivateNetwork.h"
+#include "tests/end_to_end/ServerTable.h"
 
 namespace {
 
-struct Row {
-  const char* name;
-  std::vector<std::string> arguments;
-  std::string log;
-  const char* verdict;
-};
-
-class VerdictTest : public testing::TestWithParam<Row> {};
-
-// The lines with which each check begins.
-std::string Begin(const std::string& ip, const std::string& sender, const std::string& domain,
-                  const std::string& record) {
-  return "Debug: SPFCheck::SPFCheck ip(" + ip + "), smtpFrom(" + sender + "), domain(" + domain +
-         ")\nDebug: SPFCheck::SPFCheck spf record = " + record + "\n";
-}
+class VerdictTest : public ServerTableTest {};
 
 // The lines of the checks chainFROM to chainLAST, each included by the one before.
 std::string Chain(int from, int last) {
@@ -187,17 +171,37 @@ const Row kRows[] = {
          "Debug: SPFCheck::processINCLUDE - domain::s11.x.test\n"
          "Warning: SPFCheck::SPFCheck deep max reached\n",
      "SPFCheck::failed \n"},
+    {"AnUpperCaseDomainIsAskedForAndShownAsItIs",
+     {"IP4.Example.ORG", "192.0.2.7"},
+     Begin("192.0.2.7", "", "IP4.Example.ORG", "v=spf1 ip4:192.0.2.0/24 -all") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.0/24\n",
+     "SPFCheck::passed \n"},
+    {"AnUpperCaseTargetOfATermIsFound",
+     {"capitals.replies.test", "192.0.2.32"},
+     Begin("192.0.2.32", "", "capitals.replies.test", "v=spf1 a:HOSTS.Example.ORG -all") +
+         "Debug: SPFCheck::processA - domain::HOSTS.Example.ORG\n"
+         "Debug: SPFCheck::checkDomain: ip::192.0.2.32 == ARecord::192.0.2.31\n"
+         "Debug: SPFCheck::checkDomain: ip::192.0.2.32 == ARecord::192.0.2.32\n",
+     "SPFCheck::passed \n"},
+    {"ARecordInTwoStringsIsReadAsOne",
+     {"split.replies.test", "192.0.2.1"},
+     Begin("192.0.2.1", "", "split.replies.test", "v=spf1 ip4:192.0.2.1 -all") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n",
+     "SPFCheck::passed \n"},
+    {"ASecondStringOf50BytesPutsTheDigit2BeforeIt",
+     {"split-50.replies.test", "192.0.2.21"},
+     Begin("192.0.2.21", "", "split-50.replies.test",
+           "v=spf1 ip4:192.0.2.21 ip4:198.51.100.101 ip4:198.51.100.102 a ptr -all") +
+         "Debug: SPFCheck::processIP4 - domain::192.0.2.21\n",
+     "SPFCheck::passed \n"},
 };
 
 }  // namespace
 
 TEST_P(VerdictTest, FollowsFromTheRecord) {
-  const NsdServer server;
-  SetResolverFile("nameserver 127.0.0.1\n");
-  ExpectRun(GetParam().arguments, {.standardOutput = GetParam().log + GetParam().verdict,
-                                   .standardError = "",
-                                   .log = GetParam().log});
+  ExpectRow();
 }
 
-INSTANTIATE_TEST_SUITE_P(Records, VerdictTest, testing::ValuesIn(kRows),
-                         [](const auto& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(named, VerdictTest, RowsAgainst(Server::kNamed, kRows), RowName);
+INSTANTIATE_TEST_SUITE_P(nsd, VerdictTest, RowsAgainst(Server::kNsd, kRows), RowName);
+INSTANTIATE_TEST_SUITE_P(unbound, VerdictTest, RowsAgainst(Server::kUnbound, kRows), RowName);

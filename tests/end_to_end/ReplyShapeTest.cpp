@@ -1,0 +1,153 @@
+// What the program makes of replies that each server writes in its own way: the order of records,
+// the case of names, what follows the answers, and what a reply has no room for.
+
+#include <gtest/gtest.h>
+
+#include "tests/end_to_end/ServerTable.h"
+#include "tests/end_to_end/ToolRun.h"
+#include "tests/support/PrivateNetwork.h"
+#include "tests/support/ScriptedNameServer.h"
+
+namespace {
+
+class ReplyShapeTest : public ServerTableTest {};
+
+// The texts of large.replies.test, up to the one of this number.
+std::vector<std::string> LargeSet(int last) {
+  std::vector<std::string> texts;
+  for (int i = 0; i <= last; ++i) {
+    texts.push_back((i < 10 ? "0" : "") + std::to_string(i) + " " + std::string(97, 'x'));
+  }
+  return texts;
+}
+
+// The check of 192.0.2.7 against the one of the two policies that comes last.
+std::string CheckOfTwo(const std::string& address) {
+  return Begin("192.0.2.7", "", "two.replies.test", "v=spf1 ip4:" + address + " -all") +
+         "Debug: SPFCheck::processIP4 - domain::" + address + "\n";
+}
+
+// The check of 192.0.2.81 against the address as it is read.
+std::string CheckOfLongLabel(const std::string& address) {
+  return Begin("192.0.2.81", "", "with-a-long-first-label.replies.test", "v=spf1 ip4:" + address) +
+         "Debug: SPFCheck::processIP4 - domain::" + address + "\n";
+}
+
+const Row kNsdRows[] = {
+    {"TextsKeepTheOrderOfTheZoneSoTheSecondPolicyDecides",
+     {"two.replies.test", "192.0.2.7"},
+     CheckOfTwo("192.0.2.7"),
+     "SPFCheck::passed \n"},
+    {"TheAuthoritySectionPointsToTheZoneWithTheByteDollarWhichTheTextTakesIn",
+     {"with-a-long-first-label.replies.test", "192.0.2.81"},
+     CheckOfLongLabel("192.0.2.81$"),
+     "SPFCheck::failed \n"},
+    {"NamesComeInSmallLetters",
+     {"replies.test"},
+     "",
+     Report("replies.test", {}, {"ns.replies.test", "ns.example.org"}, {})},
+    {"NamesEndInTheQuestionSoTheyTakeItsCase",
+     {"REPLIES.TEST"},
+     "",
+     Report("REPLIES.TEST", {}, {"ns.REPLIES.TEST", "ns.example.org"}, {})},
+    {"OwnersPointToTheQuestionWhateverItsCaseSoTextsAreWhole",
+     {"TWO.REPLIES.TEST"},
+     "",
+     Report("TWO.REPLIES.TEST", {}, {},
+            {"v=spf1 ip4:192.0.2.71 -all", "v=spf1 ip4:192.0.2.7 -all"})},
+    {"BehindAnAliasTheWalkIsOutOfStepAndFindsPartOfTheSecondText",
+     {"alias.replies.test"},
+     "",
+     Report("alias.replies.test", {"48.0.1.0"}, {}, {"one0"})},
+    {"ASetTooLargeForAReplyIsLeftOut",
+     {"large.replies.test"},
+     "",
+     Report("large.replies.test", {}, {}, {})},
+};
+
+const Row kUnboundRows[] = {
+    {"TextsKeepTheOrderOfTheZoneSoTheSecondPolicyDecides",
+     {"two.replies.test", "192.0.2.7"},
+     CheckOfTwo("192.0.2.7"),
+     "SPFCheck::passed \n"},
+    {"NothingFollowsTheAnswersSoTheTextIsWhole",
+     {"with-a-long-first-label.replies.test", "192.0.2.81"},
+     CheckOfLongLabel("192.0.2.81"),
+     "SPFCheck::passed \n"},
+    {"NamesComeInSmallLetters",
+     {"replies.test"},
+     "",
+     Report("replies.test", {}, {"ns.replies.test", "ns.example.org"}, {})},
+    {"NamesEndInTheQuestionSoTheyTakeItsCase",
+     {"REPLIES.TEST"},
+     "",
+     Report("REPLIES.TEST", {}, {"ns.REPLIES.TEST", "ns.example.org"}, {})},
+    {"OwnersPointToTheQuestionWhateverItsCaseSoTextsAreWhole",
+     {"TWO.REPLIES.TEST"},
+     "",
+     Report("TWO.REPLIES.TEST", {}, {},
+            {"v=spf1 ip4:192.0.2.71 -all", "v=spf1 ip4:192.0.2.7 -all"})},
+    {"BehindAnAliasTheWalkIsOutOfStepAndFindsPartOfTheSecondText",
+     {"alias.replies.test"},
+     "",
+     Report("alias.replies.test", {"48.0.1.0"}, {}, {"one0"})},
+    {"ASetTooLargeForAReplyIsLeftOut",
+     {"large.replies.test"},
+     "",
+     Report("large.replies.test", {}, {}, {})},
+};
+
+const Row kNamedRows[] = {
+    {"TextsComeSortedSoTheFirstPolicyDecides",
+     {"two.replies.test", "192.0.2.7"},
+     CheckOfTwo("192.0.2.71"),
+     "SPFCheck::failed \n"},
+    {"NothingFollowsTheAnswersSoTheTextIsWhole",
+     {"with-a-long-first-label.replies.test", "192.0.2.81"},
+     CheckOfLongLabel("192.0.2.81"),
+     "SPFCheck::passed \n"},
+    {"NamesKeepTheCaseOfTheZoneAndComeSorted",
+     {"replies.test"},
+     "",
+     Report("replies.test", {}, {"Ns.Example.ORG", "NS.Replies.test"}, {})},
+    {"NamesKeepTheCaseOfTheZoneWhateverTheQuestions",
+     {"REPLIES.TEST"},
+     "",
+     Report("REPLIES.TEST", {}, {"Ns.Example.ORG", "NS.Replies.test"}, {})},
+    {"AnOwnerInAnotherCaseIsPointedToWithTheByteQuoteWhichTheTextBeforeTakesIn",
+     {"TWO.REPLIES.TEST"},
+     "",
+     Report("TWO.REPLIES.TEST", {}, {},
+            {"v=spf1 ip4:192.0.2.7 -all\"", "v=spf1 ip4:192.0.2.71 -all"})},
+    {"BehindAnAliasTheWalkIsOutOfStepAndTakesSortedTextsForAnAddress",
+     {"alias.replies.test"},
+     "",
+     Report("alias.replies.test", {"48.0.1.0"}, {}, {"48.0.16.0"})},
+    {"OfASetTooLargeForAReplyTheFirstFourCome",
+     {"large.replies.test"},
+     "",
+     Report("large.replies.test", {}, {}, LargeSet(3))},
+};
+
+}  // namespace
+
+TEST_P(ReplyShapeTest, ShowsInTheOutput) {
+  ExpectRow();
+}
+
+INSTANTIATE_TEST_SUITE_P(named, ReplyShapeTest, RowsAgainst(Server::kNamed, kNamedRows), RowName);
+INSTANTIATE_TEST_SUITE_P(nsd, ReplyShapeTest, RowsAgainst(Server::kNsd, kNsdRows), RowName);
+INSTANTIATE_TEST_SUITE_P(unbound, ReplyShapeTest, RowsAgainst(Server::kUnbound, kUnboundRows),
+                         RowName);
+
+// None of the servers sends more than 512 bytes to who does not say that he takes more.
+TEST(LargeReplyTest, OfALongerReplyTheFirst1024BytesAreRead) {
+  const ScriptedNameServer server({{"TXT large.replies.test", LargeSet(11)}});
+  SetResolverFile("nameserver 127.0.0.1\n");
+  // Header and question take 36 bytes, a record 113, and a text begins at its 14th.
+  std::vector<std::string> texts = LargeSet(8);
+  texts.back().resize(1024 - 36 - 8 * 113 - 13);
+  ExpectRun({"large.replies.test"}, {.standardOutput = Report("large.replies.test", {}, {}, texts),
+                                     .standardError = "",
+                                     .log = ""});
+}
