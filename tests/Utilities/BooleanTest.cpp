@@ -25,6 +25,7 @@ struct Stop {
 
 thread_local Stop* stopBeforeUnlock = nullptr;
 thread_local int unlockFailure = 0;
+thread_local int destructionFailure = 0;
 
 }  // namespace
 
@@ -40,15 +41,16 @@ extern "C" int pthread_rwlock_unlock(pthread_rwlock_t* lock) noexcept {
   return unlockFailure != 0 ? unlockFailure : result;
 }
 
+extern "C" int pthread_rwlock_destroy(pthread_rwlock_t* lock) noexcept {
+  static const auto real = reinterpret_cast<decltype(&pthread_rwlock_destroy)>(
+      dlsym(RTLD_NEXT, "pthread_rwlock_destroy"));
+  const int result = real(lock);
+  return destructionFailure != 0 ? destructionFailure : result;
+}
+
 namespace {
 
 using namespace std::chrono_literals;
-
-static_assert(!std::is_copy_constructible_v<fwk::Boolean>);
-static_assert(!std::is_copy_assignable_v<fwk::Boolean>);
-static_assert(std::has_virtual_destructor_v<fwk::Boolean>);
-static_assert(!std::is_nothrow_destructible_v<fwk::Boolean>);
-static_assert(std::is_convertible_v<const fwk::Boolean&, bool>);
 
 bool IsHeldUp(const std::future<void>& access) {
   return access.wait_for(100ms) == std::future_status::timeout;
@@ -95,6 +97,13 @@ std::string FailureText(const std::function<void()>& access) {
     return failure.what();
   }
   return "nothing was thrown";
+}
+
+TEST(BooleanTest, ItIsNeitherCopiedNorMovedAndIsDestroyedThroughItsBase) {
+  using Flag = fwk::Boolean;
+  EXPECT_FALSE(std::is_copy_constructible_v<Flag> || std::is_move_constructible_v<Flag>);
+  EXPECT_FALSE(std::is_copy_assignable_v<Flag> || std::is_move_assignable_v<Flag>);
+  EXPECT_TRUE(std::has_virtual_destructor_v<Flag>);
 }
 
 TEST(BooleanTest, ItIsFalseWhenConstructed) {
@@ -174,6 +183,13 @@ TEST(BooleanTest, AFailureOfTheLockIsThrown) {
   unlockFailure = 0;
   EXPECT_EQ(reading, "pthread_rwlock_unlock returned 1");
   EXPECT_EQ(setting, "pthread_rwlock_unlock returned 1");
+}
+
+TEST(BooleanTest, AFailureToDestroyTheLockIsThrownOutOfTheDestructor) {
+  destructionFailure = EBUSY;
+  const std::string text = FailureText([] { const fwk::Boolean flag; });
+  destructionFailure = 0;
+  EXPECT_EQ(text, "pthread_rwlock_destroy returned 16");
 }
 
 TEST(BooleanTest, ManyThreadsReadAndSetIt) {

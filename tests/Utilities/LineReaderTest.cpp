@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -11,8 +13,6 @@
 namespace {
 
 using namespace std::string_literals;
-
-static_assert(!std::is_copy_constructible_v<LineReader>);
 
 using Lines = std::vector<std::string>;
 
@@ -74,6 +74,26 @@ TEST(LineReaderTest, ALineIsCutAtItsLimitWhateverItsLength) {
 
 TEST(LineReaderTest, ALimitOfZeroKeepsNothingOfALine) {
   EXPECT_EQ(LinesOf("abc\nd\n", 0), (Lines{"", ""}));
+}
+
+TEST(LineReaderTest, WithoutALimitALineIsKeptWhole) {
+  EXPECT_EQ(LinesOf(std::string(3000000, 'a') + "\nb", LineReader::kNoLimit),
+            (Lines{std::string(3000000, 'a'), "b"}));
+}
+
+TEST(LineReaderTest, TheFileIsClosedWithItsOneReader) {
+  EXPECT_FALSE(std::is_copy_constructible_v<LineReader>);
+  const auto openFiles = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  const TemporaryDirectory directory;
+  directory.Write("file", "a");
+  const auto before = openFiles();
+  {
+    const LineReader reader(directory.Path("file"), 10);
+    EXPECT_EQ(openFiles(), before + 1);
+  }
+  EXPECT_EQ(openFiles(), before);
 }
 
 TEST(LineReaderTest, AfterTheEndThereIsNoLineAndTheTextIsEmpty) {

@@ -254,6 +254,13 @@ TEST_F(EnvironmentTest, AnUnreadableConfigurationFileThrowsAndIsNoLoad) {
   EXPECT_FALSE(Logger::m_bIncludeThreadID);
 }
 
+TEST_F(EnvironmentTest, AnUnreadableConfigurationFileLeavesTheNewNameAndVersion) {
+  std::filesystem::create_directory("/etc/mytool.conf");
+  EXPECT_THROW(Start("MyTool", "1.2"), ConfigException);
+  EXPECT_EQ(Environment::PRODUCT_NAME, "mytool");
+  EXPECT_EQ(Environment::PRODUCT_VERSION, "1.2");
+}
+
 TEST_F(EnvironmentTest, EachConstructionRaisesTheLoadedVersionByOne) {
   const int before = Environment::GetLoadedVersion();
   for (int made = 1; made <= 5; ++made) {

@@ -99,6 +99,7 @@ INTERPOSE(pthread_rwlock_wrlock, (pthread_rwlock_t * lock) noexcept, (lock))
 INTERPOSE(pthread_rwlock_unlock, (pthread_rwlock_t * lock) noexcept, (lock))
 
 INTERPOSE(pthread_attr_init, (pthread_attr_t * attributes) noexcept, (attributes))
+INTERPOSE(pthread_attr_destroy, (pthread_attr_t * attributes) noexcept, (attributes))
 INTERPOSE(pthread_attr_getschedpolicy, (const pthread_attr_t* attributes, int* policy) noexcept,
           (attributes, policy))
 INTERPOSE(pthread_attr_setschedpolicy, (pthread_attr_t * attributes, int policy) noexcept,

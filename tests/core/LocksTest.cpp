@@ -3,11 +3,13 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <future>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -21,19 +23,13 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Locks and guards cannot be copied, are destroyed through their bases, and their destructors
-// throw.
+// Cannot be copied or moved, is destroyed through its base, and its destructor throws.
 template <typename Lock>
 constexpr bool kIsLock =
     !std::is_copy_constructible_v<Lock> && !std::is_copy_assignable_v<Lock> &&
     !std::is_move_constructible_v<Lock> && !std::is_move_assignable_v<Lock> &&
     std::has_virtual_destructor_v<Lock> && !noexcept(std::declval<Lock&>().~Lock());
 
-static_assert(kIsLock<MutexInstance>);
-static_assert(kIsLock<Mutex>);
-static_assert(kIsLock<MutexReadWriteInstance>);
-static_assert(kIsLock<MutexRead>);
-static_assert(kIsLock<MutexWrite>);
 static_assert(PTHREAD_MUTEX_RECURSIVE == 1);
 
 // A thread that takes something and gives it back at once.
@@ -78,6 +74,14 @@ int CountOnThreads(const std::function<void(int&)>& count) {
     thread.join();
   }
   return number;
+}
+
+TEST(LocksTest, LocksAndGuardsAreNeitherCopiedNorMovedAndAreDestroyedThroughTheirBases) {
+  EXPECT_TRUE(kIsLock<MutexInstance>);
+  EXPECT_TRUE(kIsLock<Mutex>);
+  EXPECT_TRUE(kIsLock<MutexReadWriteInstance>);
+  EXPECT_TRUE(kIsLock<MutexRead>);
+  EXPECT_TRUE(kIsLock<MutexWrite>);
 }
 
 // ---- Mutexes
@@ -244,6 +248,26 @@ TEST(MutexTest, OneThreadAtATimeHoldsTheMutex) {
             20000);
 }
 
+void FailToUnlockWhileUnwinding() {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  Mutex mutex(instance, true);
+  mutex.Unlock();
+  throw std::runtime_error("unwinds");
+}
+
+// Nobody catches what is thrown behind the end of main.
+[[noreturn]] void ExitWithALockedStatic() noexcept {
+  static MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  Mutex(instance, false).Lock();
+  std::exit(0);
+}
+
+TEST(LocksDeathTest, AFailureWhileUnwindingOrAtTheEndOfTheProcessEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(FailToUnlockWhileUnwinding(), testing::KilledBySignal(SIGABRT), "");
+  EXPECT_EXIT(ExitWithALockedStatic(), testing::KilledBySignal(SIGABRT), "");
+}
+
 // ---- Read/write locks
 
 TEST(MutexReadWriteInstanceTest, ItInitialisesAndDestroysItsLock) {
@@ -341,6 +365,18 @@ TEST(MutexWriteTest, ADeadlockThatTheSystemReportsIsThrown) {
   const MutexRead reading(instance);
   const FailureOf failure("pthread_rwlock_wrlock", EDEADLK);
   ExpectThrown([&] { const MutexWrite guard(instance); }, "pthread_rwlock_wrlock returned 35", 35);
+}
+
+TEST(MutexWriteTest, AFailedLockIsNotTriedAgain) {
+  MutexReadWriteInstance instance;
+  {
+    const FailureOf failure("pthread_rwlock_rdlock", EAGAIN, 1);
+    EXPECT_EQ(CallsOf([&] { const MutexRead guard(instance); }),
+              std::vector<std::string>{"pthread_rwlock_rdlock"});
+  }
+  const FailureOf failure("pthread_rwlock_wrlock", EDEADLK, 1);
+  EXPECT_EQ(CallsOf([&] { const MutexWrite guard(instance); }),
+            std::vector<std::string>{"pthread_rwlock_wrlock"});
 }
 
 TEST(MutexWriteTest, AFailedUnlockThrowsOutOfTheDestructor) {

@@ -20,10 +20,6 @@ namespace {
 using namespace std::chrono_literals;
 using Strings = std::vector<std::string>;
 
-static_assert(!std::is_copy_constructible_v<Queue<std::string>>);
-static_assert(!std::is_copy_assignable_v<Queue<std::string>>);
-static_assert(!std::is_polymorphic_v<Queue<std::string>>);
-
 std::future<void> StartWaiting(Queue<std::string>& queue) {
   return std::async(std::launch::async, [&queue] { queue.Wait(); });
 }
@@ -35,6 +31,13 @@ Strings PopAll(Queue<std::string>& queue) {
     items.push_back(item);
   }
   return items;
+}
+
+TEST(QueueTest, ItIsNeitherCopiedNorMovedAndHasNoVirtualOperations) {
+  using Lines = Queue<std::string>;
+  EXPECT_FALSE(std::is_copy_constructible_v<Lines> || std::is_move_constructible_v<Lines>);
+  EXPECT_FALSE(std::is_copy_assignable_v<Lines> || std::is_move_assignable_v<Lines>);
+  EXPECT_FALSE(std::is_polymorphic_v<Lines>);
 }
 
 // ---- Items

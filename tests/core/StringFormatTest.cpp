@@ -11,8 +11,6 @@
 
 namespace {
 
-static_assert(std::has_virtual_destructor_v<StringFormat>);
-
 constexpr std::size_t kLimit = 1048575;
 
 void* FormatOnThisThread(void* text) {
@@ -95,6 +93,10 @@ TEST(StringFormatTest, TheTextOutlivesTheArguments) {
   const StringFormat format("%s", argument.c_str());
   argument.assign(argument.size(), 'x');
   EXPECT_EQ(format.GetString(), "an argument that is too long to be kept inside");
+}
+
+TEST(StringFormatTest, ItIsDestroyedThroughItsBase) {
+  EXPECT_TRUE(std::has_virtual_destructor_v<StringFormat>);
 }
 
 TEST(StringFormatTest, ThreadsFormatAtTheSameTimeWithBuffersOfTheirOwn) {

@@ -32,11 +32,6 @@ namespace {
 using namespace std::chrono_literals;
 using Strings = std::vector<std::string>;
 
-static_assert(!std::is_copy_constructible_v<ThreadedObject>);
-static_assert(!std::is_copy_assignable_v<ThreadedObject>);
-static_assert(std::is_abstract_v<ThreadedObject>);
-static_assert(std::has_virtual_destructor_v<ThreadedObject>);
-
 // An object whose body and end are what a test makes of them.
 class Worker : public ThreadedObject {
  public:
@@ -98,6 +93,14 @@ std::uintptr_t ResultOfThread(Worker& worker) {
   void* result = nullptr;
   EXPECT_EQ(pthread_join(std::exchange(worker.m_thread, 0), &result), 0);
   return reinterpret_cast<std::uintptr_t>(result);
+}
+
+TEST(ThreadedObjectTest, ItIsABaseThatIsNeitherCopiedNorMoved) {
+  using Base = ThreadedObject;
+  EXPECT_TRUE(std::is_abstract_v<Base>);
+  EXPECT_TRUE(std::has_virtual_destructor_v<Base>);
+  EXPECT_FALSE(std::is_copy_assignable_v<Base> || std::is_move_assignable_v<Base>);
+  EXPECT_FALSE(std::is_copy_constructible_v<Worker> || std::is_move_constructible_v<Worker>);
 }
 
 // ---- A joined object

@@ -31,11 +31,6 @@ namespace {
 using namespace std::chrono_literals;
 using Strings = std::vector<std::string>;
 
-static_assert(!std::is_copy_constructible_v<WaitSemaphore>);
-static_assert(!std::is_copy_assignable_v<WaitSemaphore>);
-static_assert(std::has_virtual_destructor_v<WaitSemaphore>);
-static_assert(!std::is_constructible_v<Interlocked>);
-
 constexpr int kMinute = 60000;  // ms; its deadline is valid at whatever time
 
 std::future<int> StartWaiting(WaitSemaphore& semaphore) {
@@ -67,6 +62,13 @@ std::array<std::future<int>, 3> StartThreeWaiters(WaitSemaphore& semaphore) {
 template <typename T>
 bool IsHeldUp(const std::future<T>& future) {
   return future.wait_for(50ms) == std::future_status::timeout;
+}
+
+TEST(WaitSemaphoreTest, ItIsNeitherCopiedNorMovedAndIsDestroyedThroughItsBase) {
+  using Semaphore = WaitSemaphore;
+  EXPECT_FALSE(std::is_copy_constructible_v<Semaphore> || std::is_move_constructible_v<Semaphore>);
+  EXPECT_FALSE(std::is_copy_assignable_v<Semaphore> || std::is_move_assignable_v<Semaphore>);
+  EXPECT_TRUE(std::has_virtual_destructor_v<Semaphore>);
 }
 
 // ---- The count
@@ -164,6 +166,10 @@ TEST(InterlockedTest, ItHoldsUpCountingInEverySemaphoreAndNoOtherLockIsHeldMeanw
   }
 }
 
+TEST(InterlockedTest, NoObjectOfItIsMade) {
+  EXPECT_FALSE(std::is_constructible_v<Interlocked>);
+}
+
 TEST(InterlockedTest, ItIsRecursive) {
   const Mutex first(Interlocked::m_mtx, true);
   EXPECT_NO_THROW(const Mutex second(Interlocked::m_mtx, true));
@@ -213,6 +219,25 @@ TEST(WaitSemaphoreTest, WaitersReturnOnlyWhenShutdownHasDoneItsStep) {
   semaphore.Shutdown();
   EXPECT_TRUE(wasHeldUp);
   EXPECT_EQ(ResultOf(waiter), 0);
+}
+
+TEST(WaitSemaphoreTest, WhoeverComesDuringAShutdownIsHeldUpUntilItHasDoneItsStep) {
+  WaitSemaphore semaphore;
+  std::future<int> waiter;
+  std::future<bool> timed;
+  std::future<std::int32_t> count;
+  bool wereHeldUp = false;
+  const BeforeCall come(1, "sem_destroy", [&] {
+    waiter = StartWaiting(semaphore);
+    timed = StartTimedWaiting(semaphore);
+    count = std::async(std::launch::async, [&] { return semaphore.GetWaiterCount(); });
+    wereHeldUp = IsHeldUp(waiter) && IsHeldUp(timed) && IsHeldUp(count);
+  });
+  semaphore.Shutdown();
+  EXPECT_TRUE(wereHeldUp);
+  EXPECT_EQ(ResultOf(waiter), 0);
+  EXPECT_FALSE(ResultOf(timed));
+  EXPECT_EQ(ResultOf(count), 0);
 }
 
 TEST(WaitSemaphoreTest, ShutdownMayRunTwiceAndOnceMoreInTheDestructor) {

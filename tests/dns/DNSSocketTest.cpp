@@ -8,6 +8,7 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -108,6 +109,7 @@ class TransferSocket : public DNSSocket {
 TEST_F(DNSSocketTest, ItIsAUDPSocketWithoutADescriptorAndATimeoutOf30Seconds) {
   EXPECT_TRUE((std::is_base_of_v<UDPSocket, DNSSocket>));
   EXPECT_TRUE(std::has_virtual_destructor_v<DNSSocket>);
+  EXPECT_FALSE(std::is_nothrow_destructible_v<DNSSocket>);
   const TransferSocket dns;
   EXPECT_EQ(dns.GetDescriptor(), 0);
   EXPECT_EQ(dns.GetTimeoutField(), 30000);
@@ -451,6 +453,19 @@ TEST_F(DNSSocketTest, AnUnreachableServerCostsAboutFiveSecondsAndADebugLine) {
             "Connection timed out\n");
   EXPECT_GE(elapsed.count(), 4.9);
   EXPECT_LT(elapsed.count(), 8.0);
+}
+
+TEST_F(DNSSocketTest, ThreadsMayUseObjectsOfTheirOwnAtOnce) {
+  const ScriptedNameServer server(
+      Zone{{"A a.test", {"192.0.2.1"}}, {"A b.test", {"192.0.2.2"}}, {"A c.test", {"192.0.2.3"}}});
+  const auto lookUp = [](const std::string& domain, const std::string& address) {
+    for (int i = 0; i < 100; ++i) {
+      EXPECT_EQ(Get(domain, &DNSSocket::GetARecords), (Texts{address}));
+    }
+  };
+  const std::jthread first(lookUp, "a.test", "192.0.2.1");
+  const std::jthread second(lookUp, "b.test", "192.0.2.2");
+  const std::jthread third(lookUp, "c.test", "192.0.2.3");
 }
 
 // The descriptor.

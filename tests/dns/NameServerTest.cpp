@@ -241,7 +241,7 @@ TEST_F(NameServerLoadTest, WithNeitherThePublicResolverIsUsed) {
 }
 
 TEST_F(NameServerLoadTest, AResolverFileThatCannotBeOpenedNamesNoServer) {
-  const TemporaryDirectory directory;
+  static const TemporaryDirectory directory;  // no other file can be mounted over a removed one
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   directory.Path("socket").copy(address.sun_path, sizeof(address.sun_path) - 1);

@@ -1,15 +1,69 @@
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
 #include <filesystem>
-#include <memory>
-#include <optional>
+#include <iterator>
 #include <string>
+#include <type_traits>
+#include <vector>
 
 #include "framework/logging/LogFile.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace {
+
+// What a thread writes, piece by piece, and how the system hinders it.
+struct Writing {
+  std::vector<std::string> pieces;
+  std::size_t longestPiece = 1000000;
+  int interruptions = 0;  // before the first piece
+};
+
+thread_local Writing* observed = nullptr;
+
+}  // namespace
+
+extern "C" ssize_t write(int descriptor, const void* data, std::size_t size) {
+  static const auto real = reinterpret_cast<decltype(&write)>(dlsym(RTLD_NEXT, "write"));
+  if (observed == nullptr) {
+    return real(descriptor, data, size);
+  }
+  if (observed->interruptions > 0) {
+    --observed->interruptions;
+    errno = EINTR;
+    return -1;
+  }
+  const std::size_t taken = std::min(size, observed->longestPiece);
+  observed->pieces.emplace_back(static_cast<const char*>(data), taken);
+  return real(descriptor, data, taken);
+}
+
+namespace {
+
+// Writes a line into a new file, hindered as writing says.
+std::string WriteLine(Writing& writing, const std::string& line) {
+  const TemporaryDirectory directory;
+  fwk::LogFile file(directory.Path("a.log"));
+  observed = &writing;
+  file.WriteLine(line);
+  observed = nullptr;
+  return directory.Read("a.log");
+}
+
+mode_t PermissionsOfNewFile(mode_t mask) {
+  const TemporaryDirectory directory;
+  const mode_t before = umask(mask);
+  const fwk::LogFile file(directory.Path("new.log"));
+  umask(before);
+  struct stat status {};
+  EXPECT_EQ(stat(directory.Path("new.log").c_str(), &status), 0);
+  return status.st_mode & 07777;
+}
 
 std::ptrdiff_t OpenDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
@@ -21,6 +75,38 @@ TEST(LogFileTest, AnAbsentFileIsCreated) {
   const TemporaryDirectory directory;
   const fwk::LogFile file(directory.Path("new.log"));
   EXPECT_TRUE(std::filesystem::exists(directory.Path("new.log")));
+}
+
+TEST(LogFileTest, ANewFileIsForAllToReadAndWriteAsFarAsTheMaskLets) {
+  EXPECT_EQ(PermissionsOfNewFile(0), 0666U);
+  EXPECT_EQ(PermissionsOfNewFile(0022), 0644U);
+  EXPECT_EQ(PermissionsOfNewFile(0077), 0600U);
+}
+
+TEST(LogFileTest, ItIsNeitherCopiedNorMovedAndIsDestroyedThroughItsBase) {
+  using File = fwk::LogFile;
+  EXPECT_FALSE(std::is_copy_constructible_v<File> || std::is_move_constructible_v<File>);
+  EXPECT_FALSE(std::is_copy_assignable_v<File> || std::is_move_assignable_v<File>);
+  EXPECT_TRUE(std::has_virtual_destructor_v<File>);
+}
+
+TEST(LogFileTest, ALineAndItsLineFeedAreWrittenInOnePiece) {
+  Writing writing;
+  const std::string line(100000, 'x');
+  EXPECT_EQ(WriteLine(writing, line), line + "\n");
+  EXPECT_EQ(writing.pieces, std::vector<std::string>{line + "\n"});
+}
+
+TEST(LogFileTest, ALineThatTheSystemTakesInPartsIsWrittenToItsEnd) {
+  Writing writing{.pieces = {}, .longestPiece = 3};
+  EXPECT_EQ(WriteLine(writing, "one two"), "one two\n");
+  EXPECT_EQ(writing.pieces, (std::vector<std::string>{"one", " tw", "o\n"}));
+}
+
+TEST(LogFileTest, AnInterruptedWriteIsRepeated) {
+  Writing writing{.pieces = {}, .interruptions = 2};
+  EXPECT_EQ(WriteLine(writing, "text"), "text\n");
+  EXPECT_EQ(writing.interruptions, 0);
 }
 
 TEST(LogFileTest, ALineIsWrittenWithALineFeed) {

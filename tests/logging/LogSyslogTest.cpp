@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <type_traits>
 
 #include "framework/config/Environment.h"
 #include "framework/logging/LogSyslog.h"
@@ -222,6 +223,13 @@ TEST_F(LogSyslogTest, AHandleThatGoesAwayClosesTheLog) {
     EXPECT_EQ(OpenDescriptors(), before + 1);
   }
   EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST_F(LogSyslogTest, AHandleIsNeitherCopiedNorMovedAndIsDestroyedThroughItsBase) {
+  using Handle = fwk::LogSyslog;
+  EXPECT_FALSE(std::is_copy_constructible_v<Handle> || std::is_move_constructible_v<Handle>);
+  EXPECT_FALSE(std::is_copy_assignable_v<Handle> || std::is_move_assignable_v<Handle>);
+  EXPECT_TRUE(std::has_virtual_destructor_v<Handle>);
 }
 
 TEST_F(LogSyslogTest, AHandleOpensAndSendsNothing) {

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -47,6 +48,7 @@ std::atomic<int> inheritedScheduling{-1};  // of the last thread that was create
 std::atomic<int> creationFailure{0};       // pthread_create's result, unless 0
 std::atomic<bool> writeLocksFail{false};   // in other threads than the one that says so
 thread_local bool writeLocksWorkHere = false;
+std::atomic<int> yields{0};
 
 }  // namespace
 
@@ -70,6 +72,13 @@ extern "C" int pthread_rwlock_wrlock(pthread_rwlock_t* lock) noexcept {
   static const auto system =
       reinterpret_cast<decltype(&pthread_rwlock_wrlock)>(dlsym(RTLD_NEXT, "pthread_rwlock_wrlock"));
   return writeLocksFail && !writeLocksWorkHere ? EDEADLK : system(lock);
+}
+
+extern "C" int sched_yield() noexcept {
+  static const auto system =
+      reinterpret_cast<decltype(&sched_yield)>(dlsym(RTLD_NEXT, "sched_yield"));
+  ++yields;
+  return system();
 }
 
 namespace {
@@ -357,6 +366,19 @@ TEST_F(LogThreadTest, StopAsyncMayBeRepeated) {
   EXPECT_EQ(Written(), (Lines{kStart, kEnd}));
 }
 
+TEST_F(LogThreadTest, AStopThatFailsThrowsNothingAndChangesNothing) {
+  Run([this] {
+    Logger::StartAsync();
+    WaitFor(kStart);
+    writeLocksFail = true;  // the flag's
+    Logger::StopAsync();
+    writeLocksFail = false;
+    EXPECT_TRUE(Logger::m_bAsync);
+    EXPECT_FALSE(Logger::m_LogQueue.IsClosed());
+  });
+  EXPECT_EQ(Written(), (Lines{kStart, kEnd}));
+}
+
 TEST_F(LogThreadTest, StopAsyncLosesTheLinesThatAreQueued) {
   Run([] {
     const Blocked blocked(Logger::m_MutexInstance, true);
@@ -399,6 +421,79 @@ TEST_F(LogThreadTest, WhatIsNotToBeWrittenIsNotQueued) {
     WaitFor("Info: text");
   });
   EXPECT_EQ(Written(), (Lines{kStart, "Info: text", kEnd}));
+}
+
+TEST_F(LogThreadTest, AQueuedLineIsLostWhenTheLocationIsEmptyAtItsTurn) {
+  Run([this] {
+    std::filesystem::current_path(m_directory.Path());  // where such a line would go
+    Logger::StartAsync();
+    WaitFor(kStart);
+    yields = 0;  // a start may yield, too
+    Logger::Init("", 0, false, false);
+    for (const char* line : {"one", "two", "three"}) {
+      Logger::m_LogQueue.Push(line);
+    }
+    EXPECT_TRUE(ComesTrue([] { return yields == 3; }));  // two of them are done with
+    Logger::Init((m_directory.Path() + "/").c_str(), 0, false, false);
+    Logger::Log(3, "kept");
+    WaitFor("Info: kept");
+    EXPECT_TRUE(Has(kStart));  // in the file that no other location has renamed
+    EXPECT_FALSE(Has("one"));
+    EXPECT_FALSE(Has("two"));
+  });
+}
+
+TEST_F(LogThreadTest, TheThreadWaitsForTheLockToWriteALine) {
+  Run([this] {
+    Logger::StartAsync();
+    WaitFor(kStart);
+    {
+      const Blocked blocked(Logger::m_MutexInstance, true);
+      Logger::Log(3, "text");
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      EXPECT_EQ(Written(), Lines{kStart});
+    }
+    WaitFor("Info: text");
+  });
+}
+
+TEST_F(LogThreadTest, TheThreadYieldsOnceForEachLine) {
+  Run([this] {
+    Logger::StartAsync();
+    WaitFor(kStart);
+    yields = 0;  // a start may yield, too
+    for (const std::string& message : Numbered("text ", 10)) {
+      Logger::Log(3, "%s", message.c_str());
+    }
+    WaitFor("Info: text 9");
+    EXPECT_EQ(yields, 10);
+  });
+}
+
+TEST_F(LogThreadTest, TheResultOfTheThreadIsZero) {
+  Run([] {
+    const Blocked blocked(Logger::m_MutexInstance, true);  // so that the thread's object stays
+    Logger::StartAsync();
+    Logger::StopAsync();
+    EXPECT_EQ(Logger::m_pLogger->ObjectThreadMethod(), 0U);
+  });
+  EXPECT_EQ(Written(), (Lines{kStart, kEnd, kStart, kEnd}));
+}
+
+TEST_F(LogThreadTest, AThreadThatIsToldToEndTakesNoLineAnyMore) {
+  Run([this] {
+    {
+      const Blocked blocked(Logger::m_MutexInstance, true);
+      Logger::StartAsync();
+      Logger::Log(3, "not taken");
+      Logger::m_pLogger->StopObjectThread();
+    }
+    WaitFor(kEnd);
+    EXPECT_EQ(Written(), (Lines{kStart, kEnd}));
+    std::string line;
+    EXPECT_TRUE(Logger::m_LogQueue.Pop(line));
+    EXPECT_EQ(line, "Info: not taken");
+  });
 }
 
 TEST_F(LogThreadTest, AWakeUpWithoutALineWritesNothing) {
@@ -623,6 +718,21 @@ TEST_F(LogThreadTest, WithoutAThreadLinesAreWrittenAtOnce) {
     Logger::StopAsync();
   });
   EXPECT_EQ(Text(), "Info: text\n");
+}
+
+TEST_F(LogThreadTest, AStartThatFailedIsTriedAgainByTheNext) {
+  Run([this] {
+    creationFailure = EAGAIN;
+    Logger::StartAsync();
+    EXPECT_EQ(Logger::m_pLogger, nullptr);
+    creationFailure = 0;
+    Logger::StartAsync();
+    EXPECT_NE(Logger::m_pLogger, nullptr);
+    EXPECT_TRUE(Logger::m_bAsync);
+    Logger::Log(3, "text");
+    WaitFor("Info: text");
+  });
+  EXPECT_EQ(Written(), (Lines{kStart, "Info: text", kEnd}));
 }
 
 TEST_F(LogThreadTest, StartAsyncAndStopAsyncWaitForTheLock) {

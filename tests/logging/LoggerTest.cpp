@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -361,6 +362,12 @@ TEST_F(LoggerTest, AMessageIsCutAt4095CharactersNotCountingThePrefix) {
   }
 }
 
+TEST_F(LoggerTest, AMessageEndsAtItsFirstZeroByte) {
+  InitPlain(0);
+  Logger::Log(3, "ab%ccd", 0);
+  EXPECT_EQ(Written(), "Info: ab\n");
+}
+
 TEST_F(LoggerTest, AnEmptyMessageIsALineToo) {
   InitPlain(0);
   Logger::Log(3, "%s", "");
@@ -591,6 +598,25 @@ TEST_F(LoggerTest, InitWaitsForTheLock) {
     lock.Unlock();
   }
   EXPECT_EQ(Logger::m_LogLevel, 3);
+  EXPECT_EQ(Logger::m_sLogFileLocation, "other");
+}
+
+TEST_F(LoggerTest, TheLocationIsReadAndChangedUnderALockOfItsOwn) {
+  InitPlain(0);
+  std::optional<MutexWrite> changing(std::in_place, Logger::m_locationLock);
+  {
+    const Thread logging([] { Logger::Log(3, "text"); });
+    EXPECT_TRUE(logging.Stops());
+    changing.reset();
+  }
+  EXPECT_EQ(Written(), "Info: text\n");
+  std::optional<MutexRead> reading(std::in_place, Logger::m_locationLock);
+  {
+    const Thread initialising([] { Logger::Init("other", 3, false, false); });
+    EXPECT_TRUE(initialising.Stops());
+    EXPECT_EQ(Logger::m_sLogFileLocation, "log.txt");
+    reading.reset();
+  }
   EXPECT_EQ(Logger::m_sLogFileLocation, "other");
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -103,6 +104,15 @@ TEST_F(WriteOnceTest, AMessageIsAppendedAfterTheTextThatTheFileHolds) {
   Write(first);
   Write(second);
   EXPECT_EQ(Written(), "old\nno line feed" + first + "\n" + second + "\n");
+}
+
+TEST_F(WriteOnceTest, TheFileIsClosedAgain) {
+  const auto openFiles = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  const auto before = openFiles();
+  Write(Fresh());
+  EXPECT_EQ(openFiles(), before);
 }
 
 TEST_F(WriteOnceTest, AMessageIsWrittenAsItIsWhateverItsLength) {
@@ -254,6 +264,22 @@ TEST_F(WriteOnceTest, TheLockIsTaken) {
     Logger::Log(5, "who holds it may log");
   }
   write.get();
+  EXPECT_EQ(Written(), message + "\n");
+}
+
+TEST_F(WriteOnceTest, AMessageThatTwoThreadsWaitToWriteIsWrittenOnce) {
+  const std::string message = Fresh();
+  std::array<std::future<void>, 2> writes;
+  {
+    const Mutex lock(Logger::m_MutexInstance, true);
+    for (std::future<void>& write : writes) {
+      write = std::async(std::launch::async, [&] { Write(message); });
+      EXPECT_EQ(write.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    }
+  }
+  for (std::future<void>& write : writes) {
+    write.get();
+  }
   EXPECT_EQ(Written(), message + "\n");
 }
 

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "framework/core/Exceptions.h"
@@ -281,6 +282,19 @@ TEST(BlocklistTest, TheListIsReleasedOnNoOtherPath) {
     resolver.result = code;
     Ask();
     EXPECT_EQ(resolver.freed, std::vector<addrinfo*>()) << code;
+  }
+}
+
+TEST(BlocklistTest, ThreadsMayAskAtOnce) {
+  const auto ask = [] {
+    for (int i = 0; i < 200; ++i) {
+      EXPECT_EQ(Ask("10.0.0", "1").failure, "invalid response (10.0.0.1), 10.0.0.1 rbl 0");
+      EXPECT_EQ(Ask("127.0.0", "2").answer, "127.0.0.2");
+    }
+  };
+  std::vector<std::jthread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back(ask);
   }
 }
 

@@ -7,11 +7,14 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdarg>
 #include <cstring>
+#include <latch>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "framework/core/Exceptions.h"
@@ -134,6 +137,29 @@ class ScriptedOptions {
   std::vector<int> m_results;
 };
 
+// While one exists, reading and setting a descriptor's flags end with these results, and nothing is
+// read or set.
+class ScriptedFlags {
+ public:
+  ScriptedFlags(int readResult, int writeResult) : m_read(readResult), m_write(writeResult) {
+    active = this;
+  }
+  ~ScriptedFlags() { active = nullptr; }
+  ScriptedFlags(const ScriptedFlags&) = delete;
+  ScriptedFlags& operator=(const ScriptedFlags&) = delete;
+
+  int Take(int command) const {
+    errno = EPERM;
+    return command == F_GETFL ? m_read : m_write;
+  }
+
+  inline static const ScriptedFlags* active = nullptr;
+
+ private:
+  int m_read;
+  int m_write;
+};
+
 std::string BytesOf(std::int32_t value) {
   std::string bytes(sizeof(value), '\0');
   std::memcpy(bytes.data(), &value, sizeof(value));
@@ -149,6 +175,22 @@ extern "C" int setsockopt(int descriptor, int level, int option, const void* val
   ScriptedOptions* const script = ScriptedOptions::active;
   return script != nullptr ? script->Take(descriptor, level, option, value, length)
                            : system(descriptor, level, option, value, length);
+}
+
+// Of the commands used here only two come without an argument.
+extern "C" int fcntl(int descriptor, int command, ...) {
+  static const auto system = reinterpret_cast<decltype(&fcntl)>(dlsym(RTLD_NEXT, "fcntl"));
+  if (ScriptedFlags::active != nullptr && (command == F_GETFL || command == F_SETFL)) {
+    return ScriptedFlags::active->Take(command);
+  }
+  if (command == F_GETFD || command == F_GETFL) {
+    return system(descriptor, command);
+  }
+  va_list arguments;
+  va_start(arguments, command);
+  const int argument = va_arg(arguments, int);
+  va_end(arguments);
+  return system(descriptor, command, argument);
 }
 
 TEST(SocketTest, ANewSocketHasItsArgumentsAndTheInitialValues) {
@@ -170,6 +212,22 @@ TEST(SocketTest, TheAccessCounterIsTheNumberOfObjectsAlive) {
     EXPECT_EQ(Alive(), before + 1);
     const std::unique_ptr<Socket> second = std::make_unique<OpenedSocket>();
     EXPECT_EQ(Alive(), before + 2);
+  }
+  EXPECT_EQ(Alive(), before);
+}
+
+TEST(SocketTest, TheAccessCounterCountsTheObjectsOfSeveralThreads) {
+  const int before = Alive();
+  {
+    std::latch start(2);
+    const auto makeObjects = [&start] {
+      start.arrive_and_wait();
+      for (int i = 0; i < 10000; ++i) {
+        const Socket socket(0, 0);
+      }
+    };
+    const std::jthread first(makeObjects);
+    const std::jthread second(makeObjects);
   }
   EXPECT_EQ(Alive(), before);
 }
@@ -202,6 +260,16 @@ TEST(SocketTest, CreateSocketThatFailsThrowsAndLeavesTheDescriptorAtMinusOne) {
   EXPECT_EQ(socket.m_nonBlocking, 0);
   socket.CreateSocket(AF_INET, SOCK_DGRAM, 0, false);
   EXPECT_GT(socket.m_descriptor, 0);
+}
+
+TEST(SocketTest, ANewSocketThatCannotBeMadeNonBlockingIsOpenAndHeld) {
+  OpenedSocket socket;
+  const ScriptedFlags flags(0, -1);
+  EXPECT_EQ(FailureText([&] { socket.CreateSocket(AF_INET, SOCK_DGRAM, 0, true); }),
+            "Socket::SocketNonBlocking - fcntl :: failed with code 1: Operation not permitted");
+  EXPECT_GT(socket.m_descriptor, 0);
+  EXPECT_TRUE(IsOpen(socket.m_descriptor));
+  EXPECT_EQ(socket.m_nonBlocking, 0);
 }
 
 TEST(SocketTest, CreateSocketClosesTheDescriptorStillHeldThroughClose) {
@@ -262,6 +330,13 @@ TEST(SocketTest, SocketNonBlockingFalseLeavesANonBlockingDescriptorNonBlocking) 
 TEST(SocketTest, SocketNonBlockingFalseTouchesNoDescriptor) {
   OpenedSocket socket(-1);
   EXPECT_NO_THROW(socket.SocketNonBlocking(false));
+}
+
+TEST(SocketTest, SocketNonBlockingChecksTheWriteOfTheFlagsOnly) {
+  OpenedSocket socket(NewDatagramSocket());
+  const ScriptedFlags flags(-1, 0);
+  EXPECT_NO_THROW(socket.SocketNonBlocking(true));
+  EXPECT_EQ(socket.m_nonBlocking, 1);
 }
 
 TEST(SocketTest, TheNonBlockingFieldIsNeverReset) {
@@ -625,6 +700,18 @@ TEST(SocketTest, ReverseAddressJoinsTheOctetsFromLastToFirst) {
   for (const auto& row : rows) {
     EXPECT_EQ(Socket::ReverseAddress(inet_addr(row.address)), row.reversed);
   }
+}
+
+TEST(SocketTest, ThreadsMayReverseAddressesAtOnce) {
+  std::latch start(2);
+  const auto reverse = [&start](const char* address, const char* reversed) {
+    start.arrive_and_wait();
+    for (int i = 0; i < 10000; ++i) {
+      ASSERT_EQ(Socket::ReverseAddress(inet_addr(address)), reversed);
+    }
+  };
+  const std::jthread first(reverse, "192.0.2.100", "100.2.0.192");
+  const std::jthread second(reverse, "255.255.255.254", "254.255.255.255");
 }
 
 TEST(SocketTest, IsPublicAddressIsFalseInThePrivateNetworksOnly) {

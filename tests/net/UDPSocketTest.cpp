@@ -540,6 +540,7 @@ TEST(UDPSocketTest, ConnectRefusesTheAddress0000AfterOpeningTheSocket) {
   EXPECT_EQ(FailureText<UDPSocketException>([&] { socket.Connect("0.0.0.0", "53", false); }),
             "UDPSocket::Connect - inet_addr() failed");
   EXPECT_EQ(socket.m_port, 53);
+  EXPECT_EQ(ntohs(socket.m_peer.sin_port), 53);
   EXPECT_GT(socket.m_descriptor, 0);
 }
 
@@ -844,6 +845,21 @@ TEST(UDPSocketTest, ReceiveWithFillReadsOnUntilTheBufferIsFull) {
   EXPECT_STREQ(buffer.data(), "abcdefg");
   EXPECT_EQ(waits.events,  // one wait only
             (Events{"select 1 reading 1.000000", "receive 7", "receive 4", "receive 2"}));
+}
+
+TEST(UDPSocketTest, OnABlockingSocketAReceiveWithFillWaitsForTheRest) {
+  Peer peer;
+  OpenedUDPSocket socket;
+  ConnectTo(peer, socket, false);
+  peer.Answer("abc");
+  std::jthread later([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    peer.Answer("defg");
+  });
+  std::array<char, 16> buffer{};
+  unsigned int received = 0;
+  EXPECT_EQ(socket.Receive(buffer.data(), 7, received, 50, true), 7);
+  EXPECT_STREQ(buffer.data(), "abcdefg");
 }
 
 TEST(UDPSocketTest, ReceiveWithoutFillReadsOnce) {
@@ -1275,6 +1291,20 @@ TEST(UDPSocketTest, ListenThrowsWhenThePortIsTaken) {
   }
 }
 
+TEST(UDPSocketTest, AfterABindThatFailedTheSocketIsOpenUnboundAndToBeDestroyedFirst) {
+  OpenedUDPSocket first;
+  first.Listen("5353");
+  OpenedUDPSocket second;
+  EXPECT_THROW(second.Listen("5353"), SocketException);
+  EXPECT_TRUE(IsOpen(second.m_descriptor));
+  first.Destroy();
+  EXPECT_TRUE(second.Listen("5353"));  // for it is open
+  EXPECT_EQ(Peer::PortOf(second.m_descriptor), 0);
+  second.Destroy();
+  EXPECT_TRUE(second.Listen("5353"));
+  EXPECT_EQ(Peer::PortOf(second.m_descriptor), 5353);
+}
+
 TEST(UDPSocketTest, SaveIdentityReadsTheFourIdsAndAppliesTheRestoringPairOnce) {
   ScriptedIdentity identity;
   UDPSocket::SaveIdentity();
@@ -1544,6 +1574,16 @@ TEST(UDPSocketTest, ReceiveMessageFillsTheLengthToo) {
   std::string message;
   EXPECT_TRUE(socket.ReceiveMessage(message, 1000));
   EXPECT_EQ(message, "ab");
+}
+
+TEST(UDPSocketTest, ReceiveMessageWaitsForTheBytesOfAnEmptyMessageToo) {
+  const ScriptedWaits waits;
+  ScriptedUDPSocket socket(Bytes(std::string("\0\0\0\0", 4)));
+  socket.m_wait = 1;
+  std::string message = "before";
+  EXPECT_FALSE(socket.ReceiveMessage(message, 2500));
+  EXPECT_EQ(waits.events,
+            (Events{"select 1 reading 2.500000", "receive 4", "select 1 reading 2.500000"}));
 }
 
 TEST(UDPSocketTest, ReceiveMessageIsFalseAndKeepsTheMessageWhenAReceiveMovesNothing) {

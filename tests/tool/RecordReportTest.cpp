@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,6 +28,13 @@ class RecordReportTest : public testing::Test {
     return CaptureLog([&] { PrintRecordReport(domain); });
   }
 };
+
+// What standard output has received so far.
+std::string Received() {
+  std::ostringstream text;
+  text << std::ifstream("/proc/self/fd/1").rdbuf();
+  return text.str();
+}
 
 }  // namespace
 
@@ -74,6 +83,20 @@ TEST_F(RecordReportTest, AddressesNameServersAndTextsAreAskedForOnceEachInThisOr
   const ScriptedNameServer server(Zone{{"TXT example.org", {"v=spf1 -all"}}});
   Report("example.org");
   EXPECT_EQ(server.Questions(), (Texts{"A example.org", "NS example.org", "TXT example.org"}));
+}
+
+TEST_F(RecordReportTest, EachHeaderIsOutBeforeItsLookUpStarts) {
+  Texts received;
+  {
+    const ScriptedNameServer server([&](const Bytes& query) {
+      received.push_back(Received());
+      return Datagrams{ReplyBuilder(query).Build()};
+    });
+    Report("example.org");
+  }
+  const std::string addresses = "Domain : example.org\nA records : \n";
+  const std::string nameServers = addresses + "MX records : \nNS records : \n";
+  EXPECT_EQ(received, (Texts{addresses, nameServers, nameServers + "TXT records : \n"}));
 }
 
 TEST_F(RecordReportTest, TheEmptyDomainHasItsReportToo) {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <array>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -65,6 +67,13 @@ class SPFCheckTest : public testing::Test {
   }
 };
 
+class OpenedSPFCheck : public SPFCheck {
+ public:
+  using SPFCheck::m_descriptor;
+  using SPFCheck::m_timeout;
+  using SPFCheck::SPFCheck;
+};
+
 int Count(const std::string& text, const std::string& part) {
   int count = 0;
   for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
@@ -111,6 +120,29 @@ TEST_F(SPFCheckTest, ItIsASocketThatIsCountedAndNeverOpened) {
     EXPECT_EQ(Socket::m_nAccessCounter, before + 1);
   }
   EXPECT_EQ(Socket::m_nAccessCounter, before);
+}
+
+TEST_F(SPFCheckTest, ItHasNoDescriptorAndATimeoutOf20Seconds) {
+  const ScriptedNameServer server(Zone{{"A example.org", {kClient}}});
+  const OpenedSPFCheck check(kClient, "", "example.org", 0, "v=spf1 a");
+  EXPECT_TRUE(check.getResult());
+  EXPECT_EQ(check.m_descriptor, 0);
+  EXPECT_EQ(check.m_timeout, 20000);
+}
+
+TEST_F(SPFCheckTest, AFailureToShutDownLeavesTheDestructor) {
+  const int before = Socket::m_nAccessCounter;
+  std::array<int, 2> ends{};  // of a pipe, which cannot be shut down
+  ASSERT_EQ(pipe(ends.data()), 0);
+  EXPECT_THROW(
+      {
+        OpenedSPFCheck check(kClient, "", "example.org", 0, "v=spf1");
+        check.m_descriptor = ends[0];
+      },
+      SocketException);
+  Socket::m_nAccessCounter = before;  // for the tests after this one
+  close(ends[0]);
+  close(ends[1]);
 }
 
 TEST_F(SPFCheckTest, TheGivenRecordIsCopied) {

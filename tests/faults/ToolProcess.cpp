@@ -1,0 +1,42 @@
+#include "tests/faults/ToolProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+std::vector<std::string> ShellWords(const std::string& command,
+                                    const std::vector<std::string>& arguments) {
+  std::vector<std::string> words = {"sh", "-c", command, "sh", SPFCHECK_PROGRAM};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  return words;
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ostringstream content;
+  content << std::ifstream(path, std::ios::binary).rdbuf();
+  return content.str();
+}
+
+}  // namespace
+
+ToolProcess::ToolProcess(const std::vector<std::string>& arguments, const std::string& command)
+    : m_directory(m_own.Path()), m_child("/bin/sh", ShellWords(command, arguments), m_directory) {}
+
+ToolProcess::ToolProcess(const std::string& directory, const std::vector<std::string>& arguments,
+                         const std::string& command)
+    : m_directory(directory), m_child("/bin/sh", ShellWords(command, arguments), m_directory) {}
+
+void ToolProcess::Signal(int signal) const {
+  m_child.Signal(signal);
+}
+
+void ToolProcess::ExpectEnd(const Expected& expected) {
+  const ChildResult run = m_child.Wait();
+  EXPECT_EQ(run.standardOutput, expected.standardOutput);
+  EXPECT_EQ(run.standardError, expected.standardError);
+  EXPECT_EQ(ReadFile(m_directory + "/log.txtcurrent.log"), expected.log);
+  EXPECT_EQ(run.signal != 0 ? 128 + run.signal : run.exitStatus, expected.status);
+}

@@ -1,0 +1,71 @@
+// Random input for a test, from a seed of its own. Every run prints its seed, every failure the
+// line that replays it.
+
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <random>
+#include <string>
+
+// The same seed gives the same input everywhere, as long as each draw is a statement of its own:
+// compilers differ in the order in which they evaluate the arguments of a call.
+class Random {
+ public:
+  // A new seed, or that of the environment variable SPFCHECK_SEED.
+  Random() : Random(ChooseSeed()) {}
+
+  // From first to last, both included.
+  template <typename Number>
+  Number Between(Number first, Number last) {
+    const auto count = static_cast<std::uint64_t>(last) - static_cast<std::uint64_t>(first) + 1;
+    return static_cast<Number>(static_cast<std::uint64_t>(first) + m_engine() % count);
+  }
+
+  // True in one of so many draws.
+  bool OneIn(unsigned int draws) { return Between(1U, draws) == 1; }
+
+  template <typename Container>
+  const auto& OneOf(const Container& container) {
+    return container[Between(std::size_t{0}, std::size(container) - 1)];
+  }
+
+  char Byte() { return static_cast<char>(Between(0, 255)); }
+
+  // Up to longest characters of an alphabet.
+  std::string Text(const std::string& alphabet, std::size_t longest) {
+    std::string text(Between(std::size_t{0}, longest), '\0');
+    for (char& c : text) {
+      c = OneOf(alphabet);
+    }
+    return text;
+  }
+
+  // So many bytes, of all values.
+  std::string Bytes(std::size_t count) {
+    std::string bytes(count, '\0');
+    for (char& byte : bytes) {
+      byte = Byte();
+    }
+    return bytes;
+  }
+
+ private:
+  explicit Random(std::uint64_t seed)
+      : m_engine(seed),
+        m_trace(__FILE__, __LINE__, "replay with SPFCHECK_SEED=" + std::to_string(seed)) {
+    std::cout << "seed " << seed << std::endl;  // there even when the test crashes
+  }
+
+  static std::uint64_t ChooseSeed() {
+    const char* const given = std::getenv("SPFCHECK_SEED");
+    return given != nullptr ? std::stoull(given) : std::random_device()();
+  }
+
+  std::mt19937_64 m_engine;
+  testing::ScopedTrace m_trace;  // shown with each failure
+};
