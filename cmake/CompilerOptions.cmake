@@ -19,6 +19,11 @@ if(SPFCHECK_WARNINGS_AS_ERRORS)
   target_compile_options(spfcheck_options INTERFACE -Werror)
 endif()
 
+if(SPFCHECK_COVERAGE)
+  target_compile_options(spfcheck_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(spfcheck_options INTERFACE --coverage)
+endif()
+
 if(SPFCHECK_SANITIZE)
   target_compile_options(spfcheck_options INTERFACE
     -fsanitize=${SPFCHECK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

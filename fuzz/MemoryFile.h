@@ -1,0 +1,20 @@
+// MemoryFile is a file in memory, for code that reads files by their path.
+
+#pragma once
+
+#include <string>
+
+class MemoryFile {
+ public:
+  explicit MemoryFile(const std::string& content);
+  ~MemoryFile();
+
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+
+  // A path that exists as long as the object does.
+  std::string Path() const;
+
+ private:
+  int m_descriptor;
+};
