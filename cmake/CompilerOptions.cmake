@@ -1,5 +1,6 @@
-# What every target of the project is compiled and linked with: warnings, hardening, sanitizers.
-# Targets take it by linking spfcheck_options; it is not handed on to those who use the libraries.
+# What every target of the project is compiled and linked with: warnings and sanitizers, by
+# spfcheck_options; those that are delivered take spfcheck_hardened, which brings these and hardening.
+# Neither is handed on to those who use the libraries.
 
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
@@ -8,6 +9,8 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 check_pie_supported(LANGUAGES CXX)
 
 add_library(spfcheck_options INTERFACE)
+add_library(spfcheck_hardened INTERFACE)
+target_link_libraries(spfcheck_hardened INTERFACE spfcheck_options)
 
 target_compile_options(spfcheck_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wnon-virtual-dtor
@@ -33,17 +36,17 @@ if(SPFCHECK_SANITIZE)
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 else()
   # Hardened as Debian hardens its packages. Sanitizers bring checks of their own instead.
-  target_compile_options(spfcheck_options INTERFACE -fstack-protector-strong)
+  target_compile_options(spfcheck_hardened INTERFACE -fstack-protector-strong)
   foreach(flag -fstack-clash-protection -fcf-protection)
     string(MAKE_C_IDENTIFIER "has${flag}" has_flag)
     check_cxx_compiler_flag(${flag} ${has_flag})
     if(${has_flag})
-      target_compile_options(spfcheck_options INTERFACE ${flag})
+      target_compile_options(spfcheck_hardened INTERFACE ${flag})
     endif()
   endforeach()
   # _FORTIFY_SOURCE works in optimized code only.
-  target_compile_options(spfcheck_options INTERFACE
+  target_compile_options(spfcheck_hardened INTERFACE
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
     $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
-  target_link_options(spfcheck_options INTERFACE LINKER:-z,relro LINKER:-z,now)
+  target_link_options(spfcheck_hardened INTERFACE LINKER:-z,relro LINKER:-z,now)
 endif()
