@@ -150,6 +150,13 @@ extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   return real(mutex);
 }
 
+// The thread sanitizer calls pthread_attr_destroy at the start of a thread, where the real function
+// cannot be looked up yet.
+[[maybe_unused]] const bool isLookedUp = [] {
+  pthread_attr_t attributes;
+  return pthread_attr_init(&attributes) == 0 && pthread_attr_destroy(&attributes) == 0;
+}();
+
 // Tests here misuse locks on purpose; the thread sanitizer is to report races only.
 extern "C" const char* __tsan_default_options();
 extern "C" const char* __tsan_default_options() {
