@@ -1,6 +1,7 @@
 // Budget bounds what one input may cost: CPU time of the thread, so that a busy machine does not
 // count, and the bytes allocated in all, those given back included. An input that goes over its
-// budget ends the process at once, an endless loop too, with a text on standard error.
+// budget ends the process at once, an endless loop too, with a text on standard error; under the
+// thread sanitizer, which holds signals back, not before it calls the C library again.
 //
 // One budget at a time; it counts for the thread that made it.
 

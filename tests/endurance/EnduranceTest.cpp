@@ -1,5 +1,5 @@
 // Long work leaves nothing behind: at its end the process holds what it held after the first
-// hundred rounds.
+// hundred look-ups or lines.
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@
 #include "framework/dns/NameServer.h"
 #include "framework/logging/Logger.h"
 #include "tests/endurance/ProcessUse.h"
-#include "tests/endurance/ServerProcess.h"
+#include "tests/endurance/ScriptedServerProcess.h"
 #include "tests/logging/OwnProcess.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -104,8 +104,8 @@ class LogEnduranceTest : public testing::Test {
 
 TEST(LookUpEnduranceTest, TenThousandLookUpsLeaveNothingBehind) {
   using Texts = std::vector<std::string>;
-  const ServerProcess server({{"A example.org", {"192.0.2.1", "192.0.2.2"}},
-                              {"TXT example.org", {"v=spf1 ip4:192.0.2.0/24 -all"}}});
+  const ScriptedServerProcess server({{"A example.org", {"192.0.2.1", "192.0.2.2"}},
+                                      {"TXT example.org", {"v=spf1 ip4:192.0.2.0/24 -all"}}});
   DoNotLog();
   dns_servers = "127.0.0.1";
   const Texts addresses = {"192.0.2.1", "192.0.2.2"};

@@ -3,22 +3,27 @@
 #pragma once
 
 #include <malloc.h>
-#include <unistd.h>
 
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <string>
 
 // Bytes that are allocated and not freed.
 inline std::size_t AllocatedBytes() {
-  return mallinfo2().uordblks;
+  const struct mallinfo2 use = mallinfo2();
+  return use.uordblks + use.hblkhd;
 }
 
+// Memory of its own, not that of files. The exact count; that of /proc/self/statm lags behind.
 inline std::size_t ResidentBytes() {
-  std::size_t total = 0;
-  std::size_t resident = 0;
-  std::ifstream("/proc/self/statm") >> total >> resident;
-  return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  std::ifstream use("/proc/self/smaps_rollup");
+  std::string word;
+  std::size_t kilobytes = 0;
+  while (use >> word && word != "Anonymous:") {
+  }
+  use >> kilobytes;
+  return kilobytes * 1024;
 }
 
 inline std::ptrdiff_t OpenDescriptors() {

@@ -112,7 +112,7 @@ TEST(DescriptorLimitTest, WhenTheyRunOutBetweenTwoQueriesTheReportEndsBehindTheH
     pid_t tool = 0;
     std::ifstream(directory.Path("pid")) >> tool;
     const rlimit streamsOnly{3, 3};
-    EXPECT_EQ(prlimit(tool, RLIMIT_NOFILE, &streamsOnly, nullptr), 0);
+    EXPECT_TRUE(tool > 0 && prlimit(tool, RLIMIT_NOFILE, &streamsOnly, nullptr) == 0);
     return Datagrams{ReplyBuilder(query).A("192.0.2.1").Build()};
   });
   ToolProcess(directory.Path(), {"example.org"}, "echo $$ >pid; exec \"$@\"")

@@ -13,7 +13,7 @@ namespace {
 constexpr unsigned int kLimitSeconds = 60;
 
 void Redirect(int descriptor, const std::string& path) {
-  dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), descriptor);
+  dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), descriptor);
 }
 
 }  // namespace

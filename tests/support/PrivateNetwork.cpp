@@ -67,6 +67,7 @@ void SetResolverFile(const std::string& content) {
 }
 
 void MountResolverFile(const std::string& path) {
+  umount2("/etc/resolv.conf", MNT_DETACH);  // an earlier one, if there is one
   if (mount(path.c_str(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr) < 0) {
     ThrowErrno("mount over /etc/resolv.conf");
   }

@@ -2,16 +2,21 @@
 
 #pragma once
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <system_error>
 
 class TemporaryDirectory {
  public:
   TemporaryDirectory() {
     std::string name = (std::filesystem::temp_directory_path() / "spfcheck-test-XXXXXX").string();
-    m_path = mkdtemp(name.data());
+    if (mkdtemp(name.data()) == nullptr) {
+      throw std::system_error(errno, std::generic_category(), name);
+    }
+    m_path = name;
   }
 
   ~TemporaryDirectory() {

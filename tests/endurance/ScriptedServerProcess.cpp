@@ -1,4 +1,4 @@
-#include "tests/endurance/ServerProcess.h"
+#include "tests/endurance/ScriptedServerProcess.h"
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -12,17 +12,20 @@ namespace {
 // Tells through pipe when it listens, and serves until it is ended, at the latest with its parent.
 [[noreturn]] void Serve(const ScriptedNameServer::Zone& zone, int pipe) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  const ScriptedNameServer server(zone);
-  const char listening = '\n';
-  if (write(pipe, &listening, 1) == 1) {
-    pause();
+  try {
+    const ScriptedNameServer server(zone);
+    const char listening = '\n';
+    if (write(pipe, &listening, 1) == 1) {
+      pause();
+    }
+  } catch (...) {  // the parent reads nothing, and tells
   }
   _exit(1);
 }
 
 }  // namespace
 
-ServerProcess::ServerProcess(const ScriptedNameServer::Zone& zone) {
+ScriptedServerProcess::ScriptedServerProcess(const ScriptedNameServer::Zone& zone) {
   int ends[2];
   if (pipe(ends) < 0 || (m_process = fork()) < 0) {
     throw std::runtime_error("no process for the name server");
@@ -39,7 +42,7 @@ ServerProcess::ServerProcess(const ScriptedNameServer::Zone& zone) {
   }
 }
 
-ServerProcess::~ServerProcess() {
+ScriptedServerProcess::~ScriptedServerProcess() {
   kill(m_process, SIGKILL);
   waitpid(m_process, nullptr, 0);
 }

@@ -6,14 +6,14 @@
 
 #include "tests/support/ScriptedNameServer.h"
 
-class ServerProcess {
+class ScriptedServerProcess {
  public:
   // Returns when the server listens. To be called while this process has one thread.
-  explicit ServerProcess(const ScriptedNameServer::Zone& zone);
-  ~ServerProcess();  // ends it
+  explicit ScriptedServerProcess(const ScriptedNameServer::Zone& zone);
+  ~ScriptedServerProcess();  // ends it
 
-  ServerProcess(const ServerProcess&) = delete;
-  ServerProcess& operator=(const ServerProcess&) = delete;
+  ScriptedServerProcess(const ScriptedServerProcess&) = delete;
+  ScriptedServerProcess& operator=(const ScriptedServerProcess&) = delete;
 
  private:
   pid_t m_process;
