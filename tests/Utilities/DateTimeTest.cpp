@@ -692,4 +692,20 @@ TEST(DateTimeTest, NowIsLocalTimeAsAsctimeWritesItWithItsLineFeed) {
   }
 }
 
+// They belong to the whole process: another thread may be reading them.
+TEST(DateTimeTest, TheResultsThatTheSystemSharesAreLeftAlone) {
+  const std::time_t epoch = 0;
+  const std::tm* const sharedFields = std::gmtime(&epoch);
+  const char* const sharedText = std::asctime(sharedFields);
+  ASSERT_STREQ(sharedText, "Thu Jan  1 00:00:00 1970\n");
+
+  const DateTime now(std::time(nullptr));
+  EXPECT_EQ(sharedFields->tm_year, 70) << now.FormatDateTime();
+  EXPECT_GT(DateTime::UtcTime(), 0);
+  EXPECT_EQ(sharedFields->tm_year, 70);
+  EXPECT_NE(DateTime::NowString(), "");
+  EXPECT_EQ(sharedFields->tm_year, 70);
+  EXPECT_STREQ(sharedText, "Thu Jan  1 00:00:00 1970\n");
+}
+
 }  // namespace

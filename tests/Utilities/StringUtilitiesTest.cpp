@@ -2,12 +2,14 @@
 
 #include <cstdint>
 #include <functional>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
 
 #include "framework/Utilities/StringUtilities.h"
+#include "tests/support/ScarceMemory.h"
 
 namespace {
 
@@ -272,6 +274,17 @@ TEST(StringToIntOrTest, TheDefaultStandsForATextThatIsNoNumber) {
     EXPECT_EQ(StringToIntOr(row.text, 5), row.value) << row.text;
   }
   EXPECT_EQ(StringToIntOr("", -2147483647 - 1), -2147483647 - 1);
+}
+
+TEST(StringToIntOrTest, AFailureThatIsNotOfTheTextIsThrown) {
+  bool isThrown = false;
+  try {
+    const ScarceMemory scarce(25, 64);  // what the exception's text takes
+    static_cast<void>(StringToIntOr("x", 5));
+  } catch (const std::bad_alloc&) {
+    isThrown = true;
+  }
+  EXPECT_TRUE(isThrown);
 }
 
 // ---- SanitiseUtf8

@@ -115,6 +115,8 @@ TEST_F(ConfigTest, EachLineIsReadByTheseRules) {
       {"key]=value", {{"key]", "value"}}},
       {"key=[main]", {{"key", "[main]"}}},
       {"]key[=value", {{"]key[", "value"}}},
+      {"\vkey=\vvalue\f", {{"\vkey", "\vvalue\f"}}},  // these are no blanks
+      {"\f=value", {{"\f", "value"}}},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(Load(row.line + "\n"), row.entries) << row.line;
@@ -128,9 +130,10 @@ TEST_F(ConfigTest, ASectionIsNamedByTheTextUpToTheLastBracket) {
     const char* header;
     const char* section;
   } rows[] = {
-      {"[a]", "a"},       {"[a]b]", "a]b"}, {"[[a]", "[a"},           {"[a b]", "a b"},
-      {"[ \t\ra ]", "a"}, {"  [a]", "a"},   {"[a] trailing", "a"},    {"[a]=b", "a"},
-      {"[a]b=c", "a"},    {"[k=v]", "k=v"}, {"[a] # [b]", "a] # [b"}, {"[#a]", "#a"},
+      {"[a]", "a"},         {"[a]b]", "a]b"}, {"[[a]", "[a"},           {"[a b]", "a b"},
+      {"[ \t\ra ]", "a"},   {"  [a]", "a"},   {"[a] trailing", "a"},    {"[a]=b", "a"},
+      {"[a]b=c", "a"},      {"[k=v]", "k=v"}, {"[a] # [b]", "a] # [b"}, {"[#a]", "#a"},
+      {"[\va\f]", "\va\f"},
   };
   for (const auto& row : rows) {
     const std::string content = std::string("[else]\n") + row.header + "\nkey=value\n";

@@ -360,6 +360,21 @@ TEST_F(EnvironmentTest, TheBannerIsOfTheLevelInfo) {
             "Info: starting mytool version 1.2\nInfo: environment....\nInfo: log_level::3\n");
 }
 
+TEST_F(EnvironmentTest, TheBannerIsHandedToTheLoggingThread) {
+  Configure("log_level=3\n");
+  Start();
+  Logger::m_bAsync = true;
+  EXPECT_EQ(Banner(), "");
+  Logger::m_bAsync = false;
+  std::string line;
+  for (const char* const expected :
+       {"Info: starting mytool version 1.2", "Info: environment....", "Info: log_level::3"}) {
+    EXPECT_TRUE(Logger::m_LogQueue.Pop(line));
+    EXPECT_EQ(line, expected);
+  }
+  EXPECT_FALSE(Logger::m_LogQueue.Pop(line));
+}
+
 TEST_F(EnvironmentTest, TheBannerGoesIntoTheLogDirectoryOfTheNameWithDateTimeAndThread) {
   std::filesystem::create_directory("/var/log/mytool");
   Start();

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -37,6 +38,12 @@ TEST(CacheMapTest, ItIsNeitherCopiedNorMovedAndIsDestroyedThroughItsBase) {
   EXPECT_FALSE(std::is_copy_constructible_v<Map> || std::is_move_constructible_v<Map>);
   EXPECT_FALSE(std::is_copy_assignable_v<Map> || std::is_move_assignable_v<Map>);
   EXPECT_TRUE(std::has_virtual_destructor_v<Map>);
+}
+
+TEST(CacheMapTest, AFailureToDestroyItsLockLeavesTheDestructor) {
+  const FailureOf failure("pthread_rwlock_destroy", EBUSY);
+  ExpectThrown([] { const CacheMap<std::string> map(0, 0); }, "pthread_rwlock_destroy returned 16",
+               16);
 }
 
 // ---- Stamps

@@ -46,14 +46,6 @@ static_assert(kDerivesPublicly<UDPSocketException, StdException>);
 static_assert(kDerivesPublicly<UDPSocketTimeoutException, UDPSocketException>);
 static_assert(kDerivesPublicly<ConfigException, StdException>);
 
-static_assert(!std::is_base_of_v<StdSystemException, SocketException>);
-static_assert(!std::is_base_of_v<SocketClosedException, RBLSocketException>);
-static_assert(!std::is_base_of_v<SocketException, UDPSocketException>);
-static_assert(!std::is_base_of_v<SocketException, UDPSocketTimeoutException>);
-static_assert(!std::is_base_of_v<StdSystemException, UDPSocketException>);
-static_assert(!std::is_base_of_v<StdSystemException, ConfigException>);
-static_assert(!std::is_base_of_v<SocketException, ConfigException>);
-
 // what() has one implementation, only StdSystemException adds data, and all may be copied.
 template <typename Exception>
 constexpr bool kIsPlainMember =
@@ -100,6 +92,31 @@ void ExpectThrown(const std::function<void()>& call, const char* text, std::int3
     ASSERT_EQ(typeid(exception), typeid(StdSystemException));
     EXPECT_EQ(dynamic_cast<const StdSystemException&>(exception).GetCode(), code);
   }
+}
+
+// Which of Bases are Class itself or among its bases.
+template <typename Class, typename... Bases>
+std::string BasesAmong() {
+  return {(std::is_base_of_v<Bases, Class> ? 'x' : '.')...};
+}
+
+// A mark for each class of the tree, in this order.
+template <typename Class>
+std::string BasesOf() {
+  return BasesAmong<Class, StdException, StdSystemException, SocketException, SocketClosedException,
+                    RBLSocketException, UDPSocketException, UDPSocketTimeoutException,
+                    ConfigException>();
+}
+
+TEST(ExceptionsTest, EachClassIsWhatTheTreeSaysAndNothingElse) {
+  EXPECT_EQ(BasesOf<StdException>(), "x.......");
+  EXPECT_EQ(BasesOf<StdSystemException>(), "xx......");
+  EXPECT_EQ(BasesOf<SocketException>(), "x.x.....");
+  EXPECT_EQ(BasesOf<SocketClosedException>(), "x.xx....");
+  EXPECT_EQ(BasesOf<RBLSocketException>(), "x.x.x...");
+  EXPECT_EQ(BasesOf<UDPSocketException>(), "x....x..");
+  EXPECT_EQ(BasesOf<UDPSocketTimeoutException>(), "x....xx.");
+  EXPECT_EQ(BasesOf<ConfigException>(), "x......x");
 }
 
 TEST(ExceptionsTest, TheTextIsTheMessageUnchangedForEveryClass) {

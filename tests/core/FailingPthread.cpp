@@ -32,6 +32,8 @@ thread_local constinit std::vector<std::string>* recordedCalls = nullptr;
 thread_local constinit timeval fixedTime{};
 thread_local constinit bool timeIsFixed = false;
 thread_local constinit timespec lastDeadline{};
+thread_local constinit SemaphoreArguments lastSemaphore{.shared = -1, .value = 0};
+thread_local constinit bool lastReadWriteLockHadAttributes = true;
 
 void RunAction(const char* function) noexcept {
   if (pending.function != nullptr && std::string_view(pending.function) == function &&
@@ -41,12 +43,8 @@ void RunAction(const char* function) noexcept {
   }
 }
 
-// Notes a call; returns the code to fail with, or 0 to go on to the real function.
-int Intercept(const char* function) noexcept {
-  if (recordedCalls != nullptr) {
-    recordedCalls->emplace_back(function);
-  }
-  RunAction(function);
+// Returns the code to fail with, or 0 to go on to the real function.
+int TakeFailure(const char* function) noexcept {
   const bool fails = failing.function != nullptr &&
                      std::string_view(failing.function) == function && failing.left > 0;
   if (!fails) {
@@ -54,6 +52,15 @@ int Intercept(const char* function) noexcept {
   }
   --failing.left;
   return failing.code;
+}
+
+// Notes a call; returns as TakeFailure.
+int Intercept(const char* function) noexcept {
+  if (recordedCalls != nullptr) {
+    recordedCalls->emplace_back(function);
+  }
+  RunAction(function);
+  return TakeFailure(function);
 }
 
 int FailWith(int code) noexcept {
@@ -90,9 +97,6 @@ INTERPOSE(pthread_mutex_init,
           (pthread_mutex_t * mutex, const pthread_mutexattr_t* attributes) noexcept,
           (mutex, attributes))
 INTERPOSE(pthread_mutex_destroy, (pthread_mutex_t * mutex) noexcept, (mutex))
-INTERPOSE(pthread_rwlock_init,
-          (pthread_rwlock_t * lock, const pthread_rwlockattr_t* attributes) noexcept,
-          (lock, attributes))
 INTERPOSE(pthread_rwlock_destroy, (pthread_rwlock_t * lock) noexcept, (lock))
 INTERPOSE(pthread_rwlock_rdlock, (pthread_rwlock_t * lock) noexcept, (lock))
 INTERPOSE(pthread_rwlock_wrlock, (pthread_rwlock_t * lock) noexcept, (lock))
@@ -122,11 +126,24 @@ INTERPOSE(pthread_create,
 INTERPOSE(pthread_detach, (pthread_t thread) noexcept, (thread))
 INTERPOSE(pthread_join, (pthread_t thread, void** result), (thread, result))
 
-INTERPOSE_ERRNO(sem_init, (sem_t * semaphore, int shared, unsigned int value) noexcept,
-                (semaphore, shared, value))
 INTERPOSE_ERRNO(sem_destroy, (sem_t * semaphore) noexcept, (semaphore))
 INTERPOSE_ERRNO(sem_post, (sem_t * semaphore) noexcept, (semaphore))
 INTERPOSE_ERRNO(sem_wait, (sem_t * semaphore), (semaphore))
+
+extern "C" int pthread_rwlock_init(pthread_rwlock_t* lock,
+                                   const pthread_rwlockattr_t* attributes) noexcept {
+  static const auto real = REAL(pthread_rwlock_init);
+  lastReadWriteLockHadAttributes = attributes != nullptr;
+  const int failure = Intercept("pthread_rwlock_init");
+  return failure != 0 ? failure : real(lock, attributes);
+}
+
+extern "C" int sem_init(sem_t* semaphore, int shared, unsigned int value) noexcept {
+  static const auto real = REAL(sem_init);
+  lastSemaphore = {.shared = shared, .value = value};
+  const int failure = Intercept("sem_init");
+  return failure != 0 ? FailWith(failure) : real(semaphore, shared, value);
+}
 
 extern "C" int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
   static const auto real = REAL(sem_timedwait);
@@ -147,7 +164,8 @@ extern "C" int gettimeofday(timeval* now, void* zone) noexcept {
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   static const auto real = REAL(pthread_mutex_lock);
   RunAction("pthread_mutex_lock");
-  return real(mutex);
+  const int failure = TakeFailure("pthread_mutex_lock");
+  return failure != 0 ? failure : real(mutex);
 }
 
 // The thread sanitizer calls pthread_attr_destroy at the start of a thread, where the real function
@@ -191,6 +209,14 @@ TimeOfDay::~TimeOfDay() {
 
 std::timespec LastDeadline() {
   return lastDeadline;
+}
+
+SemaphoreArguments LastSemaphore() {
+  return lastSemaphore;
+}
+
+bool LastReadWriteLockHadAttributes() {
+  return lastReadWriteLockHadAttributes;
 }
 
 std::vector<std::string> CallsOf(const std::function<void()>& call) {

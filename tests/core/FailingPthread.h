@@ -52,6 +52,16 @@ class TimeOfDay {
 // The deadline of the last sem_timedwait.
 std::timespec LastDeadline();
 
+// What the last sem_init was given.
+struct SemaphoreArguments {
+  int shared;
+  unsigned int value;
+};
+SemaphoreArguments LastSemaphore();
+
+// Whether the last pthread_rwlock_init was given attributes.
+bool LastReadWriteLockHadAttributes();
+
 // The functions that call comes to, in order, whether it throws a StdSystemException or not;
 // without pthread_mutex_lock, which all the world calls.
 std::vector<std::string> CallsOf(const std::function<void()>& call);

@@ -239,6 +239,12 @@ TEST(MutexTest, AConstructorThatThrowsLeavesNothingLocked) {
   EXPECT_TRUE(contender.GetsThrough());
 }
 
+TEST(MutexTest, AFailedLockIsNotTriedAgain) {
+  MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
+  const FailureOf failure("pthread_mutex_lock", EAGAIN, 1);
+  ExpectThrown([&] { const Mutex mutex(instance, true); }, "pthread_mutex_lock returned 11", 11);
+}
+
 TEST(MutexTest, OneThreadAtATimeHoldsTheMutex) {
   MutexInstance instance(PTHREAD_MUTEX_RECURSIVE);
   EXPECT_EQ(CountOnThreads([&](int& number) {
@@ -273,6 +279,11 @@ TEST(LocksDeathTest, AFailureWhileUnwindingOrAtTheEndOfTheProcessEndsTheProcess)
 TEST(MutexReadWriteInstanceTest, ItInitialisesAndDestroysItsLock) {
   EXPECT_EQ(CallsOf([] { const MutexReadWriteInstance instance; }),
             (std::vector<std::string>{"pthread_rwlock_init", "pthread_rwlock_destroy"}));
+}
+
+TEST(MutexReadWriteInstanceTest, ItHasTheDefaultAttributes) {
+  const MutexReadWriteInstance instance;
+  EXPECT_FALSE(LastReadWriteLockHadAttributes());
 }
 
 TEST(MutexReadWriteInstanceTest, AFailedInitialisationIsReported) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <future>
@@ -171,6 +172,15 @@ TEST(QueueTest, ItIsDestroyedWithTheItemsLeftInIt) {
   EXPECT_EQ(CallsOf([&] { queue.reset(); }),
             (Strings{"sem_destroy", "pthread_mutex_destroy", "pthread_mutexattr_destroy",
                      "pthread_rwlock_destroy"}));
+}
+
+TEST(QueueTest, AFailureToDestroyItsLocksLeavesTheDestructor) {
+  {
+    const FailureOf failure("pthread_rwlock_destroy", EBUSY);
+    ExpectThrown([] { const Queue<std::string> queue; }, "pthread_rwlock_destroy returned 16", 16);
+  }
+  const FailureOf failure("pthread_mutex_destroy", EBUSY);
+  ExpectThrown([] { const Queue<std::string> queue; }, "pthread_mutex_destroy returned 16", 16);
 }
 
 // ---- Locks

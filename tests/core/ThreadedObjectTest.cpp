@@ -103,6 +103,27 @@ TEST(ThreadedObjectTest, ItIsABaseThatIsNeitherCopiedNorMoved) {
   EXPECT_FALSE(std::is_copy_constructible_v<Worker> || std::is_move_constructible_v<Worker>);
 }
 
+// An object that starts and stops in its own way.
+class OwnWay : public ThreadedObject {
+ public:
+  std::uint32_t ObjectThreadMethod() override { return 0; }
+  bool StartObjectThread(bool /*detached*/, int /*priority*/) override {
+    m_calls.emplace_back("start");
+    return false;
+  }
+  void StopObjectThread() override { m_calls.emplace_back("stop"); }
+
+  Strings m_calls;
+};
+
+TEST(ThreadedObjectTest, ASubclassMayStartAndStopInItsOwnWay) {
+  OwnWay object;
+  ThreadedObject& base = object;
+  EXPECT_FALSE(base.StartObjectThread(false, 0));
+  base.StopObjectThread();
+  EXPECT_EQ(object.m_calls, (Strings{"start", "stop"}));
+}
+
 // ---- A joined object
 
 TEST(ThreadedObjectTest, ANewObjectRunsWithoutAThread) {

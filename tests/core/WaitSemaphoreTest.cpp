@@ -105,6 +105,12 @@ TEST(WaitSemaphoreTest, ATimedWaitEndsWithAPost) {
   EXPECT_TRUE(ResultOf(waiter));
 }
 
+TEST(WaitSemaphoreTest, ItLiesInThisProcessAlone) {
+  const WaitSemaphore semaphore;
+  EXPECT_EQ(LastSemaphore().shared, 0);
+  EXPECT_EQ(LastSemaphore().value, 0U);
+}
+
 TEST(WaitSemaphoreTest, AFailedInitialisationIsNotLookedAt) {
   const FailureOf failure("sem_init", ENOSYS);
   EXPECT_NO_THROW(const WaitSemaphore semaphore);
@@ -140,7 +146,10 @@ TEST(WaitSemaphoreTest, ThoseWhoseWaitIsOverAreNotCounted) {
 TEST(InterlockedTest, ItHoldsUpCountingInEverySemaphoreAndNoOtherLockIsHeldMeanwhile) {
   std::array<WaitSemaphore, 2> semaphores;
   std::optional<Mutex> counting(std::in_place, Interlocked::m_mtx, true);
-  std::array<std::future<int>, 2> waiters{StartWaiting(semaphores[0]), StartWaiting(semaphores[1])};
+  std::array<std::future<int>, 2> waiters{StartWaiting(semaphores[0]),
+                                          std::async(std::launch::async, [&semaphores] {
+                                            return semaphores[1].TimedWait(kMinute) ? 0 : -1;
+                                          })};
   for (std::size_t i = 0; i < 2; ++i) {
     EXPECT_TRUE(IsHeldUp(waiters[i]));
     std::future<std::int32_t> count =
@@ -213,12 +222,15 @@ TEST(WaitSemaphoreTest, ShutdownPostsAndYieldsWhileSomeoneWaitsAndThenDestroysTh
 TEST(WaitSemaphoreTest, WaitersReturnOnlyWhenShutdownHasDoneItsStep) {
   WaitSemaphore semaphore;
   std::future<int> waiter = StartWaiting(semaphore);
-  AwaitWaiters(semaphore, 1);
-  bool wasHeldUp = false;
-  const BeforeCall check(1, "sem_destroy", [&] { wasHeldUp = IsHeldUp(waiter); });
+  std::future<bool> timed = StartTimedWaiting(semaphore);
+  AwaitWaiters(semaphore, 2);
+  bool wereHeldUp = false;
+  const BeforeCall check(1, "sem_destroy",
+                         [&] { wereHeldUp = IsHeldUp(waiter) && IsHeldUp(timed); });
   semaphore.Shutdown();
-  EXPECT_TRUE(wasHeldUp);
+  EXPECT_TRUE(wereHeldUp);
   EXPECT_EQ(ResultOf(waiter), 0);
+  EXPECT_TRUE(ResultOf(timed));
 }
 
 TEST(WaitSemaphoreTest, WhoeverComesDuringAShutdownIsHeldUpUntilItHasDoneItsStep) {
@@ -291,6 +303,11 @@ TEST(WaitSemaphoreTest, DestructionReleasesThoseWhoWait) {
   for (std::future<int>& waiter : waiters) {
     EXPECT_EQ(ResultOf(waiter), 0);
   }
+}
+
+TEST(WaitSemaphoreTest, AFailureToDestroyItsLockLeavesTheDestructor) {
+  const FailureOf failure("pthread_mutex_destroy", EBUSY);
+  ExpectThrown([] { const WaitSemaphore semaphore; }, "pthread_mutex_destroy returned 16", 16);
 }
 
 TEST(WaitSemaphoreTest, AWaitAfterDestructionHasBegunReturnsWithoutBlocking) {
@@ -445,6 +462,18 @@ TEST(WaitSemaphoreTest, AnInterruptedTimedWaitKeepsItsDeadline) {
   const BeforeCall later(1, "sem_timedwait", [&] { time.emplace(2000, 0); });
   EXPECT_FALSE(semaphore.TimedWait(3000));
   EXPECT_EQ(LastDeadline().tv_sec, 1003);
+}
+
+TEST(WaitSemaphoreTest, TheDeadlineOfATimedWaitIsFixedBeforeItIsCounted) {
+  WaitSemaphore semaphore;
+  std::optional<TimeOfDay> time(std::in_place, 1000, 0);
+  const FailureOf failure("sem_timedwait", ETIMEDOUT);
+  const BeforeCall later(2, "pthread_mutex_lock", [&] { time.emplace(2000, 0); });
+  EXPECT_FALSE(semaphore.TimedWait(3000));
+  EXPECT_EQ(LastDeadline().tv_sec, 1003);
+  timeval now{};
+  gettimeofday(&now, nullptr);
+  EXPECT_EQ(now.tv_sec, 2000);
 }
 
 std::atomic<int> signalsHandled{0};

@@ -1,9 +1,11 @@
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
-#include <filesystem>
+#include <cstdlib>
 #include <functional>
 #include <iterator>
 #include <stdexcept>
@@ -13,11 +15,16 @@
 #include <vector>
 
 #include "framework/core/Exceptions.h"
+#include "framework/core/Locks.h"
 #include "framework/dns/DNSSocket.h"
 #include "framework/dns/NameServer.h"
+#include "framework/logging/Logger.h"
+#include "tests/logging/OwnProcess.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
+#include "tests/support/TemporaryDirectory.h"
 
 namespace {
 
@@ -54,10 +61,8 @@ Bytes QueryForExampleOrg(unsigned char type) {
   return query;
 }
 
-std::ptrdiff_t OpenDescriptors() {
-  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-  return std::distance(begin(descriptors), end(descriptors));
-}
+// Unless 0, the id that this process seems to have.
+std::atomic<pid_t> scriptedProcessId{0};
 
 // A DNSSocket whose transfers are replaced.
 class TransferSocket : public DNSSocket {
@@ -104,6 +109,11 @@ class TransferSocket : public DNSSocket {
 
 }  // namespace
 
+extern "C" pid_t getpid() noexcept {
+  static const auto system = reinterpret_cast<decltype(&getpid)>(dlsym(RTLD_NEXT, "getpid"));
+  return scriptedProcessId != 0 ? scriptedProcessId.load() : system();
+}
+
 // The class.
 
 TEST_F(DNSSocketTest, ItIsAUDPSocketWithoutADescriptorAndATimeoutOf30Seconds) {
@@ -139,6 +149,16 @@ TEST_F(DNSSocketTest, TheIdIsTheProcessIdModulo65536HighByteFirst) {
   Get("example.org", &DNSSocket::GetARecords);
   const Bytes query = server.Queries().at(0);
   EXPECT_EQ(query[0] * 256 + query[1], getpid() % 65536);
+}
+
+TEST_F(DNSSocketTest, OfAProcessIdAbove65535TheLow16BitsAreTheId) {
+  const ScriptedNameServer server(Zone{});
+  scriptedProcessId = 0x12345;
+  Get("example.org", &DNSSocket::GetARecords);
+  scriptedProcessId = 0;
+  const Bytes query = server.Queries().at(0);
+  EXPECT_EQ(query[0], 0x23);
+  EXPECT_EQ(query[1], 0x45);
 }
 
 TEST_F(DNSSocketTest, TheDomainIsAskedForAsItsCleaningLeavesIt) {
@@ -340,6 +360,18 @@ TEST_F(DNSSocketTest, AnSPFTextFoundByTheTextLookUpNeedsNoNewQuery) {
   EXPECT_EQ(server.Questions(), (Texts{"TXT example.org"}));
 }
 
+TEST_F(DNSSocketTest, AnSPFTextIsRememberedWhicheverLookUpFoundIt) {
+  for (const LookUp lookUp : {&DNSSocket::GetARecords, &DNSSocket::GetNSRecords}) {
+    const ScriptedNameServer server([](const Bytes& query) {
+      return Datagrams{ReplyBuilder(query).A("192.0.2.1").TXT({"v=spf1 a"}).Build()};
+    });
+    DNSSocket dns("example.org");
+    EXPECT_EQ(Get(dns, lookUp), (Texts{"192.0.2.1", "v=spf1 a"}));
+    EXPECT_EQ(dns.GetSPFRecord(), "v=spf1 a");
+    EXPECT_EQ(server.Queries().size(), 1U);
+  }
+}
+
 TEST_F(DNSSocketTest, OfTwoSPFTextsTheSecondCounts) {
   const ScriptedNameServer server(
       Zone{{"TXT example.org", {"v=spf1 a -all", "v=spf1 mx -all", "text"}}});
@@ -382,6 +414,23 @@ TEST_F(DNSSocketTest, OnlyATextRecordIsAnSPFText) {
 }
 
 // Failures.
+
+TEST_F(DNSSocketTest, ALookUpsLineIsWrittenAtOnceWhileTheLoggingThreadRunsToo) {
+  const TemporaryDirectory directory;
+  InOwnProcess([&directory] {
+    fwk::Logger::Init((directory.Path() + "/").c_str(), fwk::Debug, false, false);
+    fwk::Logger::m_bToFile = true;
+    fwk::Logger::m_bToConsole = false;
+    const Mutex threadBlocked(fwk::Logger::m_MutexInstance, true);
+    fwk::Logger::StartAsync();
+    TransferSocket dns;
+    dns.m_onReceive = []() -> int { throw UDPSocketTimeoutException("late"); };
+    EXPECT_EQ(Get(dns, &DNSSocket::GetARecords), Texts{});
+    EXPECT_EQ(directory.Read("current.log"),
+              "Debug: DNSSocket::DoQuery - UDPSocketTimeoutException - late\n");
+    std::_Exit(HasFailure() ? 1 : 0);  // what static objects clean up is the parent's
+  });
+}
 
 TEST_F(DNSSocketTest, AServerThatCannotBeUsedThrowsToTheCaller) {
   dns_servers = "0.0.0.0";

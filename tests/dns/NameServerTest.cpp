@@ -102,6 +102,7 @@ TEST(NameServerTest, WordsEndAtABlankNotAtATab) {
       {"nameserver\t 10.0.0.1\n", "10.0.0.1"},
       {"nameserver 10.0.0.1\t\n", "10.0.0.1"},
       {"nameserver 10.0.0.1\tx\n", "10.0.0.1\tx"},
+      {"nameserver 10.0.0.1\v\n", "10.0.0.1\v"},
       {"\tnameserver 10.0.0.1\n", "10.0.0.1"},
       {"nameserver 10.0.0.1 10.0.0.2\n", "10.0.0.1"},
       {"nameserver 10.0.0.1 \n", "10.0.0.1"},

@@ -1,7 +1,6 @@
 // The programs in examples/, run as their users would.
 
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 
 #include "tests/end_to_end/NameServer.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/OwnMount.h"
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/ScriptedNameServer.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -69,15 +69,6 @@ class EchoServer {
 
  private:
   ChildProcess m_child;
-};
-
-// An /etc of this process's own.
-class OwnEtc {
- public:
-  OwnEtc() { EXPECT_EQ(mount("none", "/etc", "tmpfs", 0, nullptr), 0); }
-  ~OwnEtc() { umount2("/etc", MNT_DETACH); }
-  OwnEtc(const OwnEtc&) = delete;
-  OwnEtc& operator=(const OwnEtc&) = delete;
 };
 
 }  // namespace
@@ -149,7 +140,7 @@ TEST(ExamplesTest, ABlocklistWhoseServerDoesNotAnswerIsNotTrusted) {
 }
 
 TEST(ExamplesTest, TheDaemonLogsItsEnvironmentAndAllOfItsWorkers) {
-  const OwnEtc etc;
+  const OwnMount etc("/etc");
   const TemporaryDirectory logs;
   std::ofstream("/etc/greylog.conf") << "logging=" << logs.Path() << "/\nColour = blue\n";
 

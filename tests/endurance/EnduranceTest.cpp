@@ -17,6 +17,7 @@
 #include "tests/endurance/ScriptedServerProcess.h"
 #include "tests/logging/OwnProcess.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/TemporaryDirectory.h"
 
 using fwk::Logger;

@@ -5,7 +5,6 @@
 #include <malloc.h>
 
 #include <cstddef>
-#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -24,8 +23,4 @@ inline std::size_t ResidentBytes() {
   }
   use >> kilobytes;
   return kilobytes * 1024;
-}
-
-inline std::ptrdiff_t OpenDescriptors() {
-  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }

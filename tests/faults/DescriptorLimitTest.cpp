@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
@@ -19,6 +18,7 @@
 #include "tests/faults/LogTo.h"
 #include "tests/faults/ToolProcess.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
@@ -53,11 +53,6 @@ class NoDescriptors {
  private:
   rlimit m_limit{};
 };
-
-std::ptrdiff_t OpenDescriptors() {
-  const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-  return std::distance(begin(descriptors), end(descriptors));
-}
 
 // The text of the exception that action throws.
 template <typename Exception, typename Action>

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "framework/logging/LogFile.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace {
@@ -63,10 +64,6 @@ mode_t PermissionsOfNewFile(mode_t mask) {
   struct stat status {};
   EXPECT_EQ(stat(directory.Path("new.log").c_str(), &status), 0);
   return status.st_mode & 07777;
-}
-
-std::ptrdiff_t OpenDescriptors() {
-  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 }  // namespace

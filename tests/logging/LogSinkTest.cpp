@@ -137,6 +137,15 @@ TEST_F(LogSinkTest, TheLiveFileGetsTheNameOfTheDayWhoseLinesItHolds) {
   EXPECT_EQ(Files(), 2);
 }
 
+TEST_F(LogSinkTest, AFileThatHasTheDatedNameAlreadyIsReplaced) {
+  Write("2024-02-29.log", "older\n");
+  Write("current.log", "old\n");
+  Logger::m_currentLog = Location() + "2024-02-29.log";
+  Logger::Log(3, "new");
+  EXPECT_EQ(Read("2024-02-29.log"), "old\n");
+  EXPECT_EQ(Read("current.log"), "new\n");
+}
+
 TEST_F(LogSinkTest, AMissingLiveFileAtTheChangeOfDayIsPassedOver) {
   Logger::m_currentLog = Location() + "2024-02-29.log";
   Logger::Log(3, "new");

@@ -16,6 +16,7 @@
 #include "framework/config/Environment.h"
 #include "framework/logging/LogSyslog.h"
 #include "framework/logging/Logger.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/TemporaryDirectory.h"
 
 using fwk::Logger;
@@ -55,10 +56,6 @@ class SystemLog {
   OwnDevices m_devices;
   int m_socket = socket(AF_UNIX, SOCK_DGRAM, 0);
 };
-
-std::ptrdiff_t OpenDescriptors() {
-  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
 
 // A message of a user program (1 * 8), informational (6): its time, then identity[process]: line.
 void ExpectMessage(const std::string& message, const std::string& identity,

@@ -23,6 +23,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "framework/core/Locks.h"
@@ -50,6 +51,29 @@ std::atomic<bool> writeLocksFail{false};   // in other threads than the one that
 thread_local bool writeLocksWorkHere = false;
 std::atomic<int> yields{0};
 
+// An action before the nth of the calls that follow, by whatever thread.
+class Before {
+ public:
+  void Do(int nth, std::function<void()> action) {
+    m_action = std::move(action);
+    m_left = nth;
+  }
+
+  void Call() {
+    if (m_left > 0 && --m_left == 0) {
+      m_action();
+    }
+  }
+
+ private:
+  std::atomic<int> m_left = 0;
+  std::function<void()> m_action;
+};
+
+Before beforeReadLock;
+Before beforeWriteLock;
+Before beforeYield;
+
 }  // namespace
 
 extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
@@ -71,13 +95,22 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
 extern "C" int pthread_rwlock_wrlock(pthread_rwlock_t* lock) noexcept {
   static const auto system =
       reinterpret_cast<decltype(&pthread_rwlock_wrlock)>(dlsym(RTLD_NEXT, "pthread_rwlock_wrlock"));
+  beforeWriteLock.Call();
   return writeLocksFail && !writeLocksWorkHere ? EDEADLK : system(lock);
+}
+
+extern "C" int pthread_rwlock_rdlock(pthread_rwlock_t* lock) noexcept {
+  static const auto system =
+      reinterpret_cast<decltype(&pthread_rwlock_rdlock)>(dlsym(RTLD_NEXT, "pthread_rwlock_rdlock"));
+  beforeReadLock.Call();
+  return system(lock);
 }
 
 extern "C" int sched_yield() noexcept {
   static const auto system =
       reinterpret_cast<decltype(&sched_yield)>(dlsym(RTLD_NEXT, "sched_yield"));
   ++yields;
+  beforeYield.Call();
   return system();
 }
 
@@ -89,6 +122,11 @@ bool ComesTrue(const std::function<bool()>& condition) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   return condition();
+}
+
+// Whether a call on another thread ends in good time.
+bool Ends(const std::future<void>& call) {
+  return call.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
 }
 
 // Whether a call on another thread is still not done after a while.
@@ -391,6 +429,36 @@ TEST_F(LogThreadTest, StopAsyncLosesTheLinesThatAreQueued) {
   EXPECT_EQ(Written(), (Lines{"Info: three", kStart, kEnd}));
 }
 
+TEST_F(LogThreadTest, ALineAlreadyTakenIsWrittenThoughTheQueueIsClosedBeforeItsTurn) {
+  Run([this] {
+    Logger::StartAsync();
+    WaitFor(kStart);
+    const Blocked blocked(Logger::m_MutexInstance, true);
+    std::atomic<bool> taken = false;
+    beforeWriteLock.Do(2, [&taken] {  // the first is for the line's way in, this one for that out
+      // The first asks whether the queue is closed, the second for the location.
+      beforeReadLock.Do(2, [&taken] { taken = true; });
+    });
+    Logger::Log(3, "taken");
+    EXPECT_TRUE(ComesTrue([&taken] { return taken.load(); }));
+    Logger::StopAsync();
+  });
+  EXPECT_EQ(Written(), (Lines{kStart, "Info: taken", kEnd}));
+}
+
+TEST_F(LogThreadTest, ALineTakenJustBeforeTheQueueIsClosedIsLost) {
+  Run([this] {
+    Logger::StartAsync();
+    WaitFor(kStart);
+    beforeWriteLock.Do(2, [] {  // the first is for the line's way in, this one for that out
+      beforeReadLock.Do(1, [] { Logger::m_LogQueue.Close(); });
+    });
+    Logger::Log(3, "taken");
+    WaitFor(kEnd);
+  });
+  EXPECT_EQ(Written(), (Lines{kStart, kEnd}));
+}
+
 TEST_F(LogThreadTest, AClosedQueueDropsLinesSilently) {
   Run([this] {
     Logger::StartAsync();
@@ -467,6 +535,41 @@ TEST_F(LogThreadTest, TheThreadYieldsOnceForEachLine) {
     }
     WaitFor("Info: text 9");
     EXPECT_EQ(yields, 10);
+  });
+}
+
+TEST_F(LogThreadTest, TheThreadYieldsBeforeItTakesALine) {
+  Run([this] {
+    Logger::StartAsync();
+    WaitFor(kStart);
+    std::atomic<bool> wasThere = false;
+    beforeYield.Do(1, [&wasThere] {
+      std::string line;
+      wasThere = Logger::m_LogQueue.Pop(line);
+    });
+    Logger::Log(3, "taken away");
+    EXPECT_TRUE(ComesTrue([&wasThere] { return wasThere.load(); }));
+    Logger::Log(3, "text");
+    WaitFor("Info: text");
+  });
+  EXPECT_EQ(Written(), (Lines{kStart, "Info: text", kEnd}));
+}
+
+TEST_F(LogThreadTest, NoOtherLockIsHeldWhileALineIsQueued) {
+  Run([this] {
+    Logger::StartAsync();
+    WaitFor(kStart);
+    std::future<void> others;
+    beforeWriteLock.Do(1, [&] {  // the queue's
+      others = std::async(std::launch::async, [this] {
+        Logger::m_bAsync = true;
+        Logger::Init((m_directory.Path() + "/").c_str(), 0, false, false);
+      });
+      EXPECT_TRUE(Ends(others));
+    });
+    Logger::Log(3, "text");
+    WaitFor("Info: text");
+    others.get();
   });
 }
 
@@ -733,6 +836,22 @@ TEST_F(LogThreadTest, AStartThatFailedIsTriedAgainByTheNext) {
     WaitFor("Info: text");
   });
   EXPECT_EQ(Written(), (Lines{kStart, "Info: text", kEnd}));
+}
+
+TEST_F(LogThreadTest, StopAsyncWithoutAThreadDoesNotWaitForTheLock) {
+  Run([] {
+    std::future<void> call;
+    for (const bool started : {false, true}) {
+      if (started) {
+        Logger::StartAsync();
+        Logger::StopAsync();
+      }
+      const Mutex lock(Logger::m_MutexInstance, true);
+      call = std::async(std::launch::async, Logger::StopAsync);
+      EXPECT_TRUE(Ends(call));
+    }
+    call.get();
+  });
 }
 
 TEST_F(LogThreadTest, StartAsyncAndStopAsyncWaitForTheLock) {

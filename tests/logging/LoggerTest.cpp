@@ -7,6 +7,9 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <climits>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -17,7 +20,9 @@
 #include <string>
 #include <thread>
 
+#include "framework/core/ThreadedObject.h"
 #include "framework/logging/Logger.h"
+#include "tests/logging/PretendedThread.h"
 #include "tests/support/LogPrefix.h"
 #include "tests/support/ScarceMemory.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -211,6 +216,10 @@ TEST_F(LoggerTest, TheLevelsHaveTheirNumbers) {
   EXPECT_EQ(fwk::Error, 5);
 }
 
+TEST_F(LoggerTest, AnObjectHasNoDataButThatOfItsThread) {
+  EXPECT_EQ(sizeof(Logger), sizeof(ThreadedObject));
+}
+
 TEST_F(LoggerTest, InitSetsItsFourValuesAndNoOther) {
   Logger::m_bToFile = false;
   Logger::m_bToConsole = true;
@@ -251,7 +260,6 @@ TEST_F(LoggerTest, WithTheCommandLinesSettingsALineIsThePrefixAndTheMessageInFil
 
 TEST_F(LoggerTest, EachLevelHasItsPrefixAndOthersHaveNone) {
   InitPlain(0);
-  Logger::m_LogLevel = -100;
   const struct {
     int level;
     const char* line;
@@ -265,10 +273,11 @@ TEST_F(LoggerTest, EachLevelHasItsPrefixAndOthersHaveNone) {
       {6, "text\n"},
       {7, "text\n"},
       {-1, "text\n"},
-      {1000000, "text\n"},
+      {INT_MAX, "text\n"},
   };
   std::string expected;
   for (const auto& row : rows) {
+    Logger::m_LogLevel = row.level < 0 ? -100 : 0;
     Logger::Log(row.level, "text");
     expected += row.line;
     EXPECT_EQ(Written(), expected) << row.level;
@@ -348,6 +357,51 @@ TEST_F(LoggerTest, ACallThatWritesNothingFormatsNothing) {
   EXPECT_EQ(formatted, 4);
 }
 
+TEST_F(LoggerTest, ACallThatWritesNothingTakesNoMemory) {
+  const struct {
+    const char* location;
+    int level;
+  } rows[] = {{"log.txt", 1}, {"", 5}};
+  for (const auto& row : rows) {
+    Logger::Init(row.location, 2, true, true);
+    int refusals = 0;
+    {
+      const ScarceMemory none(0, SIZE_MAX);
+      Logger::Log(row.level, "text %d", 7);
+      Logger::LogSync(row.level, "text %d", 7);
+      refusals = none.Refusals();
+    }
+    EXPECT_EQ(refusals, 0) << row.level;
+  }
+}
+
+// The thread sanitizer cannot report from a thread whose stack has run out, and hangs.
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define SANITIZES_THREADS
+#endif
+#elif defined(__SANITIZE_THREAD__)
+#define SANITIZES_THREADS
+#endif
+
+#ifndef SANITIZES_THREADS
+TEST_F(LoggerTest, AThreadWithLittleStackLogs) {
+  Logger::Init("log.txt", 0, true, true);
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, std::size_t{256} << 10), 0);
+  const auto log = [](void*) -> void* {
+    Logger::Log(3, "text %d", 7);
+    return nullptr;
+  };
+  pthread_t thread{};
+  ASSERT_EQ(pthread_create(&thread, &attributes, log, nullptr), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+  EXPECT_NE(Written().find("] Info: text 7\n"), std::string::npos) << Written();
+}
+#endif
+
 TEST_F(LoggerTest, AMessageIsCutAt4095CharactersNotCountingThePrefix) {
   InitPlain(0);
   const struct {
@@ -400,6 +454,26 @@ TEST_F(LoggerTest, TheThreadPrefixIsTheCallingThreadsIdentifier) {
     Logger::Log(3, "other");
   }).join();
   EXPECT_EQ(Written(), expected);
+}
+
+TEST_F(LoggerTest, AThreadsNumberIsSetRightInThreeColumns) {
+  Logger::Init("log.txt", 0, false, true);
+  const struct {
+    pthread_t thread;
+    const char* line;
+  } rows[] = {{7, "[  7] Info: text\n"},
+              {42, "[ 42] Info: text\n"},
+              {999, "[999] Info: text\n"},
+              {1234, "[1234] Info: text\n"}};
+  std::string expected;
+  for (const auto& row : rows) {
+    {
+      const PretendedThread pretended(row.thread);
+      Logger::Log(3, "text");
+    }
+    expected += row.line;
+    EXPECT_EQ(Written(), expected);
+  }
 }
 
 TEST_F(LoggerTest, WithTheSettingsOfTheStartALineHasAllThreePrefixes) {

@@ -267,6 +267,18 @@ TEST_F(WriteOnceTest, TheLockIsTaken) {
   EXPECT_EQ(Written(), message + "\n");
 }
 
+TEST_F(WriteOnceTest, AKnownMessageDoesNotWaitForTheLock) {
+  const std::string message = Fresh();
+  Write(message);
+  std::future<void> write;
+  {
+    const Mutex lock(Logger::m_MutexInstance, true);
+    write = std::async(std::launch::async, [&] { Write(message); });
+    EXPECT_EQ(write.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+  }
+  write.get();
+}
+
 TEST_F(WriteOnceTest, AMessageThatTwoThreadsWaitToWriteIsWrittenOnce) {
   const std::string message = Fresh();
   std::array<std::future<void>, 2> writes;

@@ -249,6 +249,7 @@ TEST(SocketTest, CreateSocketMakesANonBlockingSocketWhenAsked) {
   socket.CreateSocket(AF_INET, SOCK_STREAM, 0, true);
   EXPECT_TRUE(IsNonBlocking(socket.m_descriptor));
   EXPECT_EQ(socket.m_nonBlocking, 1);
+  EXPECT_EQ(socket.m_wait, 0);
 }
 
 TEST(SocketTest, CreateSocketThatFailsThrowsAndLeavesTheDescriptorAtMinusOne) {
@@ -302,12 +303,26 @@ TEST(SocketTest, SetSocketMakesTheDescriptorNonBlockingWhenAsked) {
   socket.SetSocket(adopted, true);
   EXPECT_TRUE(IsNonBlocking(adopted));
   EXPECT_EQ(socket.m_nonBlocking, 1);
+  EXPECT_EQ(socket.m_wait, 0);
 }
 
 TEST(SocketTest, SetSocketDoesNotCheckTheDescriptor) {
   OpenedSocket socket;
   socket.SetSocket(-7, false);
   EXPECT_EQ(socket.m_descriptor, -7);
+}
+
+TEST(SocketTest, SetSocketMayBeOverridden) {
+  class Overriding : public Socket {
+   public:
+    Overriding() : Socket(0, 0) {}
+    void SetSocket(const int& descriptor, bool /*nonBlocking*/) override { adopted = descriptor; }
+    int adopted = 0;
+  };
+  Overriding overriding;
+  Socket& socket = overriding;
+  socket.SetSocket(7, false);
+  EXPECT_EQ(overriding.adopted, 7);
 }
 
 TEST(SocketTest, SocketNonBlockingKeepsTheOtherFlags) {

@@ -19,7 +19,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
-#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <set>
@@ -30,6 +29,7 @@
 #include "framework/Utilities/RandomString.h"
 #include "framework/core/Exceptions.h"
 #include "framework/net/UDPSocket.h"
+#include "tests/support/OpenDescriptors.h"
 
 namespace {
 
@@ -271,6 +271,14 @@ class CreationRecorder : public OpenedUDPSocket {
   Events created;
 };
 
+// Gets no socket.
+class NoSocket : public OpenedUDPSocket {
+ public:
+  void CreateSocket(int /*domain*/, int /*type*/, int /*protocol*/, bool /*nonBlocking*/) override {
+    throw SocketException("no socket");
+  }
+};
+
 // The other side: a plain socket on 127.0.0.1 that waits for at most 10 s.
 class Peer {
  public:
@@ -360,10 +368,6 @@ bool IsOpen(int descriptor) {
 
 bool IsNonBlocking(int descriptor) {
   return (fcntl(descriptor, F_GETFL) & O_NONBLOCK) != 0;
-}
-
-std::ptrdiff_t OpenDescriptors() {
-  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 // A copy of descriptor whose number is the lowest free one from lowest on; nothing where this
@@ -475,6 +479,15 @@ TEST(UDPSocketTest, TheDestructorClosesTheSocket) {
   EXPECT_FALSE(IsOpen(descriptor));
 }
 
+TEST(UDPSocketTest, TheDestructorClosesWithoutAShutdown) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
+  { const OpenedUDPSocket socket(dup(ends[0])); }
+  EXPECT_EQ(send(ends[1], "x", 1, MSG_DONTWAIT | MSG_NOSIGNAL), 1);
+  close(ends[0]);
+  close(ends[1]);
+}
+
 // Connect
 
 TEST(UDPSocketTest, ConnectSetsThePeerAndReturnsItsAddress) {
@@ -581,6 +594,28 @@ TEST(UDPSocketTest, ANewConnectClosesTheSocketOfTheOneBefore) {
   EXPECT_EQ(ntohs(socket.m_peer.sin_port), 54);
 }
 
+TEST(UDPSocketTest, ConnectThatGetsNoSocketHasSetThePortAndNotThePeer) {
+  NoSocket socket;
+  socket.m_peer.sin_port = htons(7);
+  EXPECT_EQ(FailureText<SocketException>([&] { socket.Connect("192.0.2.1", "53", true); }),
+            "no socket");
+  EXPECT_EQ(socket.m_port, 53);
+  EXPECT_EQ(ntohs(socket.m_peer.sin_port), 7);
+  EXPECT_EQ(socket.m_peer.sin_addr.s_addr, 0U);
+}
+
+TEST(UDPSocketTest, WhatConnectSetOutlivesDestroy) {
+  OpenedUDPSocket socket;
+  socket.m_key = "secret";
+  socket.Connect("127.0.0.1", "53", true);
+  socket.Destroy();
+  EXPECT_NE(socket.m_wait, 0);
+  EXPECT_EQ(socket.m_port, 53);
+  EXPECT_EQ(ntohs(socket.m_peer.sin_port), 53);
+  EXPECT_EQ(socket.m_peer.sin_addr.s_addr, inet_addr("127.0.0.1"));
+  EXPECT_EQ(socket.m_key, "secret");
+}
+
 // ConnectAndProbe
 
 TEST(UDPSocketTest, ConnectAndProbeSendsARandomTextAndKeepsItsEcho) {
@@ -641,6 +676,15 @@ TEST(UDPSocketTest, ConnectAndProbeKeepsWhatCameBackAlsoWhenItIsNoEcho) {
   ExpectProbe(socket.sent.at(0));
   EXPECT_EQ(socket.m_key, "abcdefgh12345678");
   EXPECT_EQ(socket.events, (Events{"send 16", "receive 16", "receive 8"}));
+}
+
+TEST(UDPSocketTest, WhatCameBackIsTheKeyAlsoWhenItIsShorterThanTheProbe) {
+  ScriptedUDPSocket part(Done(16), Bytes("abc"), Fails(EAGAIN));
+  part.ConnectAndProbe("127.0.0.1", "7", false);
+  EXPECT_EQ(part.m_key, "abc");
+  ScriptedUDPSocket nothing(Done(16), Done(0));
+  nothing.ConnectAndProbe("127.0.0.1", "7", false);
+  EXPECT_EQ(nothing.m_key, "");
 }
 
 TEST(UDPSocketTest, ConnectAndProbeWaitsUpTo60SecondsForEachTransfer) {
@@ -1115,13 +1159,24 @@ TEST(UDPSocketTest, ANegativeDescriptorMakesAWaitFail) {
 TEST(UDPSocketTest, ADescriptorAbove1023IsNotWaitedFor) {
   const ScriptedWaits waits;
   OpenedUDPSocket socket;
-  for (const bool reading : {true, false}) {
+  const struct {
+    bool reading;
+    int error;  // before the call
+    const char* text;
+  } rows[] = {
+      {true, 0,
+       "UDPSocket::SelectReadWrite - socket handle exceeds FD_SETSIZE :: failed with code 0: "
+       "Success"},
+      {false, 2,
+       "UDPSocket::SelectReadWrite - socket handle exceeds FD_SETSIZE :: failed with code 2: "
+       "No such file or directory"},
+  };
+  for (const auto& row : rows) {
     EXPECT_EQ(FailureText<SocketException>([&] {
-                errno = 0;
-                socket.SelectReadWrite(1024, reading, 5000);
+                errno = row.error;
+                socket.SelectReadWrite(1024, row.reading, 5000);
               }),
-              "UDPSocket::SelectReadWrite - socket handle exceeds FD_SETSIZE :: failed with code "
-              "0: Success");
+              row.text);
   }
   EXPECT_EQ(waits.events, Events());
   EXPECT_EQ(socket.SelectReadWrite(1023, true, 5000), 1);
@@ -1280,6 +1335,13 @@ TEST(UDPSocketTest, ListenOnAnOpenSocketDoesNothing) {
   EXPECT_EQ(Peer::PortOf(socket.m_descriptor), 0);
 }
 
+TEST(UDPSocketTest, ListenTakesADescriptorBelow0ForNone) {
+  OpenedUDPSocket socket(-1);
+  EXPECT_TRUE(socket.Listen("5353"));
+  EXPECT_GT(socket.m_descriptor, 0);
+  EXPECT_EQ(Peer::PortOf(socket.m_descriptor), 5353);
+}
+
 TEST(UDPSocketTest, ListenThrowsWhenThePortIsTaken) {
   for (const char* const port : {"53", "5353"}) {
     OpenedUDPSocket first;
@@ -1335,6 +1397,23 @@ TEST(UDPSocketTest, ListenOnAPortAbove1023ChangesNoId) {
   }
 }
 
+TEST(UDPSocketTest, ListenReadsItsPortAsConnectDoes) {
+  const struct {
+    const char* text;
+    int port;
+    std::size_t events;  // the bind, with four changes of ids for a privileged port
+  } rows[] = {{" 5353x", 5353, 1}, {"65589", 53, 5}, {"", 0, 5}};
+  for (const auto& row : rows) {
+    ScriptedIdentity identity;
+    UDPSocket::SaveIdentity();
+    identity.events.clear();
+    OpenedUDPSocket socket;
+    EXPECT_TRUE(socket.Listen(row.text));
+    EXPECT_EQ(socket.m_port, row.port) << row.text;
+    EXPECT_EQ(identity.events.size(), row.events) << row.text;
+  }
+}
+
 TEST(UDPSocketTest, ListenLeavesTheIdsSwappedWhenTheBindFails) {
   OpenedUDPSocket first;
   first.Listen("53");
@@ -1344,6 +1423,15 @@ TEST(UDPSocketTest, ListenLeavesTheIdsSwappedWhenTheBindFails) {
   OpenedUDPSocket second;
   EXPECT_THROW(second.Listen("53"), SocketException);
   EXPECT_EQ(identity.events, (Events{"setreuid 12 11", "setregid 14 13", "bind"}));
+}
+
+TEST(UDPSocketTest, ListenThatGetsNoSocketChangesNoId) {
+  ScriptedIdentity identity;
+  UDPSocket::SaveIdentity();
+  identity.events.clear();
+  NoSocket socket;
+  EXPECT_THROW(socket.Listen("53"), SocketException);
+  EXPECT_EQ(identity.events, Events());
 }
 
 TEST(UDPSocketTest, ListenUsesTheIdsSavedAndNotThoseOfTheMoment) {
@@ -1443,6 +1531,7 @@ TEST(UDPSocketTest, TheEchoGoesThroughTheReplySocketWith60Seconds) {
   Server server;
   Peer client;
   client.SendTo(server.Port(), "hello");
+  server.listener.m_wait = 1;
   Recorder reply;
   const ScriptedWaits waits;
   testing::internal::CaptureStdout();
@@ -1503,6 +1592,17 @@ TEST(UDPSocketTest, AcceptThrowsWhenNothingCanBeReceived) {
   EXPECT_EQ(reply.m_descriptor, 0);
 }
 
+TEST(UDPSocketTest, AcceptHasPrintedTheDatagramWhenThereIsNoReplySocket) {
+  Server server;
+  Peer client;
+  client.SendTo(server.Port(), "hello");
+  NoSocket reply;
+  testing::internal::CaptureStdout();
+  EXPECT_THROW(server.listener.Accept(reply, false), SocketException);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            Print("Received packet from 127.0.0.1:%d\nData: hello\n", client.Port()));
+}
+
 // Messages
 
 TEST(UDPSocketTest, SendMessageSendsTheLengthAndThenTheBytes) {
@@ -1529,6 +1629,7 @@ TEST(UDPSocketTest, SendMessageWaitsItsTimeoutForTheLengthAnd60SecondsForTheByte
 TEST(UDPSocketTest, SendMessageIsFalseWhenOneOfTheSendsMovesNothing) {
   ScriptedUDPSocket noLength(Done(0), Done(5));
   EXPECT_FALSE(noLength.SendMessage("hello", 1000));
+  EXPECT_EQ(noLength.events, Events{"send 4"});
   ScriptedUDPSocket noBytes(Done(4), Done(0));
   EXPECT_FALSE(noBytes.SendMessage("hello", 1000));
   EXPECT_EQ(noBytes.events, (Events{"send 4", "send 5"}));

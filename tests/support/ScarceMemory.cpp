@@ -10,10 +10,20 @@ namespace {
 // Refused are sizes from smallest up to largest.
 std::atomic<std::size_t> smallest{1};
 std::atomic<std::size_t> largest{0};
+std::atomic<int> refusals{0};
+
+void* Allocate(std::size_t size) {
+  if (size >= smallest && size <= largest) {
+    ++refusals;
+    return nullptr;
+  }
+  return std::malloc(size);
+}
 
 }  // namespace
 
 ScarceMemory::ScarceMemory(std::size_t from, std::size_t to) {
+  refusals = 0;
   smallest = from;
   largest = to;
 }
@@ -23,9 +33,13 @@ ScarceMemory::~ScarceMemory() {
   largest = 0;
 }
 
+int ScarceMemory::Refusals() const {
+  return refusals;
+}
+
 // Not inlined: the compiler would warn of malloc() behind delete.
 __attribute__((noinline)) void* operator new(std::size_t size) {
-  void* const memory = size >= smallest && size <= largest ? nullptr : std::malloc(size);
+  void* const memory = Allocate(size);
   if (memory == nullptr) {
     throw std::bad_alloc();
   }

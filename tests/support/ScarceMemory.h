@@ -13,6 +13,9 @@ class ScarceMemory {
   explicit ScarceMemory(std::size_t smallest = 601, std::size_t largest = 2099);
   ~ScarceMemory();
 
+  // How often memory was refused.
+  int Refusals() const;
+
   ScarceMemory(const ScarceMemory&) = delete;
   ScarceMemory& operator=(const ScarceMemory&) = delete;
 };

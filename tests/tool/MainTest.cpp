@@ -1,14 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "framework/config/Config.h"
 #include "framework/core/Exceptions.h"
 #include "framework/dns/NameServer.h"
 #include "framework/logging/Logger.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/PrivateNetwork.h"
+#include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -283,4 +287,30 @@ TEST_F(MainTest, LogLinesStandInTheReportWhereTheyArise) {
   EXPECT_EQ(Run({"spfcheck", domain}).standardOutput,
             "Domain : " + domain + "\nA records : \n" + line + "MX records : \n" +
                 "NS records : \n" + line + "TXT records : \n" + line);
+}
+
+TEST_F(MainTest, TheLoggingThreadIsNotStarted) {
+  bool queued = true;
+  {
+    const ScriptedNameServer server([&queued](const Bytes& query) {
+      queued = fwk::Logger::m_bAsync;
+      return Datagrams{ReplyBuilder(query).Build()};
+    });
+    EXPECT_EQ(Run({"spfcheck", "example.org", "192.0.2.1"}).status, 0);
+  }
+  EXPECT_FALSE(queued);
+}
+
+// The configuration.
+
+TEST_F(MainTest, NoConfigurationFileIsRead) {
+  using Entries = std::map<std::string, std::string>;
+  const ScriptedNameServer server(Zone{});
+  SetResolverFile("");
+  dns_servers.clear();
+  Config::m_config = {{"dns_server", "127.0.0.1"}};
+  EXPECT_EQ(Run({"spfcheck", "example.org"}).status, 0);
+  EXPECT_EQ(server.Questions(), kReportQuestions);
+  EXPECT_EQ(Config::m_config, (Entries{{"dns_server", "127.0.0.1"}}));
+  Config::m_config.clear();  // for the tests after this one
 }

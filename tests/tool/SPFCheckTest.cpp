@@ -2,15 +2,27 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
+#include <cstdlib>
+#include <iterator>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
 #include "framework/core/Exceptions.h"
+#include "framework/core/Locks.h"
 #include "framework/dns/NameServer.h"
+#include "framework/logging/Logger.h"
+#include "tests/logging/OwnProcess.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/ScriptedNameServer.h"
+#include "tests/support/TemporaryDirectory.h"
 #include "tool/SPFCheck.h"
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -73,6 +85,15 @@ class OpenedSPFCheck : public SPFCheck {
   using SPFCheck::m_timeout;
   using SPFCheck::SPFCheck;
 };
+
+// Whether condition comes true within 30 s.
+template <typename Condition>
+bool ComesTrue(const Condition& condition) {
+  for (int i = 0; i < 3000 && !condition(); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return condition();
+}
 
 int Count(const std::string& text, const std::string& part) {
   int count = 0;
@@ -159,6 +180,44 @@ TEST_F(SPFCheckTest, AnExceptionLeavesNoSocketBehind) {
   EXPECT_THROW(SPFCheck(kClient, "", "example.org", 0, "v=spf1 include:d1.test"),
                std::invalid_argument);
   EXPECT_EQ(Socket::m_nAccessCounter, before);
+}
+
+TEST_F(SPFCheckTest, EveryTermAndOutcomeLeavesNoSocketAndNoDescriptorBehind) {
+  const ScriptedNameServer server(Zone{{"A example.org", {kClient}}});
+  const struct {
+    const char* ip;
+    const char* record;
+  } rows[] = {{kClient, "a"}, {"192.0.2.9", "a"}, {kClient, "mx"}, {kClient, "a/x"}};
+  for (const auto& row : rows) {
+    const int sockets = Socket::m_nAccessCounter;
+    const std::ptrdiff_t descriptors = OpenDescriptors();
+    try {
+      const SPFCheck check(row.ip, "", "example.org", 0, row.record);
+    } catch (const std::invalid_argument&) {  // a/x
+    }
+    EXPECT_EQ(Socket::m_nAccessCounter, sockets) << row.record;
+    EXPECT_EQ(OpenDescriptors(), descriptors) << row.record;
+  }
+}
+
+// The log.
+
+TEST_F(SPFCheckTest, LinesAreLeftToTheLoggingThreadWhereItRuns) {
+  const TemporaryDirectory directory;
+  const std::string lines = Begin("v=spf1 x") + NotSupported("x");
+  InOwnProcess([&] {
+    fwk::Logger::Init((directory.Path() + "/").c_str(), fwk::Debug, false, false);
+    fwk::Logger::m_bToFile = true;
+    fwk::Logger::m_bToConsole = false;
+    {
+      const Mutex threadBlocked(fwk::Logger::m_MutexInstance, true);
+      fwk::Logger::StartAsync();
+      const SPFCheck check(kClient, "", "example.org", 0, "v=spf1 x");
+      EXPECT_EQ(directory.Read("current.log"), "");
+    }
+    EXPECT_TRUE(ComesTrue([&] { return directory.Read("current.log").ends_with(lines); }));
+    std::_Exit(HasFailure() ? 1 : 0);  // what static objects clean up is the parent's
+  });
 }
 
 // The record.
@@ -255,6 +314,7 @@ TEST_F(SPFCheckTest, BlanksBetweenTerms) {
       {"v=spf1 \tx\r\n \ny\t", false, {"x", "y"}},  // blanks of other kinds are trimmed
       {"v=spf1 x\ty", false, {"x\ty"}},             // and separate nothing
       {"v=spf1\tx y", false, {"y"}},
+      {"v=spf1 x\v", false, {"x\v"}},  // nothing else is a blank
   };
   for (const Row& row : rows) {
     const Outcome outcome = CheckRecord(row.record);
@@ -271,6 +331,10 @@ TEST_F(SPFCheckTest, EmptyTermsDoNotStopTheWalk) {
   EXPECT_TRUE(CheckRecord("v=spf1  ip4:192.0.2.1").passed);
   EXPECT_TRUE(CheckRecord("v=spf1   ip4:192.0.2.1").passed);
   EXPECT_TRUE(CheckRecord("   ip4:192.0.2.1").passed);
+}
+
+TEST_F(SPFCheckTest, ATermEndsAtAZeroByte) {
+  EXPECT_TRUE(CheckRecord("ip4:192.0.2.1/32\0x"s).passed);
 }
 
 // The domain.
@@ -304,6 +368,11 @@ TEST_F(SPFCheckTest, TheSendersDomainReplacesTheDomain) {
     EXPECT_EQ(outcome.log, FirstLine("example.org", row.sender) + RecordLine(""));
     EXPECT_FALSE(outcome.passed);
   }
+}
+
+TEST_F(SPFCheckTest, TheSendersDomainEndsAtAZeroByte) {
+  EXPECT_EQ(Check({}, kClient, "x@d.test\0y"s, "example.org", 0, "").questions,
+            (Texts{"TXT d.test"}));
 }
 
 TEST_F(SPFCheckTest, TheRecordOfTheSendersDomainIsEvaluated) {
