@@ -435,7 +435,7 @@ TEST_F(LogThreadTest, ALineAlreadyTakenIsWrittenThoughTheQueueIsClosedBeforeItsT
     WaitFor(kStart);
     const Blocked blocked(Logger::m_MutexInstance, true);
     std::atomic<bool> taken = false;
-    beforeWriteLock.Do(2, [&taken] {  // the first is for the line's way in, this one for that out
+    beforeWriteLock.Do(2, [&taken] {  // the first brings the line in, the second takes it out
       // The first asks whether the queue is closed, the second for the location.
       beforeReadLock.Do(2, [&taken] { taken = true; });
     });
@@ -450,7 +450,7 @@ TEST_F(LogThreadTest, ALineTakenJustBeforeTheQueueIsClosedIsLost) {
   Run([this] {
     Logger::StartAsync();
     WaitFor(kStart);
-    beforeWriteLock.Do(2, [] {  // the first is for the line's way in, this one for that out
+    beforeWriteLock.Do(2, [] {  // the first brings the line in, the second takes it out
       beforeReadLock.Do(1, [] { Logger::m_LogQueue.Close(); });
     });
     Logger::Log(3, "taken");
