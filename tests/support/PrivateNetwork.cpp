@@ -1,6 +1,5 @@
 #include "tests/support/PrivateNetwork.h"
 
-#include <gtest/gtest.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
@@ -73,19 +72,14 @@ void MountResolverFile(const std::string& path) {
   }
 }
 
-int main(int argc, char* argv[]) {
-  const bool inside = std::getenv(kInside) != nullptr;
-  const bool listing = argc > 1 && std::strncmp(argv[1], "--gtest_list_tests", 18) == 0;
-  if (inside) {
-    BringLoopbackUp();
-  } else if (!listing && IsAllowed()) {
+void EnterPrivateNetwork(char* argv[]) {
+  if (std::getenv(kInside) == nullptr) {
+    if (!IsAllowed()) {
+      std::puts("Skipped: this machine forbids private network namespaces");
+      std::exit(kSkipped);
+    }
     EnterAnew(argv);
-    std::perror("unshare");
-    return 1;
-  } else if (!listing) {
-    std::puts("Skipped: this machine forbids private network namespaces");
-    return kSkipped;
+    ThrowErrno("unshare");
   }
-  testing::InitGoogleTest(&argc, argv);
-  return RUN_ALL_TESTS();
+  BringLoopbackUp();
 }

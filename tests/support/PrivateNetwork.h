@@ -1,13 +1,17 @@
 // A network and mounts that only this test process sees, so that tests may bind port 53 and choose
 // /etc/resolv.conf without any right on the host.
 //
-// A test program that links test_private_network gets a main() that starts the program anew inside
-// such a network, with the loopback interface up and nothing else. Where the machine forbids that,
-// the program ends with status 77 and the reason, which ctest reports as skipped.
+// A test program that links test_private_network gets a main() that enters one first.
 
 #pragma once
 
 #include <string>
+
+// Starts the program, whose arguments are argv, anew inside such a network, with the loopback
+// interface up and nothing else; inside it returns. Where the machine forbids that, the program
+// ends with status 77 and the reason, which ctest reports as skipped. A caller that made the
+// namespaces itself says so by the environment variable SPFCHECK_TESTS_INSIDE_PRIVATE_NETWORK.
+void EnterPrivateNetwork(char* argv[]);
 
 // Makes content what /etc/resolv.conf holds, for this process and its children, from now on.
 // Throws std::system_error when that fails.
