@@ -26,9 +26,10 @@
 #include <cstdint>
 #include <string>
 
+#include "framework/core/Export.h"
 #include "framework/net/Socket.h"
 
-class SPFCheck : public Socket {
+class FWK_EXPORT SPFCheck : public Socket {
  public:
   // ip: the client's IPv4 address, dotted quad, not checked.
   // smtpFrom: the envelope sender; if it has an "@", what stands behind the first one is the

@@ -3,12 +3,13 @@
 
 #pragma once
 
+#include "framework/core/Export.h"
 #include "framework/core/Locks.h"
 #include "framework/core/ThreadAnnotations.h"
 
 namespace fwk {
 
-class Boolean {
+class FWK_EXPORT Boolean {
  public:
   Boolean() = default;  // false
   virtual ~Boolean() noexcept(false);

@@ -9,6 +9,8 @@
 #include <ctime>
 #include <optional>
 
+#include "framework/core/Export.h"
+
 namespace fwk {
 
 // Days before each month in a common year; [12] is the length of the year.
@@ -24,7 +26,7 @@ constexpr bool IsLeapYear(std::int32_t year) {
   return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
 }
 
-struct CalendarFields {
+struct FWK_EXPORT CalendarFields {
   std::int32_t second = 0;
   std::int32_t minute = 0;
   std::int32_t hour = 0;

@@ -13,10 +13,11 @@
 #include <string>
 
 #include "framework/Utilities/CalendarFields.h"
+#include "framework/core/Export.h"
 
 namespace fwk {
 
-class DateTime {
+class FWK_EXPORT DateTime {
  public:
   // Days before each month in a common year; [12] is the length of the year.
   static constexpr auto& _MonthDays = kMonthDays;

@@ -18,10 +18,12 @@
 #include <string>
 #include <vector>
 
+#include "framework/core/Export.h"
+
 template <typename T>
 concept CipherByte = std::same_as<T, char> || std::same_as<T, unsigned char>;
 
-class Encryption {
+class FWK_EXPORT Encryption {
  public:
   // Each form runs the cipher once over data into output, with lengths in bytes. A buffer given as
   // output has room for dataLength bytes; a string gets that length. The output may be the data or

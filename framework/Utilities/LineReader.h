@@ -10,7 +10,9 @@
 #include <memory>
 #include <string>
 
-class LineReader {
+#include "framework/core/Export.h"
+
+class FWK_EXPORT LineReader {
  public:
   static constexpr std::size_t kNoLimit = std::string::npos;
 

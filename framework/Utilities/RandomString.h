@@ -9,7 +9,9 @@
 #include <atomic>
 #include <string>
 
-class RandomString {
+#include "framework/core/Export.h"
+
+class FWK_EXPORT RandomString {
  public:
   // length characters of alphabet; none when length is 0 or negative. The first one made in a
   // process seeds the generator, with the time in seconds plus its length.

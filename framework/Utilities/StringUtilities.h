@@ -10,15 +10,17 @@
 #include <cstdint>
 #include <string>
 
+#include "framework/core/Export.h"
+
 // Cuts the next token off the front of source and returns it, together with the one delimiter
 // behind it, which is dropped. The search starts at the second character: a delimiter in first
 // place belongs to the token. So of two delimiters between words the second stays in front of the
 // next token, and of three the middle one is a token of its own. Without a delimiter the whole
 // source is the token; an empty source gives an empty token.
-std::string GetToken(char delimiter, std::string& source);
+FWK_EXPORT std::string GetToken(char delimiter, std::string& source);
 
 // A text without the characters of a set at its two ends; inside the text they stay.
-class Trim {
+class FWK_EXPORT Trim {
  public:
   // set: a C string, so it cannot hold the character 0.
   Trim(const std::string& source, const char* set);
@@ -32,8 +34,8 @@ class Trim {
 };
 
 // Case by the C library's toupper and tolower: in the default locale only A to Z and a to z change.
-std::string ToUpper(const std::string& source);
-std::string ToLower(const std::string& source);
+FWK_EXPORT std::string ToUpper(const std::string& source);
+FWK_EXPORT std::string ToLower(const std::string& source);
 
 // The decimal number that text holds, wrapping silently past 32 bits.
 //
@@ -41,29 +43,29 @@ std::string ToLower(const std::string& source);
 // and any other character ends the number.
 // Throws std::invalid_argument "zero-length string" for an empty text, lenient or not, and
 // "non-digit character" as above.
-std::uint32_t StringToUnsigned(const std::string& text, bool lenient);
+FWK_EXPORT std::uint32_t StringToUnsigned(const std::string& text, bool lenient);
 
 // As StringToUnsigned, with an optional "+" or "-" in front. A text that is only the sign throws
 // std::invalid_argument "sign-only string", lenient or not.
-std::int32_t StringToInt(const std::string& text, bool lenient);
+FWK_EXPORT std::int32_t StringToInt(const std::string& text, bool lenient);
 
 // StringToInt, strict; defaultValue when the text is empty or not a number.
-std::int32_t StringToIntOr(const std::string& text, std::int32_t defaultValue);
+FWK_EXPORT std::int32_t StringToIntOr(const std::string& text, std::int32_t defaultValue);
 
 // source without what a terminal or a mail log should not see: keeps printable ASCII, tab, line
 // feed, carriage return and complete UTF-8 sequences (RFC 3629, section 3), and drops every other
 // byte by itself. It is lenient on purpose: overlong forms and surrogates pass, and the bytes 127
 // to 193 count as leads of three-byte sequences. The C1 controls (0xC2 0x80 to 0xC2 0x9F) are
 // dropped.
-std::string SanitiseUtf8(const std::string& source);
+FWK_EXPORT std::string SanitiseUtf8(const std::string& source);
 
 // source with every character of set (a C string) replaced by its numeric character reference,
 // "&#" and at least three decimal digits and ";". The code is that of the signed byte printed
 // unsigned: byte 200 gives "&#4294967240;". The text in front of a reference, from the one before
 // it, goes through StringFormat: it ends at its first zero byte, and where it is as long as that
 // formats the reference is cut off. Each reference costs a formatting call.
-std::string EncodeChars(const std::string& source, const char* set);
+FWK_EXPORT std::string EncodeChars(const std::string& source, const char* set);
 
 // As EncodeChars, for every character that is not an ASCII letter, a digit, a blank or one of
 // ":;/&#.?=_-,". Text that is encoded already passes unchanged.
-std::string EncodeUnsafeChars(const std::string& source);
+FWK_EXPORT std::string EncodeUnsafeChars(const std::string& source);

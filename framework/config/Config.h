@@ -8,7 +8,9 @@
 #include <map>
 #include <string>
 
-class Config {
+#include "framework/core/Export.h"
+
+class FWK_EXPORT Config {
  public:
   Config() = delete;
 

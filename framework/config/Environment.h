@@ -11,10 +11,11 @@
 #include <cstdint>
 #include <string>
 
+#include "framework/core/Export.h"
 #include "framework/core/Locks.h"
 #include "framework/core/ThreadAnnotations.h"
 
-class Environment {
+class FWK_EXPORT Environment {
  public:
   // Loads /etc/NAME.conf, with name in lower case, whose key "logging" gives the logger's location
   // (/var/log/NAME/ without it) and "log_level" its level (3 without it, or when it is no number);

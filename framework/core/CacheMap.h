@@ -10,11 +10,12 @@
 #include <stdexcept>
 #include <string>
 
+#include "framework/core/Export.h"
 #include "framework/core/Locks.h"
 #include "framework/core/ThreadAnnotations.h"
 
 template <typename Key>
-class CacheMap {
+class FWK_EXPORT CacheMap {
  public:
   static constexpr std::uint32_t kNextStamp = 0xFFFFFFFF;
 

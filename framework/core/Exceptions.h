@@ -21,7 +21,9 @@
 #include <exception>
 #include <string>
 
-class StdException : public std::exception {
+#include "framework/core/Export.h"
+
+class FWK_EXPORT StdException : public std::exception {
  public:
   explicit StdException(const std::string& message);
   ~StdException() override;
@@ -35,7 +37,7 @@ class StdException : public std::exception {
   std::string m_message;
 };
 
-class StdSystemException : public StdException {
+class FWK_EXPORT StdSystemException : public StdException {
  public:
   StdSystemException(std::int32_t code, const std::string& message);
 
@@ -52,37 +54,37 @@ class StdSystemException : public StdException {
   std::int32_t m_code;
 };
 
-class SocketException : public StdException {
+class FWK_EXPORT SocketException : public StdException {
  public:
   explicit SocketException(const std::string& message);
   ~SocketException() override;
 };
 
-class SocketClosedException : public SocketException {
+class FWK_EXPORT SocketClosedException : public SocketException {
  public:
   explicit SocketClosedException(const std::string& message);
   ~SocketClosedException() override;
 };
 
-class RBLSocketException : public SocketException {
+class FWK_EXPORT RBLSocketException : public SocketException {
  public:
   explicit RBLSocketException(const std::string& message);
   ~RBLSocketException() override;
 };
 
-class UDPSocketException : public StdException {
+class FWK_EXPORT UDPSocketException : public StdException {
  public:
   explicit UDPSocketException(const std::string& message);
   ~UDPSocketException() override;
 };
 
-class UDPSocketTimeoutException : public UDPSocketException {
+class FWK_EXPORT UDPSocketTimeoutException : public UDPSocketException {
  public:
   explicit UDPSocketTimeoutException(const std::string& message);
   ~UDPSocketTimeoutException() override;
 };
 
-class ConfigException : public StdException {
+class FWK_EXPORT ConfigException : public StdException {
  public:
   explicit ConfigException(const std::string& message);
   ~ConfigException() override;
@@ -92,8 +94,8 @@ class ConfigException : public StdException {
 // result equals expected; otherwise throws a StdSystemException whose code is result and whose
 // text is the function's name, " returned " and the result. A null function is named
 // "unknown function".
-bool CheckReturnCode(int result, const char* function, int expected);
+FWK_EXPORT bool CheckReturnCode(int result, const char* function, int expected);
 
 // The text for a failed system call: where, " :: failed with code ", code, ": " and the system's
 // text for code. An empty where gives the system's text alone.
-std::string FormatSystemError(const std::string& where, int code);
+FWK_EXPORT std::string FormatSystemError(const std::string& where, int code);

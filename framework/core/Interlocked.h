@@ -3,9 +3,10 @@
 
 #pragma once
 
+#include "framework/core/Export.h"
 #include "framework/core/Locks.h"
 
-class Interlocked {
+class FWK_EXPORT Interlocked {
  public:
   Interlocked() = delete;
 

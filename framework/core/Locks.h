@@ -15,9 +15,10 @@
 
 #include <pthread.h>
 
+#include "framework/core/Export.h"
 #include "framework/core/ThreadAnnotations.h"
 
-class FWK_CAPABILITY("mutex") MutexInstance {
+class FWK_EXPORT FWK_CAPABILITY("mutex") MutexInstance {
  public:
   // type: as pthread_mutexattr_settype takes it. The framework's own mutexes are all
   // PTHREAD_MUTEX_RECURSIVE: a thread may lock again what it holds, and unlocks as many times.
@@ -35,7 +36,7 @@ class FWK_CAPABILITY("mutex") MutexInstance {
   pthread_mutexattr_t m_attributes{};
 };
 
-class FWK_SCOPED_CAPABILITY Mutex {
+class FWK_EXPORT FWK_SCOPED_CAPABILITY Mutex {
  public:
   // lock: whether to lock now and, with that, whether the destructor unlocks. Lock() and Unlock()
   // do not change what the destructor does: a guard made with true must hold the lock when it dies.
@@ -56,7 +57,7 @@ class FWK_SCOPED_CAPABILITY Mutex {
 
 // A read/write lock with default attributes, so it is not recursive: to take the write lock while
 // the same thread holds the read lock deadlocks or throws (EDEADLK).
-class FWK_CAPABILITY("read/write lock") MutexReadWriteInstance {
+class FWK_EXPORT FWK_CAPABILITY("read/write lock") MutexReadWriteInstance {
  public:
   MutexReadWriteInstance();
   virtual ~MutexReadWriteInstance() noexcept(false);
@@ -71,7 +72,7 @@ class FWK_CAPABILITY("read/write lock") MutexReadWriteInstance {
   pthread_rwlock_t m_lock{};
 };
 
-class FWK_SCOPED_CAPABILITY MutexRead {
+class FWK_EXPORT FWK_SCOPED_CAPABILITY MutexRead {
  public:
   explicit MutexRead(MutexReadWriteInstance& instance) FWK_ACQUIRE_SHARED(instance);
   virtual ~MutexRead() noexcept(false) FWK_RELEASE();
@@ -83,7 +84,7 @@ class FWK_SCOPED_CAPABILITY MutexRead {
   pthread_rwlock_t* m_lock;
 };
 
-class FWK_SCOPED_CAPABILITY MutexWrite {
+class FWK_EXPORT FWK_SCOPED_CAPABILITY MutexWrite {
  public:
   explicit MutexWrite(MutexReadWriteInstance& instance) FWK_ACQUIRE(instance);
   virtual ~MutexWrite() noexcept(false) FWK_RELEASE();

@@ -10,12 +10,13 @@
 #include <string>
 #include <utility>
 
+#include "framework/core/Export.h"
 #include "framework/core/Locks.h"
 #include "framework/core/ThreadAnnotations.h"
 #include "framework/core/WaitSemaphore.h"
 
 template <typename T>
-class Queue {
+class FWK_EXPORT Queue {
  public:
   Queue() = default;
   ~Queue() noexcept(false) = default;

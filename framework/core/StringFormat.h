@@ -7,7 +7,9 @@
 
 #include <string>
 
-class StringFormat {
+#include "framework/core/Export.h"
+
+class FWK_EXPORT StringFormat {
  public:
   // Formats at once. At most 1,048,575 characters are kept, longer output is cut silently; a zero
   // byte that the format produces ends the text there.

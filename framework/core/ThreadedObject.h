@@ -18,7 +18,9 @@
 #include <memory>
 #include <semaphore>
 
-class ThreadedObject {
+#include "framework/core/Export.h"
+
+class FWK_EXPORT ThreadedObject {
  public:
   ThreadedObject() = default;
 

@@ -12,11 +12,12 @@
 #include <cstdint>
 
 // Interlocked is for its lock, which must outlive every static semaphore.
+#include "framework/core/Export.h"
 #include "framework/core/Interlocked.h"
 #include "framework/core/Locks.h"
 #include "framework/core/ThreadAnnotations.h"
 
-class WaitSemaphore {
+class FWK_EXPORT WaitSemaphore {
  public:
   // Count 0, open.
   WaitSemaphore();

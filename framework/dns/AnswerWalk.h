@@ -15,9 +15,10 @@
 #include <span>
 #include <string>
 
+#include "framework/core/Export.h"
 #include "framework/dns/MessageReader.h"
 
-class AnswerWalk {
+class FWK_EXPORT AnswerWalk {
  public:
   // What one record holds: for A a dotted quad, for NS a host name, for TXT the bytes of its text
   // as they came. Empty for what has no value.

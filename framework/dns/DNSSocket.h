@@ -16,9 +16,10 @@
 #include <string>
 #include <vector>
 
+#include "framework/core/Export.h"
 #include "framework/net/UDPSocket.h"
 
-class DNSSocket : public UDPSocket {
+class FWK_EXPORT DNSSocket : public UDPSocket {
  public:
   // domain: asked for in every look-up, as SanitiseUtf8 leaves it. Fills dns_servers when it is
   // empty: from the last nameserver line of /etc/resolv.conf, else from the configuration key

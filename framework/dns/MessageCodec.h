@@ -12,9 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "framework/core/Export.h"
 #include "framework/dns/MessageReader.h"
 
-class MessageCodec {
+class FWK_EXPORT MessageCodec {
  public:
   MessageCodec() = delete;
 

@@ -10,7 +10,9 @@
 #include <span>
 #include <string>
 
-class MessageReader {
+#include "framework/core/Export.h"
+
+class FWK_EXPORT MessageReader {
  public:
   explicit MessageReader(std::span<const unsigned char> message);
 

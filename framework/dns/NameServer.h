@@ -4,13 +4,15 @@
 
 #include <string>
 
+#include "framework/core/Export.h"
+
 // One IPv4 address as dotted quad, not checked; asked on port 53. Empty until the first DNSSocket
 // of the process fills it, and never changed after that: write it before, or not at all.
-inline std::string dns_servers;
+FWK_EXPORT inline std::string dns_servers;
 
 // The address on the last line of the resolver file at path whose first word is "nameserver"
 // (resolv.conf(5)); empty when there is no such line, when nothing follows the word, and when the
 // file cannot be read.
 //
 // Words end at a blank, not at a tab. A line that begins with "#" is skipped.
-std::string ReadNameServer(const std::string& path);
+FWK_EXPORT std::string ReadNameServer(const std::string& path);

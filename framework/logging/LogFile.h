@@ -9,9 +9,11 @@
 #include <string>
 #include <string_view>
 
+#include "framework/core/Export.h"
+
 namespace fwk {
 
-class LogFile {
+class FWK_EXPORT LogFile {
  public:
   // Opens path to append to it. An absent file is created, as far as the umask lets readable and
   // writable by all; an existing one keeps what it holds.

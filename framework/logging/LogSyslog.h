@@ -3,9 +3,11 @@
 
 #pragma once
 
+#include "framework/core/Export.h"
+
 namespace fwk {
 
-class LogSyslog {
+class FWK_EXPORT LogSyslog {
  public:
   LogSyslog() = default;
   virtual ~LogSyslog();

@@ -24,6 +24,7 @@
 
 #include "framework/Utilities/Boolean.h"
 #include "framework/core/CacheMap.h"
+#include "framework/core/Export.h"
 #include "framework/core/Locks.h"
 #include "framework/core/Queue.h"
 #include "framework/core/ThreadAnnotations.h"
@@ -41,7 +42,7 @@ enum LogLevel : int {
   Error = 5,
 };
 
-class Logger : public ThreadedObject {
+class FWK_EXPORT Logger : public ThreadedObject {
  public:
   // The body of the logging thread; StartAsync runs it.
   std::uint32_t ObjectThreadMethod() override;

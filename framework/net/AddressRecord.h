@@ -9,7 +9,9 @@
 #include <memory>
 #include <string>
 
-class AddressRecord {
+#include "framework/core/Export.h"
+
+class FWK_EXPORT AddressRecord {
  public:
   // Copies length bytes from address, a socket address of the given family (its port and address
   // in network byte order). canonicalName is empty when the resolver gave none.

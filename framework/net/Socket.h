@@ -15,9 +15,10 @@
 #include <string>
 #include <vector>
 
+#include "framework/core/Export.h"
 #include "framework/net/AddressRecord.h"
 
-class Socket {
+class FWK_EXPORT Socket {
  public:
   // The number of Socket objects alive.
   inline static std::atomic<std::int32_t> m_nAccessCounter{0};

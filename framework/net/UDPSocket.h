@@ -17,9 +17,10 @@
 #include <cstdint>
 #include <string>
 
+#include "framework/core/Export.h"
 #include "framework/net/Socket.h"
 
-class UDPSocket : public Socket {
+class FWK_EXPORT UDPSocket : public Socket {
  public:
   // As Socket's constructor. 0 as descriptor: none yet.
   UDPSocket(int descriptor, int timeout);
