@@ -16,9 +16,11 @@
 //   redirect  the check of the domain behind "redirect=" passes
 //
 // "+all", "-all", "~all" and "?all" never match. With "+" in front, ip4, include and redirect keep
-// the separator in their value, which then matches nothing in practice.
+// the separator in their value: of these only ip4 can match, and only a client address that is no
+// dotted quad, such as one of IPv6, which counts as 255.255.255.255 as the value does.
 //
-// One thread at a time. A check blocks as its look-ups do (DNSSocket): 10 s at most for each.
+// One thread at a time. A check blocks as its look-ups do (DNSSocket): 10 s at most for each,
+// longer where signals arrive meanwhile.
 
 #pragma once
 
@@ -32,12 +34,16 @@
 class FWK_EXPORT SPFCheck : public Socket {
  public:
   // ip: the client's IPv4 address, dotted quad, not checked.
+  //
   // smtpFrom: the envelope sender; if it has an "@", what stands behind the first one is the
-  //   domain, whatever domain says. " @>\t\r\n" are cut off at both its ends.
+  // domain, whatever domain says. " @>\t\r\n" are cut off at both its ends.
+  //
   // domain: whose record is looked up if spfRecord is empty.
+  //
   // depth: 0 for a check of its own; above 10 nothing is evaluated. Each include or redirect that a
-  //   check starts raises it by one for itself and for those behind it, so a chain has at most 11
-  //   levels and one record at most 10 includes that count.
+  // check starts raises it by one for itself and for those behind it, so a chain has at most 11
+  // levels and one record at most 10 includes that count.
+  //
   // spfRecord: the record to evaluate in place of the published one.
   //
   // Throws what DNSSocket's look-ups throw, std::out_of_range (of std::string::substr) for the bare

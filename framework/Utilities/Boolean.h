@@ -17,7 +17,7 @@ class FWK_EXPORT Boolean {
   Boolean(const Boolean&) = delete;
   Boolean& operator=(const Boolean&) = delete;
 
-  // Both, and the destructor, throw a StdSystemException when the lock fails.
+  // Read the flag, and set it. Both, and the destructor, throw where the lock fails (Locks.h).
   operator bool() const;
   Boolean& operator=(bool value);
 

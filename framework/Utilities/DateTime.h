@@ -23,6 +23,7 @@ class FWK_EXPORT DateTime {
   static constexpr auto& _MonthDays = kMonthDays;
 
   DateTime() = default;  // value 0.0, not set correctly
+  // The number, and whether it is set correctly.
   DateTime(const DateTime&) = default;
   DateTime& operator=(const DateTime&) = default;
   virtual ~DateTime();
@@ -61,20 +62,23 @@ class FWK_EXPORT DateTime {
   bool SetTime(std::int16_t hour, std::int16_t minute, std::int16_t second);
 
   // Parse a text: yyyymmdd for ParseCompact; yyyy-mm-ddThh:mm:ss, "yyyy-mm-dd hh:mm:ss" or
-  // yyyy-mm-dd for Parse. What follows the last number is ignored, so 2024-01-02Tjunk is a date.
+  // yyyy-mm-dd for Parse, each number with as many digits or fewer. What follows the last number is
+  // ignored, so 2024-01-02Tjunk is a date; but with a blank anywhere it is not a date alone.
   // A text that has one of the forms sets the fields as above; a text without any of them resets
   // the value to 0.0. The result is also what IsSetCorrectly() tells from then on.
   bool ParseCompact(const std::string& text);
   bool Parse(const std::string& text);
 
+  // The number of days, set correctly or not.
   double GetValue() const { return m_value; }
 
-  // Moves the value; hours * 3600 is taken as a signed 32-bit number. The text form reads a
-  // floating-point number of hours, 0 when there is none.
+  // Moves the value, set correctly or not; hours * 3600 is taken as a signed 32-bit number. The
+  // text form reads a floating-point number of hours, 0 when there is none.
   void AddHours(unsigned int hours);
   void AddHours(const std::string& hours);
 
-  // False when either value is outside the calendar (see Format).
+  // Whether both fall into one year, or on one day. False when either value is outside the calendar
+  // (see Format).
   bool IsSameYear(const DateTime& other) const;
   bool IsSameDay(const DateTime& other) const;
 

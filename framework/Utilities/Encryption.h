@@ -20,6 +20,7 @@
 
 #include "framework/core/Export.h"
 
+// What a buffer is made of.
 template <typename T>
 concept CipherByte = std::same_as<T, char> || std::same_as<T, unsigned char>;
 
@@ -36,27 +37,32 @@ class FWK_EXPORT Encryption {
     Run(Bytes(key, keyLength), Bytes(data, dataLength), reinterpret_cast<unsigned char*>(output));
   }
 
+  // As the first, into a string.
   template <CipherByte Byte>
   Encryption(const Byte* key, std::size_t keyLength, const Byte* data, std::size_t dataLength,
              std::string& output) {
     RunIntoString(Bytes(key, keyLength), Bytes(data, dataLength), output);
   }
 
+  // As the first, with a string as key, into another.
   template <CipherByte Byte>
   Encryption(const std::string& key, const Byte* data, std::size_t dataLength,
              std::string& output) {
     RunIntoString(Bytes(key), Bytes(data, dataLength), output);
   }
 
+  // As the first, with strings alone.
   Encryption(const std::string& key, const std::string& data, std::string& output) {
     RunIntoString(Bytes(key), Bytes(data), output);
   }
 
+  // As the first, with a string as key.
   template <CipherByte Byte>
   Encryption(const std::string& key, const Byte* data, std::size_t dataLength, Byte* output) {
     Run(Bytes(key), Bytes(data, dataLength), reinterpret_cast<unsigned char*>(output));
   }
 
+  // As the first, of a string, into a buffer.
   template <CipherByte Byte>
   Encryption(const std::string& key, const std::string& data, Byte* output) {
     Run(Bytes(key), Bytes(data), reinterpret_cast<unsigned char*>(output));

@@ -14,9 +14,11 @@
 
 class FWK_EXPORT LineReader {
  public:
+  // A limit for lines that are kept whole.
   static constexpr std::size_t kNoLimit = std::string::npos;
 
-  // limit: how many characters of a line are kept; the rest of it, to its line feed, is dropped.
+  // Opens the file at path. limit: how many bytes of a line are kept; the rest of it, to its line
+  // feed, is dropped.
   LineReader(const std::string& path, std::size_t limit);
 
   // Whether the file was opened; if not, errno is that of the open right after construction.

@@ -21,6 +21,7 @@ class FWK_EXPORT RandomString {
   RandomString(const int& length, const char* alphabet);
   virtual ~RandomString();
 
+  // The characters drawn.
   std::string GetString() const;
 
  private:

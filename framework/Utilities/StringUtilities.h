@@ -52,11 +52,11 @@ FWK_EXPORT std::int32_t StringToInt(const std::string& text, bool lenient);
 // StringToInt, strict; defaultValue when the text is empty or not a number.
 FWK_EXPORT std::int32_t StringToIntOr(const std::string& text, std::int32_t defaultValue);
 
-// source without what a terminal or a mail log should not see: keeps printable ASCII, tab, line
-// feed, carriage return and complete UTF-8 sequences (RFC 3629, section 3), and drops every other
-// byte by itself. It is lenient on purpose: overlong forms and surrogates pass, and the bytes 127
-// to 193 count as leads of three-byte sequences. The C1 controls (0xC2 0x80 to 0xC2 0x9F) are
-// dropped.
+// source without most of what a terminal should not see: keeps printable ASCII, tab, line feed,
+// carriage return (so a text can still make lines of its own) and complete UTF-8 sequences (RFC
+// 3629, section 3), and drops every other byte by itself. It is lenient on purpose: overlong forms
+// and surrogates pass, and the bytes 127 to 193 count as leads of three-byte sequences. The C1
+// controls (0xC2 0x80 to 0xC2 0x9F) are dropped.
 FWK_EXPORT std::string SanitiseUtf8(const std::string& source);
 
 // source with every character of set (a C string) replaced by its numeric character reference,

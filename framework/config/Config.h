@@ -16,10 +16,11 @@ class FWK_EXPORT Config {
 
   // Replaces the store by the entries of the file at path. Throws ConfigException "Unable to read
   // configuration file:" when the file exists but cannot be opened or read; the entries read until
-  // then stay. A file that does not exist leaves an empty store.
+  // then stay. A file that does not exist leaves an empty store. Blocks as the file does.
   //
-  // A line counts up to 1024 characters, without the blanks, tabs, carriage returns and line feeds
-  // at its ends. It is skipped when it is empty, begins with "#", has no "=" or begins with one.
+  // Of a line the first 1024 characters count, up to a zero byte and without the blanks, tabs and
+  // carriage returns at their ends. It is skipped when it is empty, begins with "#", has no "=" or
+  // begins with one.
   // A line that begins with "[" and holds a "]" starts a section, named by what stands between the
   // "[" and the last "]", trimmed as the line is. Only lines before the first section, in a section
   // without a name and in the one named subsection count.
@@ -30,8 +31,8 @@ class FWK_EXPORT Config {
   // The value of key, in whatever case it is given; defaultValue when the store does not have it.
   static std::string GetString(const std::string& key, const std::string& defaultValue);
 
-  // The value as a decimal number, with a sign or without; defaultValue when the store does not
-  // have the key or its value is anything else.
+  // The value as a decimal number, with a sign or without, wrapping silently past 32 bits;
+  // defaultValue when the store does not have the key or its value is anything else.
   static std::int32_t GetInt(const std::string& key, std::int32_t defaultValue);
 
   inline static std::map<std::string, std::string> m_config;  // by key, in lower case

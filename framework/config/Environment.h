@@ -33,11 +33,13 @@ class FWK_EXPORT Environment {
 
   // In lower case once an environment was made. Also the identity of lines in the system log.
   inline static std::string PRODUCT_NAME = "PRODUCT_NAME";
+  // As the last environment was given it.
   inline static std::string PRODUCT_VERSION = "PRODUCT_VERSION";
 
   inline static std::string m_logging;        // the logger's location
   inline static std::int16_t m_logLevel = 2;  // the logger's level
 
+  // What GetLoadedVersion tells, and its lock.
   inline static MutexReadWriteInstance m_MutexInstance;
   inline static std::int32_t m_loadedVersion FWK_GUARDED_BY(m_MutexInstance) = 0;
 };

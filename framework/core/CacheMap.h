@@ -1,7 +1,8 @@
 // CacheMap remembers which keys were seen, each with a rising stamp, and forgets the oldest when
 // there are more than a limit.
 //
-// Any thread may use it. Every operation takes the map's own lock; none blocks beyond that.
+// Any thread may use it. Every operation takes the map's own lock, and throws where that fails
+// (Locks.h); none blocks beyond it.
 
 #pragma once
 
@@ -17,6 +18,7 @@
 template <typename Key>
 class FWK_EXPORT CacheMap {
  public:
+  // As Insert's stamp: the one after the last.
   static constexpr std::uint32_t kNextStamp = 0xFFFFFFFF;
 
   // limit: the largest number of keys kept; 0 means no limit. batch: how many of the oldest go at a

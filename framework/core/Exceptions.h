@@ -4,13 +4,13 @@
 // thrown and read on any thread; what() returns the text unchanged, without a class name in front.
 //
 //   StdException
-//     StdSystemException            a POSIX thread function failed; carries its code
-//     SocketException               a socket call failed
-//       SocketClosedException       the peer closed the connection
-//       RBLSocketException          a DNS blocklist answer could not be used
-//     UDPSocketException            a UDP set-up or transfer failed
-//       UDPSocketTimeoutException   a UDP wait timed out
-//     ConfigException               the configuration file could not be used
+//     StdSystemException
+//     SocketException
+//       SocketClosedException
+//       RBLSocketException
+//     UDPSocketException
+//       UDPSocketTimeoutException
+//     ConfigException
 //
 // The UDP exceptions hang directly under StdException: a handler for SocketException does not
 // catch them.
@@ -23,11 +23,14 @@
 
 #include "framework/core/Export.h"
 
+// A failure, with its text.
 class FWK_EXPORT StdException : public std::exception {
  public:
+  // message: the text.
   explicit StdException(const std::string& message);
   ~StdException() override;
 
+  // The text; it lives as long as the exception.
   const char* what() const noexcept override;
 
   // The same characters as what().
@@ -37,8 +40,10 @@ class FWK_EXPORT StdException : public std::exception {
   std::string m_message;
 };
 
+// A POSIX thread function failed; carries its error number.
 class FWK_EXPORT StdSystemException : public StdException {
  public:
+  // code: an error number of the system. message: the text.
   StdSystemException(std::int32_t code, const std::string& message);
 
   // Takes the code from errno, read before anything else is done; the text is
@@ -46,6 +51,7 @@ class FWK_EXPORT StdSystemException : public StdException {
   explicit StdSystemException(const std::string& function);
   ~StdSystemException() override;
 
+  // The error number: errno's, or what the failed function returned.
   std::int32_t GetCode() const noexcept;
 
  private:
@@ -54,38 +60,50 @@ class FWK_EXPORT StdSystemException : public StdException {
   std::int32_t m_code;
 };
 
+// A socket call failed.
 class FWK_EXPORT SocketException : public StdException {
  public:
+  // message: the text.
   explicit SocketException(const std::string& message);
   ~SocketException() override;
 };
 
+// The peer closed the connection.
 class FWK_EXPORT SocketClosedException : public SocketException {
  public:
+  // message: the text.
   explicit SocketClosedException(const std::string& message);
   ~SocketClosedException() override;
 };
 
+// A DNS blocklist answer could not be used.
 class FWK_EXPORT RBLSocketException : public SocketException {
  public:
+  // message: the text.
   explicit RBLSocketException(const std::string& message);
   ~RBLSocketException() override;
 };
 
+// A UDP set-up or transfer failed.
 class FWK_EXPORT UDPSocketException : public StdException {
  public:
+  // message: the text.
   explicit UDPSocketException(const std::string& message);
   ~UDPSocketException() override;
 };
 
+// A UDP wait timed out.
 class FWK_EXPORT UDPSocketTimeoutException : public UDPSocketException {
  public:
+  // message: the text.
   explicit UDPSocketTimeoutException(const std::string& message);
   ~UDPSocketTimeoutException() override;
 };
 
+// The configuration file could not be used.
 class FWK_EXPORT ConfigException : public StdException {
  public:
+  // message: the text.
   explicit ConfigException(const std::string& message);
   ~ConfigException() override;
 };

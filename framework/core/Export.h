@@ -3,4 +3,5 @@
 
 #pragma once
 
+// Before the name of a class; in front of a function or a variable.
 #define FWK_EXPORT __attribute__((visibility("default")))

@@ -10,5 +10,6 @@ class FWK_EXPORT Interlocked {
  public:
   Interlocked() = delete;
 
+  // For WaitSemaphore alone.
   inline static MutexInstance m_mtx{PTHREAD_MUTEX_RECURSIVE};
 };

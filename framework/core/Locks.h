@@ -18,6 +18,7 @@
 #include "framework/core/Export.h"
 #include "framework/core/ThreadAnnotations.h"
 
+// A mutex.
 class FWK_EXPORT FWK_CAPABILITY("mutex") MutexInstance {
  public:
   // type: as pthread_mutexattr_settype takes it. The framework's own mutexes are all
@@ -36,6 +37,7 @@ class FWK_EXPORT FWK_CAPABILITY("mutex") MutexInstance {
   pthread_mutexattr_t m_attributes{};
 };
 
+// A guard that holds a mutex.
 class FWK_EXPORT FWK_SCOPED_CAPABILITY Mutex {
  public:
   // lock: whether to lock now and, with that, whether the destructor unlocks. Lock() and Unlock()
@@ -47,6 +49,7 @@ class FWK_EXPORT FWK_SCOPED_CAPABILITY Mutex {
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
+  // Lock and unlock between construction and destruction.
   void Lock() FWK_ACQUIRE();
   void Unlock() FWK_RELEASE();
 
@@ -72,8 +75,10 @@ class FWK_EXPORT FWK_CAPABILITY("read/write lock") MutexReadWriteInstance {
   pthread_rwlock_t m_lock{};
 };
 
+// A guard that holds a read/write lock for reading: other readers may hold it, too.
 class FWK_EXPORT FWK_SCOPED_CAPABILITY MutexRead {
  public:
+  // instance: the lock to hold.
   explicit MutexRead(MutexReadWriteInstance& instance) FWK_ACQUIRE_SHARED(instance);
   virtual ~MutexRead() noexcept(false) FWK_RELEASE();
 
@@ -84,8 +89,10 @@ class FWK_EXPORT FWK_SCOPED_CAPABILITY MutexRead {
   pthread_rwlock_t* m_lock;
 };
 
+// A guard that holds a read/write lock for writing: nobody else holds it.
 class FWK_EXPORT FWK_SCOPED_CAPABILITY MutexWrite {
  public:
+  // instance: the lock to hold.
   explicit MutexWrite(MutexReadWriteInstance& instance) FWK_ACQUIRE(instance);
   virtual ~MutexWrite() noexcept(false) FWK_RELEASE();
 

@@ -2,7 +2,8 @@
 // closed. A closed queue takes and gives nothing any more and is never opened again.
 //
 // Any thread may use it; the owner destroys it when no other does. Every operation takes the
-// queue's own lock for a moment; only Wait blocks.
+// queue's own lock for a moment, and throws where that fails (Locks.h); only Wait blocks, and
+// Close until those who wait have left.
 
 #pragma once
 
@@ -54,6 +55,7 @@ class FWK_EXPORT Queue {
     m_signal.Shutdown();
   }
 
+  // Whether Close() was called.
   bool IsClosed() {
     const MutexRead guard(m_lock);
     return m_closed;

@@ -11,11 +11,12 @@
 
 class FWK_EXPORT StringFormat {
  public:
-  // Formats at once. At most 1,048,575 characters are kept, longer output is cut silently; a zero
-  // byte that the format produces ends the text there.
+  // Formats at once. format: as printf takes it. At most 1,048,575 characters are kept, longer
+  // output is cut silently; a zero byte that the format produces ends the text there.
   __attribute__((format(printf, 2, 3))) explicit StringFormat(const char* format, ...);
   virtual ~StringFormat();
 
+  // What was formatted.
   std::string GetString() const;
 
  private:

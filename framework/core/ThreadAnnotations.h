@@ -4,6 +4,7 @@
 
 #pragma once
 
+// The attribute where clang compiles, nothing elsewhere. For the macros below.
 #if defined(__clang__)
 #define FWK_THREAD_ANNOTATION(attribute) __attribute__((attribute))
 #else

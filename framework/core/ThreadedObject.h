@@ -54,10 +54,10 @@ class FWK_EXPORT ThreadedObject {
   static void* ObjectThreadRoutine(void* object);
 
  protected:
-  pthread_attr_t m_attributes{};  // of the thread; kept for the object's lifetime
-  bool m_bDetached = false;
-  pthread_t m_thread = 0;  // 0: no thread
-  std::atomic<bool> m_bRunning{true};
+  pthread_attr_t m_attributes{};       // of the thread; kept for the object's lifetime
+  bool m_bDetached = false;            // as StartObjectThread was told
+  pthread_t m_thread = 0;              // 0: no thread
+  std::atomic<bool> m_bRunning{true};  // false: the body is to end
 
  private:
   using Gate = std::binary_semaphore;

@@ -2,7 +2,8 @@
 // whoever comes later does not wait any more.
 //
 // Any thread may post and wait; one thread, the owner, shuts it down and destroys it. Nobody may
-// begin to use it once its destructor has returned.
+// begin to use it once its destructor has returned. All but Post() throw where a lock fails
+// (Locks.h).
 
 #pragma once
 

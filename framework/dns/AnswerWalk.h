@@ -20,14 +20,18 @@
 
 class FWK_EXPORT AnswerWalk {
  public:
-  // What one record holds: for A a dotted quad, for NS a host name, for TXT the bytes of its text
-  // as they came. Empty for what has no value.
+  // What one record holds.
   struct Answer {
+    // TYPE (RFC 1035, section 3.2.2), as in MessageCodec.
     std::uint16_t type = 0;
+
+    // For A a dotted quad, for NS a host name, for TXT the bytes of its text as they came. Empty
+    // for what has no value, and for MX with a preference below 256: it is read as the name.
     std::string value;
   };
 
-  // answerStart: where the first answer record begins.
+  // reply: from its header on. answerStart: where the first answer record begins, in bytes from the
+  // start of the reply (MessageCodec::GetAnswerStart).
   AnswerWalk(std::span<const unsigned char> reply, std::uint32_t answerStart);
 
   // Reads the next record into answer; false when there is none left.

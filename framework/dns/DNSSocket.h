@@ -4,7 +4,7 @@
 // Each look-up sends one query and takes the first reply; datagrams that wait together are read as
 // one. Nothing is retried, cached (but the SPF text) or compared: a reply counts whoever sent it
 // and whatever its ID, so use a name server on a path that you trust. A look-up blocks for at most
-// 5 s to send and 5 s to receive.
+// 5 s to send and 5 s to receive; a signal that is handled meanwhile starts the wait again.
 //
 // One thread at a time may use an object. The first object of the process must be made before
 // other threads make theirs.
@@ -32,8 +32,9 @@ class FWK_EXPORT DNSSocket : public UDPSocket {
   // that is empty or short is all that tells of a failure. A time-out is logged as Debug, what
   // else is thrown on the way as Error, a domain too long for a query included; a reply with an
   // error code or without answers is not.
-  // Throw only what UDPSocket::Connect throws, for a name server that cannot be used; out is then
-  // as it was. The socket stays open until the next look-up or the end of the object.
+  // Throw only what UDPSocket::Connect throws, for a name server of 0.0.0.0 and when no socket can
+  // be had; out is then as it was. The socket stays open until the next look-up or the end of the
+  // object.
   int GetARecords(std::vector<std::string>& out);
   int GetNSRecords(std::vector<std::string>& out);
   int GetTXTRecords(std::vector<std::string>& out);

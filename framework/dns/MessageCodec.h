@@ -28,15 +28,16 @@ class FWK_EXPORT MessageCodec {
   static constexpr std::uint16_t kTypeMX = 15;
   static constexpr std::uint16_t kTypeTXT = 16;
 
-  // The datagram that asks for the records of one type, class IN, with recursion desired. Where
-  // the encoded name holds a zero byte early, it asks for the name up to there.
+  // The datagram that asks for the records of one type, class IN, with recursion desired: header
+  // and question (RFC 1035, sections 4.1.1 and 4.1.2), id, type and all other numbers in network
+  // byte order. Where the encoded name holds a zero byte early, it asks for the name up to there.
   // Throws StdException "MessageCodec::EncodeQuery - domain name too long" when it does not fit
   // kMaxMessage bytes.
   static std::vector<unsigned char> EncodeQuery(const std::string& domain, std::uint16_t type,
                                                 std::uint16_t id);
 
-  // Where the answers of the reply to query begin: the question of the reply is taken to be as
-  // long as the one sent.
+  // Where the answers of the reply to query begin, in bytes from its start: the question of the
+  // reply is taken to be as long as the one sent.
   static std::uint32_t GetAnswerStart(const std::vector<unsigned char>& query);
 
   // The domain as length-prefixed labels with a zero byte behind them (RFC 1035, section 3.1).

@@ -14,6 +14,7 @@
 
 class FWK_EXPORT MessageReader {
  public:
+  // message: from its header on.
   explicit MessageReader(std::span<const unsigned char> message);
 
   // The number of bytes received.

@@ -14,5 +14,6 @@ FWK_EXPORT inline std::string dns_servers;
 // (resolv.conf(5)); empty when there is no such line, when nothing follows the word, and when the
 // file cannot be read.
 //
-// Words end at a blank, not at a tab. A line that begins with "#" is skipped.
+// Words end at a blank, not at a tab. A line that begins with "#" is skipped. Any thread may call;
+// blocks as the file does.
 FWK_EXPORT std::string ReadNameServer(const std::string& path);

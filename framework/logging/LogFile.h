@@ -27,6 +27,7 @@ class FWK_EXPORT LogFile {
   // processes do not mix.
   void WriteLine(std::string_view line);
 
+  // Closes the file; what is written afterwards is lost. May be called again.
   void Close();
 
  private:

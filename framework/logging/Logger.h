@@ -10,8 +10,11 @@
 // With the date and time and the thread a line reads
 //   2024-03-01 14:05:09 [3067] Info: text
 //
-// The locks are taken in this order: m_MutexInstance, then m_locationLock or that of m_bAsync or of
-// m_LogQueue.
+// A static object that logs to the system log in its destructor needs Environment.h included in
+// front of this header, or the name that the lines bear is gone by then.
+//
+// The locks are taken in this order: m_MutexInstance, then m_locationLock or that of m_bAsync, of
+// m_LogQueue or of m_logUnque.
 
 #pragma once
 
@@ -32,7 +35,8 @@
 
 namespace fwk {
 
-// Higher is more severe. The name of a level, ": " after it, is its prefix in the line.
+// Higher is more severe. The name of a level, ": " after it, is its prefix in the line. The
+// framework itself logs as Debug, Info and Error; the others are for programs.
 enum LogLevel : int {
   DebugThread = 0,
   Debug = 1,
@@ -74,17 +78,17 @@ class FWK_EXPORT Logger : public ThreadedObject {
   static void StopAsync() noexcept;
 
   // Appends message and a line feed to the file at path, unless this operation was given the same
-  // message before, for whatever path and whether or not it could be written. Level, console and
-  // system log do not count; an empty m_sLogFileLocation switches it off. The 10,001st message
-  // makes it forget the 100 oldest.
+  // message before, for whatever path and whether or not it could be written. Level, m_bToFile,
+  // console and system log do not count; an empty m_sLogFileLocation switches it off. The 10,001st
+  // message makes it forget the 100 oldest.
   static void WriteOnce(const std::string& path, const std::string& message) noexcept;
 
   // The lowest level that is written: 0 writes all six, 6 none of them.
   inline static std::atomic<std::int16_t> m_LogLevel{Debug};
 
-  inline static std::atomic<bool> m_bToFile{true};
-  inline static std::atomic<bool> m_bToConsole{false};
-  inline static std::atomic<bool> m_bSyslog{false};  // to the system log instead of a file
+  inline static std::atomic<bool> m_bToFile{true};      // to a file or the system log
+  inline static std::atomic<bool> m_bToConsole{false};  // to standard output, flushed by the line
+  inline static std::atomic<bool> m_bSyslog{false};     // to the system log instead of a file
 
   // What stands in front of the message. The first two are left out of lines to the system log,
   // which has its own.
@@ -95,9 +99,9 @@ class FWK_EXPORT Logger : public ThreadedObject {
   // Serialises all output, and Init, StartAsync and StopAsync.
   inline static MutexInstance m_MutexInstance{PTHREAD_MUTEX_RECURSIVE};
 
-  // Put in front of the log files' names as it is: a directory needs its "/". Empty: nothing is
-  // written, to the console neither, nor what waits for the logging thread. Once other threads log,
-  // only Init may change it.
+  // The location and its lock. It is put in front of the log files' names as it is: a directory
+  // needs its "/". Empty: nothing is written, to the console neither, nor what waits for the
+  // logging thread. Once other threads log, only Init may change it.
   inline static MutexReadWriteInstance m_locationLock;
   inline static std::string m_sLogFileLocation FWK_GUARDED_BY(m_locationLock) = "/var/log/";
 

@@ -14,13 +14,14 @@
 class FWK_EXPORT AddressRecord {
  public:
   // Copies length bytes from address, a socket address of the given family (its port and address
-  // in network byte order). canonicalName is empty when the resolver gave none.
+  // in network byte order). family, socketType and protocol: as socket(2) takes them.
   AddressRecord(int family, int socketType, int protocol, const sockaddr* address, int length,
                 const std::string& canonicalName);
   AddressRecord(const AddressRecord& other);
   AddressRecord& operator=(const AddressRecord& other);
   ~AddressRecord() = default;
 
+  // As given to the constructor.
   int GetFamily() const { return m_family; }
   int GetSocketType() const { return m_socketType; }
   int GetProtocol() const { return m_protocol; }
@@ -29,6 +30,7 @@ class FWK_EXPORT AddressRecord {
   // GetLength() bytes, owned by the record.
   const unsigned char* GetAddress() const { return m_address.get(); }
 
+  // The host's full name; empty in what Socket::Resolve returns, which does not ask for it.
   const std::string& GetCanonicalName() const { return m_canonicalName; }
 
  private:

@@ -1,5 +1,6 @@
 // Socket is the base of every network object: it owns one descriptor, sets its options, shuts it
-// down and closes it, resolves names, and knows a few tests on IPv4 addresses.
+// down and closes it, resolves names, and knows a few tests on IPv4 addresses. Such an address, as
+// in_addr_t, is in network byte order.
 //
 // One thread at a time may use an object; the static operations are for any thread. Every failure
 // throws a SocketException whose text is the place, " :: failed with code ", the error number,
@@ -60,8 +61,8 @@ class FWK_EXPORT Socket {
   // second option untouched.
   void SetSocketOptionsReadWrite();
 
-  // Each throws its own name when the option is refused. The linger time is 5 seconds unless a
-  // subclass changed it.
+  // SO_KEEPALIVE, SO_LINGER and SO_REUSEADDR, switched on; the linger time is 5 seconds unless a
+  // subclass changed it. Each throws its own name when the option is refused.
   void SetSocketOptionsKeepAlive();
   void SetSocketOptionsLinger();
   void SetSocketOptionsReUseAddress();
@@ -71,13 +72,11 @@ class FWK_EXPORT Socket {
   //
   // An empty host with a service that is not empty asks no resolver: service is read as a decimal
   // port, kept as the object's port too, and one record comes back, for 0.0.0.0 (passive) or
-  // 127.0.0.1.
+  // 127.0.0.1. In all other cases the object's port becomes 0.
   // Throws "Socket::Resolve - " and the resolver's text; the error number behind it is errno as it
   // happens to stand, not the resolver's code.
   std::vector<AddressRecord> Resolve(const std::string& host, const std::string& service,
                                      bool passive);
-
-  // All addresses below are IPv4, in network byte order.
 
   // Whether network is the address itself, or the address with its last one, two or three octets
   // cleared: up to three trailing zero octets of a network match any. The text form takes what
@@ -132,7 +131,7 @@ class FWK_EXPORT Socket {
   std::int32_t m_descriptor;       // 0 or below: none
   std::int32_t m_nonBlocking = 0;  // 1 once SocketNonBlocking(true) succeeded
   std::int32_t m_retryCount = 10;  // for subclasses
-  std::int32_t m_timeout;          // milliseconds
+  std::int32_t m_timeout;          // milliseconds; for SetSocketOptionsReadWrite alone
   std::uint16_t m_port = 0;        // host byte order
   std::string m_key;               // payload key; empty: payloads go as they are
 

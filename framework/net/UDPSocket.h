@@ -44,45 +44,51 @@ class FWK_EXPORT UDPSocket : public Socket {
   virtual int Send(const char* buffer, unsigned int length, unsigned int& sent, int timeoutMs);
 
   // One recvfrom, whose sender becomes the peer; one sendto to the peer. Both return the system
-  // call's result.
+  // call's result, the number of bytes or -1 with errno, and do not wait first: on a blocking
+  // socket the call itself blocks.
   virtual ssize_t ReceiveRaw(char* buffer, unsigned int length);
   virtual ssize_t SendRaw(const char* buffer, unsigned int length);
 
   // Opens a socket and sets the peer; nothing is sent. flag: whether the socket is non-blocking
   // and from now on waits for readiness before each transfer; with false the waiting stays as it
   // was. Returns the peer's address, in network byte order.
-  // Throws "UDPSocket::Connect - inet_addr() failed" for the address 0.0.0.0; the socket is then
-  // open, with that peer. A text that is no address is accepted and means 255.255.255.255.
+  // Throws as CreateSocket does, and "UDPSocket::Connect - inet_addr() failed" for the address
+  // 0.0.0.0; the socket is then open, with that peer. A text that is no address is accepted and
+  // means 255.255.255.255.
   in_addr_t Connect(const std::string& address, const std::string& port, bool flag);
 
   // Connect, then sends a random text of 16 characters and receives its echo, waiting at most
   // 60 s for each. What came back is the payload key from then on. With flag false nothing limits
   // the wait, and an echo shorter than the probe blocks for the rest.
-  // Throws as Connect, Send and Receive do; "UDPSocket::Connect - Send failed" and
-  // "UDPSocket::Connect - Receive failed" where a subclass's transfer returns -1.
+  // Returns the peer's address as Connect does. Throws as Connect, Send and Receive do;
+  // "UDPSocket::Connect - Send failed" and "UDPSocket::Connect - Receive failed" where a subclass's
+  // transfer returns -1.
   in_addr_t ConnectAndProbe(const std::string& address, const std::string& port, bool flag);
 
   // Binds a blocking socket to port on all addresses; true when bound or when a descriptor is open
   // already. For a port of 1023 or less the effective and the real ids that SaveIdentity() found
-  // are swapped before binding, and back only after a successful one. Throws "Listen - bind"; the
-  // socket is then open and bound to nothing: Destroy() it before trying again.
+  // are swapped before binding, and back only after a successful one. Throws as CreateSocket does,
+  // and "Listen - bind"; the socket is then open and bound to nothing: Destroy() it before trying
+  // again.
   bool Listen(const std::string& port);
 
   // Serves one datagram of up to 1024 bytes, for which it waits without limit: prints
   // "Received packet from %s:%d\n" and "Data: %s\n" (the bytes up to a zero byte) on standard
   // output, opens reply's socket (flag as in Connect) with the sender as its peer and sends the
-  // data back. Whether bytes were sent back; for an empty datagram none are.
-  // Throws "UDPSocket::Accept - recvfrom".
+  // data back, waiting as Send does for at most 60 s. Whether bytes were sent back; for an empty
+  // datagram none are. Throws "UDPSocket::Accept - recvfrom", and as CreateSocket and Send do.
   bool Accept(UDPSocket& reply, bool flag);
 
   // A message goes as two datagrams: its length in bytes, 32 bits in network byte order, and its
   // bytes, run through the payload key if there is one. The length is sent with timeoutMs, the
-  // bytes with 60 s. True when both sends moved bytes, so an empty message gives false.
+  // bytes with 60 s. True when both sends moved bytes, so an empty message gives false. Waits and
+  // throws as Send does.
   bool SendMessage(const std::string& message, int timeoutMs);
 
   // True when a whole message came; false, with message unchanged, when less or nothing came, or
-  // when the length is more than a datagram holds (65507 bytes). Each wait takes timeoutMs;
-  // the one for the bytes is made for a length of 0, too.
+  // when the length is more than a datagram holds (65507 bytes). The bytes are run through the
+  // payload key if there is one. Each wait takes timeoutMs; the one for the bytes is made for a
+  // length of 0, too. Waits and throws as Receive does.
   bool ReceiveMessage(std::string& message, int timeoutMs);
 
   // Waits until descriptor can be read (reading true), or can be written or read. Returns the
