@@ -1,0 +1,38 @@
+// PolicyRequest gathers one request of Postfix's policy protocol from the bytes of a connection:
+// lines "name=value", ended by an empty line (https://www.postfix.org/SMTPD_POLICY_README.html).
+//
+// What it keeps is bounded, whatever is sent. It is kept printable, too: every byte that is no
+// printable ASCII character becomes a "?", so that nothing in a request can add a line to an
+// answer or to the log.
+//
+// A value type: each thread uses objects of its own.
+
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <string>
+
+class PolicyRequest {
+ public:
+  static constexpr std::size_t kMaxLine = 2048;  // bytes, without the line feed
+  static constexpr std::size_t kMaxSize = 64 * 1024;
+  static constexpr std::size_t kMaxAttributes = 100;
+
+  // Takes the next byte. True when it was the last: the line feed of the empty line.
+  // Throws a StdException that says what is wrong with the request; no more can be taken then.
+  bool Take(char byte);
+
+  // Whether no byte was taken yet.
+  bool IsEmpty() const;
+
+  // The value of an attribute, the last one's if it was sent again; empty if it was not sent.
+  std::string Get(const std::string& name) const;
+
+ private:
+  void TakeLine();
+
+  std::map<std::string, std::string> m_attributes;
+  std::string m_line;      // what was taken of the line that is not complete yet
+  std::size_t m_size = 0;  // bytes taken
+};

@@ -1,0 +1,141 @@
+// PolicyRequest: what makes a request, what is wrong with one, and how much it takes.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "examples/policy_server/PolicyRequest.h"
+#include "framework/core/Exceptions.h"
+
+namespace {
+
+// Takes all of text; whether its last byte, and no other, completed the request.
+bool TakeAll(PolicyRequest& request, const std::string& text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (request.Take(text[i])) {
+      return i + 1 == text.size();
+    }
+  }
+  return false;
+}
+
+// What is wrong with text, found at its last byte; nothing when it is taken.
+std::string FaultOf(const std::string& text) {
+  PolicyRequest request;
+  EXPECT_FALSE(TakeAll(request, text.substr(0, text.size() - 1)));
+  try {
+    request.Take(text.back());
+    return "nothing";
+  } catch (const StdException& e) {
+    return e.what();
+  }
+}
+
+std::string Attributes(int count) {
+  std::string text;
+  for (int i = 1; i <= count; ++i) {
+    text += "name" + std::to_string(i) + "=value\n";
+  }
+  return text;
+}
+
+// Lines of one attribute that have size bytes together, line feeds included.
+std::string LinesOf(std::size_t size) {
+  std::string text;
+  while (size > 0) {
+    const std::size_t length = size > 2000 ? 1000 : size;
+    text += "name=" + std::string(length - 6, 'x') + "\n";
+    size -= length;
+  }
+  return text;
+}
+
+}  // namespace
+
+TEST(PolicyRequestTest, ValuesAreReadAsTheyAre) {
+  const struct {
+    const char* text;
+    const char* value;  // of the attribute "name"
+  } rows[] = {
+      {"name=value\n\n", "value"},
+      {"other=1\nname=value\nthird=3\n\n", "value"},
+      {"name=\n\n", ""},
+      {"other=value\n\n", ""},
+      {"Name=value\n\n", ""},
+      {"name =value\n\n", ""},
+      {"name= two words \n\n", " two words "},
+      {"name=a=b=\n\n", "a=b="},
+      {"name=first\nname=last\n\n", "last"},
+      {"=name\n\n", ""},
+      {"name=%s%n\\\"\n\n", "%s%n\\\""},
+  };
+  for (const auto& row : rows) {
+    PolicyRequest request;
+    EXPECT_TRUE(TakeAll(request, row.text)) << row.text;
+    EXPECT_EQ(request.Get("name"), row.value) << row.text;
+  }
+}
+
+TEST(PolicyRequestTest, WhatIsNotPrintableBecomesAQuestionMark) {
+  const struct {
+    std::string text;
+    const char* value;
+  } rows[] = {
+      {std::string("name=a\0b\n\n", 10), "a?b"},
+      {"name=a\rb\r\n\n", "a?b?"},
+      {"name=\t\x1b[2J\x7f\n\n", "??[2J?"},
+      {"name=\xc3\xa4\xff\n\n", "???"},
+      {"name= ~\n\n", " ~"},
+  };
+  for (const auto& row : rows) {
+    PolicyRequest request;
+    EXPECT_TRUE(TakeAll(request, row.text)) << row.value;
+    EXPECT_EQ(request.Get("name"), row.value);
+  }
+}
+
+TEST(PolicyRequestTest, WhatIsNoRequestIsFoundAsSoonAsItIsSeen) {
+  const struct {
+    const char* name;
+    std::string text;
+    const char* fault;
+  } rows[] = {
+      {"nothing but its end", "\n", "request without an attribute"},
+      {"no equals sign", "name\n", "line without \"=\""},
+      {"no equals sign, later", "name=value\nname\n", "line without \"=\""},
+      {"a line of two characters for its end", "name=value\r\n\r\n", "line without \"=\""},
+      {"another protocol", "GET / HTTP/1.0\n", "line without \"=\""},
+      {"a line of 2049 bytes", "name=" + std::string(2044, 'x'), "line too long"},
+      {"65537 bytes", LinesOf(65536) + "n", "request too long"},
+      {"65537 bytes with the end", LinesOf(65536) + "\n", "request too long"},
+      {"101 attributes", Attributes(101), "too many attributes"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(FaultOf(row.text), row.fault) << row.name;
+  }
+}
+
+TEST(PolicyRequestTest, WhatIsJustShortEnoughIsTaken) {
+  const struct {
+    const char* name;
+    std::string text;
+  } rows[] = {
+      {"a line of 2048 bytes", "name=" + std::string(2043, 'x') + "\n\n"},
+      {"65536 bytes", LinesOf(65535) + "\n"},
+      {"100 attributes", Attributes(100) + "\n"},
+      {"one attribute 101 times", Attributes(100) + "name100=again\n\n"},
+  };
+  for (const auto& row : rows) {
+    PolicyRequest request;
+    EXPECT_TRUE(TakeAll(request, row.text)) << row.name;
+  }
+}
+
+TEST(PolicyRequestTest, ItIsEmptyUntilTheFirstByte) {
+  PolicyRequest request;
+  EXPECT_TRUE(request.IsEmpty());
+  EXPECT_FALSE(request.Take('n'));
+  EXPECT_FALSE(request.IsEmpty());
+  request = PolicyRequest();
+  EXPECT_TRUE(request.IsEmpty());
+}
