@@ -22,6 +22,9 @@ if(SPFCHECK_WARNINGS_AS_ERRORS)
   target_compile_options(spfcheck_options INTERFACE -Werror)
 endif()
 
+# So that a program can leave out what it does not need of a library.
+target_compile_options(spfcheck_hardened INTERFACE -ffunction-sections -fdata-sections)
+
 if(SPFCHECK_COVERAGE)
   target_compile_options(spfcheck_options INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(spfcheck_options INTERFACE --coverage)
