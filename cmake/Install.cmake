@@ -1,0 +1,115 @@
+# What is installed where, and the two packages made of it: `tool`, the program with all that its
+# users need, and `development`, what programs on the framework are built with.
+
+include(CMakePackageConfigHelpers)
+include(GNUInstallDirs)
+
+# While the major version is 0 each minor one may break callers.
+set(abi_version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+
+file(RELATIVE_PATH pkgconfig_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+
+# install_library(TARGET HEADER...): the library and its headers, which keep their paths from the
+# repository's root.
+function(install_library target)
+  list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/)
+  target_sources(${target} PUBLIC
+    FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${ARGN})
+  set_target_properties(${target} PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${abi_version}
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  install(TARGETS ${target} EXPORT fwk
+    ARCHIVE COMPONENT development
+    LIBRARY COMPONENT tool NAMELINK_COMPONENT development
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/fwk COMPONENT development)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${target}.pc.in ${PROJECT_BINARY_DIR}/${target}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${target}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endfunction()
+
+install_library(fwk
+  framework/core/CacheMap.h
+  framework/core/Exceptions.h
+  framework/core/Export.h
+  framework/core/Interlocked.h
+  framework/core/Locks.h
+  framework/core/Queue.h
+  framework/core/StringFormat.h
+  framework/core/ThreadAnnotations.h
+  framework/core/ThreadedObject.h
+  framework/core/WaitSemaphore.h
+  framework/Utilities/Boolean.h
+  framework/Utilities/CalendarFields.h
+  framework/Utilities/DateTime.h
+  framework/Utilities/Encryption.h
+  framework/Utilities/LineReader.h
+  framework/Utilities/RandomString.h
+  framework/Utilities/StringUtilities.h
+  framework/config/Config.h
+  framework/config/Environment.h
+  framework/dns/AnswerWalk.h
+  framework/dns/DNSSocket.h
+  framework/dns/MessageCodec.h
+  framework/dns/MessageReader.h
+  framework/dns/NameServer.h
+  framework/logging/LogFile.h
+  framework/logging/LogSyslog.h
+  framework/logging/Logger.h
+  framework/net/AddressRecord.h
+  framework/net/Socket.h
+  framework/net/UDPSocket.h)
+install_library(spf
+  tool/RecordReport.h
+  tool/SPFCheck.h)
+
+# find_package(fwk) gives fwk::fwk and fwk::spf.
+set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/fwk)
+install(EXPORT fwk NAMESPACE fwk:: FILE fwkTargets.cmake
+  DESTINATION ${package_directory} COMPONENT development)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/fwkConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES cmake/fwkConfig.cmake ${PROJECT_BINARY_DIR}/fwkConfigVersion.cmake
+  DESTINATION ${package_directory} COMPONENT development)
+
+install(TARGETS spfcheck COMPONENT tool)
+if(BUILD_SHARED_LIBS)
+  file(RELATIVE_PATH bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(spfcheck PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+endif()
+install(PROGRAMS examples/bulk/spf-bulk
+  DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+install(FILES completion/spfcheck
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
+install(FILES ${PROJECT_BINARY_DIR}/man/spfcheck.1
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+install(FILES ${PROJECT_BINARY_DIR}/man/fwk.3
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
+install(FILES CHANGELOG.md SECURITY.md docs/bulk.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
+install(FILES docs/architecture.md docs/embedding.md
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libfwk-dev COMPONENT development)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_COMPONENTS_ALL tool development)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_PACKAGE_CONTACT "The spfcheck developers <spfcheck@localhost>")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+
+set(CPACK_DEBIAN_TOOL_PACKAGE_NAME spfcheck)
+set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION mail)
+# The tool is linked statically, unless the libraries are shared.
+set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ${BUILD_SHARED_LIBS})
+set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS parallel)
+set(CPACK_COMPONENT_TOOL_DESCRIPTION
+  "Tells whether a host may send mail for a domain, and what DNS holds for it.")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libfwk-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
+  "Headers and libraries for programs of your own: the check, and the framework under it of sockets,
+a DNS client, a logger, locks, threads, dates and strings.")
+if(BUILD_SHARED_LIBS)
+  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "spfcheck (= ${PROJECT_VERSION})")
+endif()
+include(CPack)
