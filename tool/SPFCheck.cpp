@@ -1,7 +1,6 @@
 #include "tool/SPFCheck.h"
 
 #include <string_view>
-#include <utility>
 
 #include "framework/Utilities/StringUtilities.h"
 #include "framework/dns/DNSSocket.h"
@@ -33,7 +32,7 @@ SPFCheck::SPFCheck(const std::string& ip, const std::string& smtpFrom, const std
     spfRecord = DNSSocket(m_domain).GetSPFRecord();
   }
   fwk::Logger::Log(fwk::Debug, "SPFCheck::SPFCheck spf record = %s", spfRecord.c_str());
-  evaluate(ip, std::move(spfRecord));
+  evaluate(ip, spfRecord);
 }
 
 SPFCheck::~SPFCheck() noexcept(false) = default;
@@ -49,9 +48,9 @@ void SPFCheck::takeDomainOfSender() {
   }
 }
 
-void SPFCheck::evaluate(const std::string& ip, std::string spfRecord) {
+void SPFCheck::evaluate(const std::string& ip, std::string_view spfRecord) {
   while (!spfRecord.empty() && !m_result) {
-    const std::string term = Trim(GetToken(' ', spfRecord), " \n\r\t").CopyCString();
+    const std::string term = Trim(std::string(GetToken(' ', spfRecord)), " \n\r\t").CopyCString();
     m_result = process(term, ip);
   }
 }

@@ -27,6 +27,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "framework/core/Export.h"
 #include "framework/net/Socket.h"
@@ -61,7 +62,7 @@ class FWK_EXPORT SPFCheck : public Socket {
   struct TermKind;
 
   void takeDomainOfSender();
-  void evaluate(const std::string& ip, std::string spfRecord);
+  void evaluate(const std::string& ip, std::string_view spfRecord);
 
   // Whether a term matches the client address ip. The handlers' definitions stand in
   // SPFMechanisms.cpp.

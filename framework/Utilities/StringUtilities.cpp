@@ -4,6 +4,7 @@
 #include <cctype>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 #include "framework/core/StringFormat.h"
 
@@ -76,14 +77,21 @@ std::string EncodeFound(const std::string& source, Find find) {
 }  // namespace
 
 std::string GetToken(char delimiter, std::string& source) {
-  const std::size_t end = source.find(delimiter, 1);
-  std::string token = source.substr(0, end);
-  source.erase(0, end == std::string::npos ? end : end + 1);
+  std::string_view rest = source;
+  std::string token(GetToken(delimiter, rest));
+  source.erase(0, source.size() - rest.size());
   return token;
 }
 
-Trim::Trim(const std::string& source, const char* set)
-    : m_text(source), m_end(std::numeric_limits<std::uint32_t>::max()) {
+std::string_view GetToken(char delimiter, std::string_view& source) {
+  const std::size_t end = source.find(delimiter, 1);
+  const std::string_view token = source.substr(0, end);
+  source.remove_prefix(end == std::string_view::npos ? source.size() : end + 1);
+  return token;
+}
+
+Trim::Trim(std::string source, const char* set)
+    : m_text(std::move(source)), m_end(std::numeric_limits<std::uint32_t>::max()) {
   const std::size_t first = m_text.find_first_not_of(set);
   if (first == std::string::npos) {
     m_text.clear();

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "framework/core/Export.h"
 
@@ -19,11 +20,14 @@
 // source is the token; an empty source gives an empty token.
 FWK_EXPORT std::string GetToken(char delimiter, std::string& source);
 
+// As above, off a view: nothing is moved, however long the rest is.
+FWK_EXPORT std::string_view GetToken(char delimiter, std::string_view& source);
+
 // A text without the characters of a set at its two ends; inside the text they stay.
 class FWK_EXPORT Trim {
  public:
   // set: a C string, so it cannot hold the character 0.
-  Trim(const std::string& source, const char* set);
+  Trim(std::string source, const char* set);
 
   // The trimmed text up to its first zero byte.
   std::string CopyCString() const;

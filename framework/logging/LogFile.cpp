@@ -18,17 +18,19 @@ void LogFile::WriteLine(std::string_view line) {
   std::string text;
   text.reserve(line.size() + 1);
   text.append(line).push_back('\n');
+  Write(text);
+}
 
-  std::string_view rest = text;
-  while (!rest.empty()) {
-    const ssize_t written = write(m_descriptor, rest.data(), rest.size());
+void LogFile::Write(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(m_descriptor, text.data(), text.size());
     if (written < 0 && errno == EINTR) {
       continue;
     }
     if (written <= 0) {
       return;
     }
-    rest.remove_prefix(static_cast<std::size_t>(written));
+    text.remove_prefix(static_cast<std::size_t>(written));
   }
 }
 

@@ -27,6 +27,9 @@ class FWK_EXPORT LogFile {
   // processes do not mix.
   void WriteLine(std::string_view line);
 
+  // Appends text as it is, as WriteLine does.
+  void Write(std::string_view text);
+
   // Closes the file; what is written afterwards is lost. May be called again.
   void Close();
 

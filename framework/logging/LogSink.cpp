@@ -17,32 +17,35 @@ void Logger::WriteToSink(const std::string& line) {
     return;
   }
   try {
-    const std::string path = GetLogFileName();
+    const std::string& path = GetLogFileName();
     if (m_bSyslog) {
       openlog(Environment::PRODUCT_NAME.c_str(), LOG_CONS | LOG_PID, LOG_USER);
-      syslog(LOG_INFO, "%s", line.c_str());
+      syslog(LOG_INFO, "%.*s", static_cast<int>(line.size() - 1), line.c_str());
       closelog();
     } else {
       LogFile file(path);
-      file.WriteLine(line);
+      file.Write(line);
       file.Close();
     }
   } catch (...) {  // the line is lost; the console still gets it
   }
 }
 
-std::string Logger::GetLogFileName() {
+const std::string& Logger::GetLogFileName() {
   const MutexRead guard(m_locationLock);
-  std::string live = m_sLogFileLocation + m_logFilename;
-  const std::string dated = m_sLogFileLocation + DateTime(std::time(nullptr)).FormatDate() + ".log";
+  m_livePath = m_sLogFileLocation;
+  m_livePath += m_logFilename;
+  m_datedPath = m_sLogFileLocation;
+  m_datedPath += DateTime(std::time(nullptr)).FormatDate();
+  m_datedPath += ".log";
   if (m_currentLog.empty()) {
-    m_currentLog = dated;
+    m_currentLog = m_datedPath;
   }
-  if (dated != m_currentLog) {
-    static_cast<void>(std::rename(live.c_str(), m_currentLog.c_str()));
-    m_currentLog = dated;
+  if (m_datedPath != m_currentLog) {
+    static_cast<void>(std::rename(m_livePath.c_str(), m_currentLog.c_str()));
+    m_currentLog = m_datedPath;
   }
-  return live;
+  return m_livePath;
 }
 
 }  // namespace fwk

@@ -3,6 +3,7 @@
 #include <sched.h>
 
 #include <memory>
+#include <utility>
 
 #include "framework/logging/Logger.h"
 
@@ -77,7 +78,7 @@ void Logger::WriteQueuedLines() {
       return;
     }
     if (taken && HasLocation()) {
-      WriteLine(line);
+      WriteLine(std::move(line));
     }
   }
 }

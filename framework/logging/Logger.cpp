@@ -3,12 +3,19 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <string_view>
 #include <utility>
 
 #include "framework/Utilities/DateTime.h"
 #include "framework/logging/LogFile.h"
 
 namespace fwk {
+
+namespace {
+
+constexpr std::size_t kLongestPrefix = 46;  // "2024-03-01 14:05:09 [4294967295] DebugThread: "
+
+}  // namespace
 
 void Logger::Init(const char* location, unsigned short level, bool includeDateTime,
                   bool includeThreadID) noexcept {
@@ -53,7 +60,7 @@ void Logger::ComposeAndDeliver(int level, const char* format, va_list arguments,
     if (delivery == Delivery::kMayQueue && level != Error && m_bAsync) {
       m_LogQueue.Push(std::move(line));
     } else {
-      WriteLine(line);
+      WriteLine(std::move(line));
     }
   } catch (...) {  // logging never throws: the line is lost
   }
@@ -77,27 +84,31 @@ void Logger::WriteOnce(const std::string& path, const std::string& message) noex
 std::string Logger::Compose(int level, const char* format, va_list arguments) {
   char message[4096] = {};
   std::vsnprintf(message, sizeof(message), format, arguments);
-  return Prefix(level) + message;
+  const std::string_view text = message;
+  std::string line;
+  line.reserve(kLongestPrefix + text.size() + 1);  // room for WriteLine's line feed, too
+  AppendPrefix(line, level);
+  line += text;
+  return line;
 }
 
-std::string Logger::Prefix(int level) {
+void Logger::AppendPrefix(std::string& line, int level) {
   static constexpr std::array<const char*, 6> kLevels = {
       "DebugThread: ", "Debug: ", "Tracking: ", "Info: ", "Warning: ", "Error: "};
 
-  std::string prefix;
   if (!m_bSyslog && m_bIncludeDateTime) {
-    prefix += DateTime(std::time(nullptr)).FormatDateTime() + " ";
+    line += DateTime(std::time(nullptr)).FormatDateTime();
+    line += ' ';
   }
   if (!m_bSyslog && m_bIncludeThreadID) {
     std::array<char, 16> thread{};
     std::snprintf(thread.data(), thread.size(), "[%3u] ",
                   static_cast<unsigned int>(pthread_self()));
-    prefix += thread.data();
+    line += thread.data();
   }
   if (m_bIncludeLogLevel && level >= DebugThread && level <= Error) {
-    prefix += kLevels[static_cast<std::size_t>(level)];
+    line += kLevels[static_cast<std::size_t>(level)];
   }
-  return prefix;
 }
 
 bool Logger::HasLocation() {
@@ -105,7 +116,8 @@ bool Logger::HasLocation() {
   return !m_sLogFileLocation.empty();
 }
 
-void Logger::WriteLine(const std::string& line) {
+void Logger::WriteLine(std::string line) {
+  line.push_back('\n');
   const Mutex guard(m_MutexInstance, true);
   WriteToSink(line);
   WriteToConsole(line);
@@ -116,7 +128,6 @@ void Logger::WriteToConsole(const std::string& line) {
     return;
   }
   std::fwrite(line.data(), 1, line.size(), stdout);
-  std::fputc('\n', stdout);
   std::fflush(stdout);
 }
 

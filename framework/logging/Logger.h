@@ -128,10 +128,10 @@ class FWK_EXPORT Logger : public ThreadedObject {
                                                                       Delivery delivery) noexcept;
   __attribute__((format(printf, 2, 0))) static std::string Compose(int level, const char* format,
                                                                    va_list arguments);
-  static std::string Prefix(int level);
+  static void AppendPrefix(std::string& line, int level);
   static bool HasLocation();
 
-  static void WriteLine(const std::string& line);
+  static void WriteLine(std::string line);
   static void WriteToConsole(const std::string& line) FWK_REQUIRES(m_MutexInstance);
 
   // The file or, with m_bSyslog, the system log: identity Environment::PRODUCT_NAME with the
@@ -141,7 +141,11 @@ class FWK_EXPORT Logger : public ThreadedObject {
   // The path of the live file. At the first call after the local date or the location changed the
   // live file is first renamed to m_currentLog, the dated name it had until then, with m_bSyslog
   // too; a failed rename is passed over and the lines go on into the live file.
-  static std::string GetLogFileName() FWK_REQUIRES(m_MutexInstance);
+  static const std::string& GetLogFileName() FWK_REQUIRES(m_MutexInstance);
+
+  // The paths of the last line, kept so that the next one needs no memory for them.
+  inline static std::string m_livePath FWK_GUARDED_BY(m_MutexInstance);
+  inline static std::string m_datedPath FWK_GUARDED_BY(m_MutexInstance);
 
   void WriteQueuedLines();
 

@@ -115,6 +115,15 @@ TEST(LogFileTest, ALineIsWrittenWithALineFeed) {
   EXPECT_EQ(directory.Read("a.log"), "one\n\ntwo %s\n");  // without waiting for Close()
 }
 
+TEST(LogFileTest, ATextIsWrittenAsItIs) {
+  const TemporaryDirectory directory;
+  fwk::LogFile file(directory.Path("log"));
+  file.Write("a\nb");
+  file.Write("");
+  file.Write("c\n");
+  EXPECT_EQ(directory.Read("log"), "a\nbc\n");
+}
+
 TEST(LogFileTest, AnExistingFileIsAppendedTo) {
   const TemporaryDirectory directory;
   directory.Write("a.log", "old\n");

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <deque>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "framework/Utilities/StringUtilities.h"
@@ -53,13 +54,17 @@ TEST(TokenTest, ASourceIsCutIntoTheTokensOfASplitByHand) {
     const std::string whole = random.Text(kCharacters, 12);
     const char delimiter = random.OneOf(kCharacters);
     std::string source = whole;
+    std::string_view view = whole;
     std::size_t position = 0;
     for (const std::string& token : Split(delimiter, whole)) {
       ASSERT_EQ(GetToken(delimiter, source), token) << testing::PrintToString(whole);
       position = std::min(position + token.size() + 1, whole.size());
       ASSERT_EQ(source, whole.substr(position)) << testing::PrintToString(whole);
+      ASSERT_EQ(GetToken(delimiter, view), token) << testing::PrintToString(whole);
+      ASSERT_EQ(view, source) << testing::PrintToString(whole);
     }
     ASSERT_EQ(GetToken(delimiter, source), "") << testing::PrintToString(whole);
+    ASSERT_EQ(GetToken(delimiter, view), "") << testing::PrintToString(whole);
   }
 }
 
