@@ -2,7 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
-#include <sstream>
+#include <string>  // not <sstream>: a program without streams starts with half the relocations
 
 StdException::StdException(const std::string& message) : m_message(message) {}
 StdException::~StdException() = default;
@@ -51,16 +51,13 @@ bool CheckReturnCode(int result, const char* function, int expected) {
   if (result == expected) {
     return true;
   }
-  std::ostringstream text;
-  text << (function != nullptr ? function : "unknown function") << " returned " << result;
-  throw StdSystemException(result, text.str());
+  const std::string name = function != nullptr ? function : "unknown function";
+  throw StdSystemException(result, name + " returned " + std::to_string(result));
 }
 
 std::string FormatSystemError(const std::string& where, int code) {
   if (where.empty()) {
     return std::strerror(code);
   }
-  std::ostringstream text;
-  text << where << " :: failed with code " << code << ": " << std::strerror(code);
-  return text.str();
+  return where + " :: failed with code " + std::to_string(code) + ": " + std::strerror(code);
 }
