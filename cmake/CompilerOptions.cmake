@@ -3,6 +3,7 @@
 # Neither is handed on to those who use the libraries.
 
 include(CheckCXXCompilerFlag)
+include(CheckLinkerFlag)
 include(CheckPIESupported)
 
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
