@@ -12,5 +12,5 @@ BEGIN {
   sub(/%.*/, "%", share)
   sub(/^[^:]*:/, "")
   sub(/ \[[^]]*\]$/, "")
-  print $0, instructions, share
+  print "`" $0 "`", instructions, share
 }

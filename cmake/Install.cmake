@@ -88,6 +88,9 @@ install(FILES CHANGELOG.md SECURITY.md docs/bulk.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
 install(FILES docs/architecture.md docs/embedding.md
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libfwk-dev COMPONENT development)
+install(DIRECTORY examples
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libfwk-dev COMPONENT development
+  FILES_MATCHING PATTERN "*.h" PATTERN "*.cpp" PATTERN bulk EXCLUDE)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_COMPONENTS_ALL tool development)
@@ -101,13 +104,17 @@ set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION mail)
 # The tool is linked statically, unless the libraries are shared.
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ${BUILD_SHARED_LIBS})
 set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS parallel)
+# The first line is the short description.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION
-  "Tells whether a host may send mail for a domain, and what DNS holds for it.")
+  "${PROJECT_DESCRIPTION}
+Tells whether a host may send mail for a domain, and what DNS holds for it.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libfwk-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-  "Headers and libraries for programs of your own: the check, and the framework under it of sockets,
+  "C++20 framework of sockets, DNS client and logger - development files
+Headers and libraries for programs of your own: the check, and the framework under it of sockets,
 a DNS client, a logger, locks, threads, dates and strings.")
 if(BUILD_SHARED_LIBS)
   set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "spfcheck (= ${PROJECT_VERSION})")

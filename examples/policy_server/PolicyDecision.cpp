@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 
+#include <atomic>
 #include <exception>
 
 #include "framework/dns/DNSSocket.h"
@@ -17,6 +18,23 @@ bool IsDottedQuad(const std::string& text) {
   return inet_pton(AF_INET, text.c_str(), &address) == 1;
 }
 
+// A place among the checks under way, if there is one.
+class Place {
+ public:
+  Place() : m_taken(s_checks.fetch_add(1) < PolicyDecision::kMaxChecks) {}
+  ~Place() { --s_checks; }
+
+  Place(const Place&) = delete;
+  Place& operator=(const Place&) = delete;
+
+  bool IsTaken() const { return m_taken; }
+
+ private:
+  inline static std::atomic<int> s_checks{0};
+
+  bool m_taken;
+};
+
 }  // namespace
 
 PolicyDecision::PolicyDecision(const PolicyRequest& request) : m_action(Decide(request)) {}
@@ -30,6 +48,12 @@ std::string PolicyDecision::Decide(const PolicyRequest& request) {
   const std::string address = request.Get("client_address");
   const std::string domain = DomainOf(request);
   if (request.Get("protocol_state") != "RCPT" || !IsDottedQuad(address) || domain.empty()) {
+    return kNoObjection;
+  }
+  const Place place;
+  if (!place.IsTaken()) {
+    fwk::Logger::Log(fwk::Warning, "PolicyDecision::Decide - no check of %s for %s: too many",
+                     address.c_str(), domain.c_str());
     return kNoObjection;
   }
   try {

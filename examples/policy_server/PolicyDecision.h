@@ -10,14 +10,14 @@
 //
 // It is DUNNO also where there is nothing to decide, or no way to: the request is not
 // "smtpd_access_policy", its protocol_state not "RCPT", the client's address no dotted quad (IPv6
-// has none); there is no domain, it publishes no record, or the name server is silent; or the check
-// throws, as malformed records make it.
+// has none); there is no domain, it publishes no record, or the name server is silent about it; the
+// check throws, as malformed records make it; or kMaxChecks others are under way.
 //
-// SPFCheck is simpler than SPF itself (SPFCheck.h): no host matches by "mx" or "ip6", and "~all"
-// and "?all" refuse as "-all" does.
+// SPFCheck is simpler than SPF itself (SPFCheck.h): no host matches by "mx" or "ip6", "~all" and
+// "?all" refuse as "-all" does, and so does a term whose look-up nobody answers.
 //
-// One thread at a time. Making one blocks as the look-ups do, of which a record may ask for any
-// number. Postfix waits up to 100 s and defers the mail then.
+// One thread at a time. Making one blocks as the look-ups do, of which a record may ask for tens of
+// thousands. Postfix waits up to 100 s and defers the mail then.
 
 #pragma once
 
@@ -27,6 +27,10 @@
 
 class PolicyDecision {
  public:
+  // Records that take hours hold no more than these; mail goes on, unchecked. As many as Postfix
+  // starts processes for one service.
+  static constexpr int kMaxChecks = 100;
+
   // All work is done here. Throws nothing of the check's: that is a Warning in the log.
   explicit PolicyDecision(const PolicyRequest& request);
 

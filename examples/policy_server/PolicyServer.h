@@ -21,8 +21,9 @@
 
 class PolicyServer : public Socket, public ThreadedObject {
  public:
-  // Twice the processes that Postfix starts for one service. Each has a descriptor and its look-up
-  // another: together far from 1024, above which look-ups take none.
+  // Those of the processes that Postfix starts for one service, and as many again on which checks
+  // go on that Postfix no longer waits for (PolicyDecision::kMaxChecks). Each has a descriptor and
+  // its look-up another: together far from 1024, above which look-ups take none.
   static constexpr std::size_t kMaxConnections = 200;
 
   // Listens; what connects before the start of the thread waits. port: decimal, not checked.

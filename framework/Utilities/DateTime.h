@@ -3,8 +3,9 @@
 // whole number is negative and the fraction counts forward from that day's midnight in the same
 // negative direction: -1.25 is 1899-12-29 06:00.
 //
-// A value type: each thread uses objects of its own. Times taken from the system are local times.
-// The fields that a caller gives are held against the calendar as it is today, in all years.
+// A value type: each thread uses objects of its own, and nothing blocks. Times taken from the
+// system are local times. The fields that a caller gives are held against the calendar as it is
+// today, in all years.
 
 #pragma once
 

@@ -6,8 +6,8 @@
 // length encrypts differently as a rule, and a single byte stays as it is. It protects against a
 // casual glance only.
 //
-// An object lives for one run, made by its constructor; any thread may make one. Keys always come
-// from the caller and are not kept.
+// An object lives for one run, made by its constructor; any thread may make one, and nothing
+// blocks. Keys always come from the caller and are not kept.
 
 #pragma once
 

@@ -2,7 +2,7 @@
 // probes. It draws from the C library's rand(): good enough to tell one probe from another, not
 // for secrets.
 //
-// Any thread may make one.
+// Any thread may make one; that blocks only for the lock of rand().
 
 #pragma once
 

@@ -3,7 +3,7 @@
 //
 // None keeps state; any thread may use them, on strings of its own (the two that encode need more
 // than 1 MiB of stack, as StringFormat does). All return new strings, except GetToken, which also
-// shortens its source.
+// shortens its source. Nothing blocks.
 
 #pragma once
 

@@ -4,7 +4,7 @@
 //
 // Make it at the start of the program, and again to load the configuration anew, while no other
 // thread uses the configuration or the product's name; GetLoadedVersion tells other threads that a
-// load is complete.
+// load is complete. Making one blocks as reading a file does, ShowEnvironment as the logger does.
 
 #pragma once
 

@@ -14,6 +14,8 @@
 //
 // The UDP exceptions hang directly under StdException: a handler for SocketException does not
 // catch them.
+//
+// Any thread may call the functions below; nothing here blocks.
 
 #pragma once
 

@@ -1,7 +1,8 @@
 // StringFormat makes a std::string from a printf format and its arguments, for exception and log
 // texts. It is meant as a temporary: StringFormat("%s:%d", host, port).GetString().
 //
-// Any thread may use it that has more than 1 MiB of stack: the working buffer lives there.
+// Any thread may use it that has more than 1 MiB of stack: the working buffer lives there. Nothing
+// blocks.
 
 #pragma once
 

@@ -34,11 +34,11 @@ class FWK_EXPORT ThreadedObject {
   ThreadedObject(const ThreadedObject&) = delete;
   ThreadedObject& operator=(const ThreadedObject&) = delete;
 
-  // Starts the thread; true when there is one. priority: 1 to 98 asks for SCHED_RR with just that
-  // priority, which needs the right to it ("pthread_create returned 1" without); any other leaves
-  // the scheduling as it is inherited.
-  // Throws with the names pthread_attr_init, pthread_attr_setschedpolicy (also for reading the
-  // policy), pthread_attr_getschedparam, pthread_attr_setschedparam, pthread_attr_setinheritsched,
+  // Starts the thread, without waiting for its body; true when there is one. priority: 1 to 98 asks
+  // for SCHED_RR with just that priority, which needs the right to it ("pthread_create returned 1"
+  // without); any other leaves the scheduling as it is inherited. Throws with the names
+  // pthread_attr_init, pthread_attr_setschedpolicy (also for reading the policy),
+  // pthread_attr_getschedparam, pthread_attr_setschedparam, pthread_attr_setinheritsched,
   // pthread_create and pthread_detach.
   virtual bool StartObjectThread(bool detached, int priority);
 

@@ -7,7 +7,8 @@
 // behind an alias is not found. A walk ends with the answer count or the end of the reply. Its cost
 // grows with the records that are there and the names that they give, not with those claimed.
 //
-// A view: the reply belongs to the caller and must outlive it. One thread at a time.
+// A view: the reply belongs to the caller and must outlive it. One thread at a time; nothing
+// blocks.
 
 #pragma once
 

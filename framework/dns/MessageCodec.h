@@ -1,9 +1,9 @@
 // MessageCodec writes a DNS query and reads the names and texts of a reply (RFC 1035, section 4).
 //
-// It keeps no state; any thread may use it. Queries go beyond the RFC in one point: eight zero
-// bytes follow the question. nsd, named and unbound ignore them; a server that does not, such as
-// knot, answers with an error and no records. Reading is trusting: what an honest server sends
-// comes out, and what a hostile one sends can give a wrong text but nothing worse.
+// It keeps no state and never blocks; any thread may use it. Queries go beyond the RFC in one
+// point: eight zero bytes follow the question. nsd, named and unbound ignore them; a server that
+// does not, such as knot, answers with an error and no records. Reading is trusting: what an honest
+// server sends comes out, and what a hostile one sends can give a wrong text but nothing worse.
 
 #pragma once
 

@@ -1,8 +1,9 @@
 // fwk::LogFile is a log file open for appending. It is made for each line anew, so that a file
 // renamed or removed meanwhile is never written on.
 //
-// The logger uses it with its lock held. Writing blocks as the file system does; nothing is thrown:
-// a file that cannot be opened or written loses what is written to it.
+// One thread at a time; the logger uses it with its lock held. Opening and writing block as the
+// file system does; nothing is thrown: a file that cannot be opened or written loses what is
+// written to it.
 
 #pragma once
 

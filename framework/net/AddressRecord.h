@@ -1,6 +1,7 @@
 // AddressRecord is one address of a resolved name: what the system needs to open a socket to it.
 //
-// A value type: a copy owns its own copy of the address bytes. Each thread uses records of its own.
+// A value type: a copy owns its own copy of the address bytes. Each thread uses records of its
+// own, and nothing blocks.
 
 #pragma once
 

@@ -102,11 +102,11 @@ class FWK_EXPORT Socket {
   // False in 10.0.0.0/8, 127.0.0.0/8, 172.16.0.0/12 and 192.168.0.0/16, true elsewhere.
   static bool IsPublicAddress(const in_addr_t& address);
 
-  // Asks a DNS blocklist (RFC 5782) through the system resolver whether key is listed in zone, that
-  // is, whether key.zone has an address. key: for an IPv4 address what ReverseAddress gives.
-  // Returns 1 when it is listed, with answer its first address, in 127.0.0.0/8, and 0 when the name
-  // or an address of it does not exist; answer is then unchanged. Blocks as long as the system
-  // resolver takes.
+  // Asks a DNS blocklist (RFC 5782, section 2.1) through the system resolver whether key is listed
+  // in zone, that is, whether key.zone has an address. key: for an IPv4 address what ReverseAddress
+  // gives. Returns 1 when it is listed, with answer its first address, in 127.0.0.0/8, and 0 when
+  // the name or an address of it does not exist; answer is then unchanged. Blocks as long as the
+  // system resolver takes.
   //
   // Throws an RBLSocketException, with the name asked for, for every other outcome:
   //   "%s rbl %d %s"                 the resolver failed: name, its code and its text for it

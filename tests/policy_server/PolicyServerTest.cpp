@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <fstream>
@@ -16,6 +17,7 @@
 #include "tests/policy_server/PolicyClient.h"
 #include "tests/policy_server/RunningServer.h"
 #include "tests/support/PrivateNetwork.h"
+#include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
 
 namespace {
@@ -65,9 +67,17 @@ Datagrams Silence(const Bytes& /*query*/) {
   return {};
 }
 
-// Waits, at most 10 s.
-void WaitForQuestion(const ScriptedNameServer& names) {
-  for (int attempt = 0; attempt < 1000 && names.Queries().empty(); ++attempt) {
+// Answers for slow.test alone, with a record whose look-ups then wait for 20 s.
+Datagrams SlowRecord(const Bytes& query) {
+  if (std::string(query.begin(), query.end()).find("slow") == std::string::npos) {
+    return {};
+  }
+  return {ReplyBuilder(query).TXT({"v=spf1 a:1.test a:2.test a:3.test a:4.test"}).Build()};
+}
+
+// Waits, at most 10 s, until so many questions were asked.
+void WaitForQuestions(const ScriptedNameServer& names, std::size_t count) {
+  for (int attempt = 0; attempt < 1000 && names.Queries().size() < count; ++attempt) {
     std::this_thread::sleep_for(10ms);
   }
 }
@@ -258,7 +268,7 @@ TEST(PolicyServerEndTest, ADecisionUnderWayIsAnsweredBeforeTheEnd) {
   RunningServer server;
   const PolicyClient client(kPort);
   client.Write(kBadRequest);
-  WaitForQuestion(silent);
+  WaitForQuestions(silent, 1);
   server.Signal(SIGTERM);
   EXPECT_EQ(client.ReadAnswer(), kAllowed);
   EXPECT_EQ(client.ReadAnswer(), "closed");
@@ -271,7 +281,7 @@ TEST(PolicyServerEndTest, ASecondSignalEndsItAtOnce) {
   RunningServer server;
   const PolicyClient client(kPort);
   client.Write(kBadRequest);
-  WaitForQuestion(silent);
+  WaitForQuestions(silent, 1);
   const Clock::time_point start = Clock::now();
   server.Signal(SIGTERM);
   EXPECT_TRUE(server.WaitForLog("Info: policy_server ends on signal 15"));
@@ -281,13 +291,34 @@ TEST(PolicyServerEndTest, ASecondSignalEndsItAtOnce) {
   EXPECT_EQ(client.ReadAnswer(), "closed");
 }
 
+TEST(PolicyServerEndTest, RecordsThatTakeLongHoldNoMoreThanAHundredConnections) {
+  const ScriptedNameServer names(SlowRecord);
+  SetResolverFile("nameserver 127.0.0.1\n");
+  RunningServer server;
+  for (int i = 0; i < 200; ++i) {
+    const PolicyClient impatient(kPort);
+    impatient.Write(Request("198.51.100.7", "a@slow.test"));
+  }
+  const PolicyClient next(kPort);
+  next.Write(Request("198.51.100.7", "a@slow.test"));
+  EXPECT_TRUE(next.HasAnswer(5000));
+  EXPECT_EQ(next.ReadAnswer(), kAllowed);
+  EXPECT_TRUE(
+      server.WaitForLog("Warning: PolicyDecision::Decide - no check of 198.51.100.7 for slow.test: "
+                        "too many"));
+  WaitForQuestions(names, 200);  // for each record, and for its first term
+  server.Signal(SIGKILL);
+  const Lines questions = names.Questions();
+  EXPECT_EQ(std::count(questions.begin(), questions.end(), "TXT slow.test"), 100);
+}
+
 TEST(PolicyServerEndTest, OthersAreServedWhileALookUpWaits) {
   const ScriptedNameServer silent(Silence);
   SetResolverFile("nameserver 127.0.0.1\n");
   RunningServer server;
   const PolicyClient waiting(kPort);
   waiting.Write(kBadRequest);
-  WaitForQuestion(silent);
+  WaitForQuestions(silent, 1);
   const PolicyClient other(kPort);
   other.Write(Request("2001:db8::1", "a@example.org"));
   EXPECT_EQ(other.ReadAnswer(), kAllowed);
