@@ -1,5 +1,5 @@
-# What is installed where, and the two packages made of it: `tool`, the program with all that its
-# users need, and `development`, what programs on the framework are built with.
+# What is installed where, in two components: `tool`, the program with all that its users need, and
+# `development`, what programs on the framework are built with.
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
@@ -7,6 +7,12 @@ include(GNUInstallDirs)
 # While the major version is 0 each minor one may break callers.
 set(abi_version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 
+foreach(directory CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
+  if(IS_ABSOLUTE "${${directory}}")
+    message(FATAL_ERROR
+      "${directory} must be relative to CMAKE_INSTALL_PREFIX, so that an installation may move.")
+  endif()
+endforeach()
 file(RELATIVE_PATH pkgconfig_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 
 # install_library(TARGET HEADER...): the library and its headers, which keep their paths from the
@@ -91,32 +97,3 @@ install(FILES docs/architecture.md docs/embedding.md
 install(DIRECTORY examples
   DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libfwk-dev COMPONENT development
   FILES_MATCHING PATTERN "*.h" PATTERN "*.cpp" PATTERN bulk EXCLUDE)
-
-set(CPACK_GENERATOR DEB)
-set(CPACK_COMPONENTS_ALL tool development)
-set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_PACKAGE_CONTACT "The spfcheck developers <spfcheck@localhost>")
-set(CPACK_STRIP_FILES ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-
-set(CPACK_DEBIAN_TOOL_PACKAGE_NAME spfcheck)
-set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION mail)
-# The tool is linked statically, unless the libraries are shared.
-set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ${BUILD_SHARED_LIBS})
-set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS parallel)
-# The first line is the short description.
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
-set(CPACK_COMPONENT_TOOL_DESCRIPTION
-  "${PROJECT_DESCRIPTION}
-Tells whether a host may send mail for a domain, and what DNS holds for it.")
-
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libfwk-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-  "C++20 framework of sockets, DNS client and logger - development files
-Headers and libraries for programs of your own: the check, and the framework under it of sockets,
-a DNS client, a logger, locks, threads, dates and strings.")
-if(BUILD_SHARED_LIBS)
-  set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "spfcheck (= ${PROJECT_VERSION})")
-endif()
-include(CPack)

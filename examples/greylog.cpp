@@ -44,7 +44,7 @@ int main(int argc, char* argv[]) {
     fwk::Logger::StartAsync();
     Environment::ShowEnvironment();
     RunWorkers();
-    std::this_thread::sleep_for(500ms);  // StopAsync drops what is not written yet
+    std::this_thread::sleep_for(2s);  // StopAsync drops what is not written yet
     fwk::Logger::StopAsync();
     fwk::Logger::Log(fwk::Info, "%s ends", Environment::PRODUCT_NAME.c_str());
   } catch (const std::exception& e) {

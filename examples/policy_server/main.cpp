@@ -6,6 +6,10 @@
 // directory without LOG. SIGTERM and SIGINT end it: it answers what it is deciding on and closes
 // its connections. A second signal ends it at once.
 //
+// Each connection has a thread, which needs more than 1 MiB of stack (StringFormat): mind
+// `ulimit -s`. PolicyServer::kMaxConnections of them are served at once; Postfix opens no more than
+// its default_process_limit.
+//
 // In Postfix's main.cf:
 //   smtpd_recipient_restrictions = reject_unauth_destination,
 //     check_policy_service inet:127.0.0.1:PORT
@@ -68,6 +72,6 @@ int main(int argc, char* argv[]) {
     return 1;
   }
   // The end of the program drops lines that are not written yet.
-  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  std::this_thread::sleep_for(std::chrono::seconds(2));
   return 0;
 }

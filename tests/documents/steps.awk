@@ -30,6 +30,8 @@ function finish() {
 
 FILENAME == ARGV[1] { left_out[$0]; next }
 
+/^ +```|^ *~~~/ && kind == "" { print "a block that begins with no fence at the margin: " $0 }
+
 /^```/ && kind == "" {
   kind = substr($1, 4)
   if (NF == 2) {
