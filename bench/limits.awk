@@ -6,9 +6,6 @@ BEGIN {
   FS = "\t"
   OFS = "\t"
 }
-FILENAME ~ /targets$/ {
-  next
-}
 
 FILENAME ~ /counts\.tsv$/ {
   for (i = 2; i <= NF; ++i) {

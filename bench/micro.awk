@@ -10,9 +10,6 @@ BEGIN {
   nanoseconds["us"] = 1000
   nanoseconds["ms"] = 1000000
 }
-FILENAME ~ /targets$/ {
-  next
-}
 
 # One key a line:  "key": value,
 $2 == "family_index" {
@@ -23,7 +20,7 @@ $2 == "per_family_instance_index" {
 }
 $2 == "run_name" {
   name = $4
-  sub(/\/real_time\/threads:.*/, "", name)
+  sub(/\/real_time$/, "", name)
   if (!(name in times)) {
     places[++count] = place
     at[place] = name

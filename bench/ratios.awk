@@ -8,9 +8,6 @@ BEGIN {
   FS = "\t"
   OFS = "\t"
 }
-FILENAME ~ /targets$/ {
-  next
-}
 
 !(($1, $2) in rounds) && $2 != "spfcheck" {
   job[++rows] = $1

@@ -3,8 +3,8 @@
 # Neither is handed on to those who use the libraries.
 
 include(CheckCXXCompilerFlag)
-include(CheckLinkerFlag)
 include(CheckPIESupported)
+include(CheckSourceRuns)
 
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 check_pie_supported(LANGUAGES CXX)

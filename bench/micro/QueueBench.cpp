@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "bench/micro/Measure.h"
 #include "framework/core/Queue.h"
@@ -18,29 +20,28 @@ void Take(Queue<std::string>& queue) {
   benchmark::DoNotOptimize(queue.Pop(line));
 }
 
-// One thread takes what all others push, so that the queue is empty at the end.
-void PassLines(benchmark::State& state) {
-  static Queue<std::string> queue;
-  const int producers = state.threads() - 1;
-  const bool consumes = state.thread_index() == 0;
-  const std::uint64_t before = AllocationCount();
-  for (auto _ : state) {
-    if (!consumes) {
+// One thread takes what so many others push. The time is that of a line.
+void PassLines(benchmark::State& state, int producers) {
+  constexpr int kLines = 10000;
+  Queue<std::string> queue;
+  const auto push = [&] {
+    for (int i = 0; i < kLines / producers; ++i) {
       queue.Push(kLine);
-      continue;
     }
+  };
+  while (state.KeepRunningBatch(kLines)) {
+    std::vector<std::jthread> threads;
     for (int i = 0; i < producers; ++i) {
+      threads.emplace_back(push);
+    }
+    for (int i = 0; i < kLines; ++i) {
       Take(queue);
     }
   }
-  const std::int64_t lines = state.iterations() * producers;
-  state.counters["allocations"] =
-      static_cast<double>(AllocationCount() - before) / static_cast<double>(lines);
-  state.SetItemsProcessed(consumes ? lines : 0);
 }
-BENCHMARK(PassLines)->Name("PassLinesFrom1Producer")->Threads(2)->UseRealTime();
-BENCHMARK(PassLines)->Name("PassLinesFrom2Producers")->Threads(3)->UseRealTime();
-BENCHMARK(PassLines)->Name("PassLinesFrom4Producers")->Threads(5)->UseRealTime();
+BENCHMARK_CAPTURE(PassLines, from_1_producer, 1)->UseRealTime();
+BENCHMARK_CAPTURE(PassLines, from_2_producers, 2)->UseRealTime();
+BENCHMARK_CAPTURE(PassLines, from_4_producers, 4)->UseRealTime();
 
 void FillAndEmptyQueue(benchmark::State& state) {
   Queue<std::string> queue;

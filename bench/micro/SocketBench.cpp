@@ -1,7 +1,10 @@
-// Whether an address lies in a range.
+// What a look-up asks the system for beyond its exchange, and whether an address lies in a range.
 
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -9,6 +12,18 @@
 #include "framework/net/Socket.h"
 
 namespace {
+
+void MakeNonBlocking(benchmark::State& state) {
+  Socket socket(0, 0);
+  socket.CreateSocket(AF_INET, SOCK_DGRAM, IPPROTO_UDP, false);
+  Measure(state, [&] { socket.SocketNonBlocking(true); });
+}
+BENCHMARK(MakeNonBlocking);
+
+void AskProcessId(benchmark::State& state) {
+  Measure(state, [] { benchmark::DoNotOptimize(getpid()); });
+}
+BENCHMARK(AskProcessId);
 
 const std::string kRange = "192.0.2.0/24";
 constexpr char kAddress[] = "192.0.2.77";
