@@ -15,10 +15,7 @@ LogFile::~LogFile() {
 }
 
 void LogFile::WriteLine(std::string_view line) {
-  std::string text;
-  text.reserve(line.size() + 1);
-  text.append(line).push_back('\n');
-  Write(text);
+  Write(std::string(line) + '\n');
 }
 
 void LogFile::Write(std::string_view text) {
