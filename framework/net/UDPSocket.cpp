@@ -1,10 +1,12 @@
 #include "framework/net/UDPSocket.h"
 
 #include <arpa/inet.h>
+#include <sys/mman.h>
 #include <sys/select.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
@@ -13,8 +15,6 @@
 #include "framework/core/StringFormat.h"
 
 namespace {
-
-constexpr std::uint32_t kMaxPayload = 65507;  // of a UDP datagram over IPv4 (RFC 768, RFC 791)
 
 const char* Direction(bool reading) {
   return reading ? "reading" : "writing";
@@ -34,6 +34,30 @@ int WaitOnce(int descriptor, bool reading, int timeoutMs) {
   return select(descriptor + 1, &readSet, reading ? nullptr : &writeSet, nullptr,
                 timeoutMs < 1 ? nullptr : &timeout);
 }
+
+// Memory for bytes to be received, which takes up none until they come.
+class ReceiveBuffer {
+ public:
+  explicit ReceiveBuffer(std::uint32_t length)
+      : m_size(std::size_t{length} + 1),  // an empty mapping is refused
+        m_start(mmap(nullptr, m_size, PROT_READ | PROT_WRITE,
+                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {}
+  ~ReceiveBuffer() {
+    if (m_start != MAP_FAILED) {
+      munmap(m_start, m_size);
+    }
+  }
+
+  ReceiveBuffer(const ReceiveBuffer&) = delete;
+  ReceiveBuffer& operator=(const ReceiveBuffer&) = delete;
+
+  // Returns null when the memory could not be had.
+  char* Data() { return m_start != MAP_FAILED ? static_cast<char*>(m_start) : nullptr; }
+
+ private:
+  std::size_t m_size;
+  void* m_start;
+};
 
 }  // namespace
 
@@ -178,15 +202,16 @@ bool UDPSocket::ReceiveMessage(std::string& message, int timeoutMs) {
     return false;
   }
   const std::uint32_t length = ntohl(header);
-  if (length > kMaxPayload) {
+  ReceiveBuffer payload(length);
+  if (payload.Data() == nullptr) {
     return false;
   }
-  std::string payload(length, '\0');
-  const int got = Receive(payload.data(), length, received, timeoutMs, true);
-  if (got == 0 || got != static_cast<int>(length)) {
+  const auto got =
+      static_cast<std::uint32_t>(Receive(payload.Data(), length, received, timeoutMs, true));
+  if (got == 0 || got != length) {
     return false;
   }
-  message = ApplyKey(payload);
+  message = ApplyKey(std::string(payload.Data(), length));
   return true;
 }
 

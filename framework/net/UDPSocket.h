@@ -86,9 +86,10 @@ class FWK_EXPORT UDPSocket : public Socket {
   bool SendMessage(const std::string& message, int timeoutMs);
 
   // True when a whole message came; false, with message unchanged, when less or nothing came, or
-  // when the length is more than a datagram holds (65507 bytes). The bytes are run through the
-  // payload key if there is one. Each wait takes timeoutMs; the one for the bytes is made for a
-  // length of 0, too. Waits and throws as Receive does.
+  // when the memory for so many bytes cannot be had. The length that came is believed, up to 4 GiB:
+  // memory is taken as bytes come, and a blocking socket goes on waiting until all of them have
+  // come. The bytes are run through the payload key if there is one. Each wait takes timeoutMs; the
+  // one for the bytes is made for a length of 0, too. Waits and throws as Receive does.
   bool ReceiveMessage(std::string& message, int timeoutMs);
 
   // Waits until descriptor can be read (reading true), or can be written or read. Returns the

@@ -1725,16 +1725,72 @@ TEST(UDPSocketTest, ReceiveMessageTakesTheLongestMessageThatADatagramHolds) {
   EXPECT_EQ(message, std::string(65507, 'x'));
 }
 
-TEST(UDPSocketTest, ReceiveMessageRefusesALengthThatNoDatagramHasWithoutTakingMemoryForIt) {
-  const LimitedAddressSpace limited;
-  for (const std::string& length :
-       {std::string("\0\0\xFF\xE4", 4), std::string("\xFF\xFF\xFF\xFF", 4)}) {
-    ScriptedUDPSocket socket(Bytes(length), Bytes("hello"));
+// Lengths above 65507 were refused, and what followed them was left to be read as the next length.
+TEST(UDPSocketTest, ReceiveMessageReceivesAsManyBytesAsAnyLengthSays) {
+  const struct {
+    std::string length;
+    unsigned int bytes;
+  } rows[] = {{std::string("\0\0\xFF\xE4", 4), 65508U},
+              {std::string("\0\1\0\0", 4), 65536U},
+              {std::string("\x7F\xFF\xFF\xFF", 4), 2147483647U},
+              {std::string("\x80\0\0\0", 4), 2147483648U},
+              {std::string("\xFF\xFF\xFF\xFF", 4), 4294967295U}};
+  for (const auto& row : rows) {
+    const ScriptedWaits waits;
+    ScriptedUDPSocket socket(Bytes(row.length), Bytes("hello"), Fails(EAGAIN));
+    socket.m_wait = 1;
     std::string message = "before";
-    EXPECT_FALSE(socket.ReceiveMessage(message, 1000));
+    EXPECT_FALSE(socket.ReceiveMessage(message, 2500));  // a part of it came
     EXPECT_EQ(message, "before");
-    EXPECT_EQ(socket.events, Events{"receive 4"});
+    EXPECT_EQ(waits.events,
+              (Events{"select 1 reading 2.500000", "receive 4", "select 1 reading 2.500000",
+                      Print("receive %u", row.bytes), Print("receive %u", row.bytes - 5)}));
   }
+}
+
+TEST(UDPSocketTest, AMessageMayComeInMoreBytesThanOneDatagramHolds) {
+  ScriptedUDPSocket socket(Bytes(std::string("\0\1\0\0", 4)), Bytes(std::string(65507, 'x')),
+                           Bytes(std::string(29, 'y')));
+  std::string message;
+  EXPECT_TRUE(socket.ReceiveMessage(message, 1000));
+  EXPECT_TRUE(message == std::string(65507, 'x') + std::string(29, 'y'));
+}
+
+TEST(UDPSocketTest, AfterALengthThatNoDatagramHasTheNextMessageIsReceived) {
+  Peer peer;
+  OpenedUDPSocket socket;
+  ConnectTo(peer, socket, true);
+  peer.Answer(std::string("\0\1\0\0", 4));
+  peer.Answer("hello");
+  std::string message = "before";
+  EXPECT_FALSE(socket.ReceiveMessage(message, 1000));
+  EXPECT_EQ(message, "before");
+  peer.Answer(std::string("\0\0\0\4", 4));
+  peer.Answer("next");
+  EXPECT_TRUE(socket.ReceiveMessage(message, 1000));
+  EXPECT_EQ(message, "next");
+}
+
+TEST(UDPSocketTest, TheMemoryForAMessageCountsOnlyAsFarAsBytesCome) {
+  const auto residentKilobytes = [] {
+    rusage use{};
+    getrusage(RUSAGE_SELF, &use);
+    return use.ru_maxrss;
+  };
+  const auto before = residentKilobytes();
+  ScriptedUDPSocket socket(Bytes(std::string("\x40\0\0\0", 4)), Bytes("hello"), Fails(EAGAIN));
+  std::string message;
+  EXPECT_FALSE(socket.ReceiveMessage(message, 1000));  // of 1 GiB
+  EXPECT_LT(residentKilobytes() - before, 100 * 1024);
+}
+
+TEST(UDPSocketTest, ReceiveMessageIsFalseWhenTheMemoryForItCannotBeHad) {
+  const LimitedAddressSpace limited;
+  ScriptedUDPSocket socket(Bytes(std::string("\xFF\xFF\xFF\xFF", 4)), Bytes("hello"));
+  std::string message = "before";
+  EXPECT_FALSE(socket.ReceiveMessage(message, 1000));
+  EXPECT_EQ(message, "before");
+  EXPECT_EQ(socket.events, Events{"receive 4"});
 }
 
 TEST(UDPSocketTest, AFailureOfATransferLeavesTheMessageOperations) {
