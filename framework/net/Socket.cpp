@@ -11,6 +11,21 @@
 #include "framework/Utilities/StringUtilities.h"
 #include "framework/core/Exceptions.h"
 
+namespace {
+
+// Opens a socket; moves it above the standard streams where it got the number 0, which means none.
+int OpenSocket(int domain, int type, int protocol) {
+  const int descriptor = socket(domain, type, protocol);
+  if (descriptor != 0) {
+    return descriptor;
+  }
+  const int moved = fcntl(descriptor, F_DUPFD, STDERR_FILENO + 1);
+  close(descriptor);
+  return moved;
+}
+
+}  // namespace
+
 Socket::Socket(int descriptor, int timeout) : m_descriptor(descriptor), m_timeout(timeout) {
   ++m_nAccessCounter;
 }
@@ -37,7 +52,7 @@ void Socket::Destroy() {
 
 void Socket::CreateSocket(int domain, int type, int protocol, bool nonBlocking) {
   Close();
-  m_descriptor = socket(domain, type, protocol);
+  m_descriptor = OpenSocket(domain, type, protocol);
   if (m_descriptor == -1) {
     ThrowSocketError("Socket::CreateSocket - socket", 0);
   }

@@ -34,8 +34,8 @@ class FWK_EXPORT Socket {
   Socket(const Socket&) = delete;
   Socket& operator=(const Socket&) = delete;
 
-  // Takes over a descriptor, unchecked. The one held before is not closed. Then as
-  // SocketNonBlocking(nonBlocking).
+  // Takes over a descriptor, unchecked; 0 or below means none. The one held before is not closed.
+  // Then as SocketNonBlocking(nonBlocking).
   virtual void SetSocket(const int& descriptor, bool nonBlocking);
 
   // Shuts the connection down and closes it; without a descriptor nothing is done, so it may be
@@ -44,16 +44,18 @@ class FWK_EXPORT Socket {
   virtual void Destroy();
 
   // Opens a socket as socket(domain, type, protocol) does, then as SocketNonBlocking(nonBlocking).
-  // A descriptor still held is closed first, through Close(). Throws "Socket::CreateSocket -
-  // socket"; the descriptor is then -1. When the second step throws it is open and held.
+  // A descriptor still held is closed first, through Close(). The new one is never 0: where
+  // standard input is closed, it is above 2. Throws "Socket::CreateSocket - socket"; the descriptor
+  // is then -1. When the second step throws it is open and held.
   virtual void CreateSocket(int domain, int type, int protocol, bool nonBlocking);
 
   // Closes the descriptor and forgets it. Returns what close() returned; a failure is not thrown.
   // Without a descriptor returns it (0 or -1) unchanged.
   virtual int Close();
 
-  // true: sets O_NONBLOCK; throws "Socket::SocketNonBlocking - fcntl". false: does nothing, so a
-  // non-blocking socket stays one.
+  // true: sets O_NONBLOCK; throws "Socket::SocketNonBlocking - fcntl". While the object has no
+  // descriptor and holds 0, this changes standard input. false: does nothing, so a non-blocking
+  // socket stays one.
   void SocketNonBlocking(bool on);
 
   // SO_RCVTIMEO, then SO_SNDTIMEO, each given the time-out as a bare 4-byte number. A kernel that
@@ -89,9 +91,10 @@ class FWK_EXPORT Socket {
   // 192.0.2.10/24 is 192.0.2.10 to 192.0.3.9.
   //
   // No address lies in a range with an empty network or prefix, with the network 0.0.0.0, with a
-  // prefix of 0 or above 32 (which wraps past 32 bits), or one that runs past 255.255.255.255. A
-  // network, or in the text form an address, that inet_addr cannot read counts as 255.255.255.255.
-  // Throws std::invalid_argument "non-digit character" for a prefix that is not a number.
+  // prefix of 0 or above 32, or in one that runs past 255.255.255.255. Only the low 32 bits of a
+  // prefix count: /4294967328 is taken as /32. A network, or in the text form an address, that
+  // inet_addr cannot read counts as 255.255.255.255. Throws std::invalid_argument "non-digit
+  // character" for a prefix that is not a number.
   static bool IsInRange(const std::string& cidr, const in_addr_t& address);
   static bool IsInRange(const std::string& cidr, const char* address);
 
@@ -131,7 +134,7 @@ class FWK_EXPORT Socket {
   std::int32_t m_descriptor;       // 0 or below: none
   std::int32_t m_nonBlocking = 0;  // 1 once SocketNonBlocking(true) succeeded
   std::int32_t m_retryCount = 10;  // for subclasses
-  std::int32_t m_timeout;          // milliseconds; for SetSocketOptionsReadWrite alone
+  std::int32_t m_timeout;          // milliseconds; for SetSocketOptionsReadWrite and subclasses
   std::uint16_t m_port = 0;        // host byte order
   std::string m_key;               // payload key; empty: payloads go as they are
 

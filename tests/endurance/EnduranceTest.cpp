@@ -15,9 +15,9 @@
 #include "framework/logging/Logger.h"
 #include "tests/endurance/ProcessUse.h"
 #include "tests/endurance/ScriptedServerProcess.h"
-#include "tests/logging/OwnProcess.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/OpenDescriptors.h"
+#include "tests/support/OwnProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
 using fwk::Logger;

@@ -28,10 +28,10 @@
 
 #include "framework/core/Locks.h"
 #include "framework/logging/Logger.h"
-#include "tests/logging/OwnProcess.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/OwnMount.h"
+#include "tests/support/OwnProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
 using fwk::Logger;

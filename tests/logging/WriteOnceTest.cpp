@@ -12,9 +12,9 @@
 
 #include "framework/core/Locks.h"
 #include "framework/logging/Logger.h"
-#include "tests/logging/OwnProcess.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/OwnMount.h"
+#include "tests/support/OwnProcess.h"
 #include "tests/support/ScarceMemory.h"
 #include "tests/support/TemporaryDirectory.h"
 

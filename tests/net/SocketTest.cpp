@@ -2,6 +2,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,6 +20,8 @@
 
 #include "framework/core/Exceptions.h"
 #include "framework/net/Socket.h"
+#include "tests/support/OpenDescriptors.h"
+#include "tests/support/OwnProcess.h"
 
 namespace {
 
@@ -282,6 +285,60 @@ TEST(SocketTest, CreateSocketClosesTheDescriptorStillHeldThroughClose) {
   EXPECT_EQ(socket.closed, 1);
   EXPECT_FALSE(IsOpen(old));
   EXPECT_TRUE(IsOpen(socket.m_descriptor));
+}
+
+// The number 0 counts as none, so such a socket was never closed.
+TEST(SocketTest, WithoutAStandardInputANewSocketIsAboveTheStandardStreamsAndClosed) {
+  InOwnProcess([] {
+    close(STDIN_FILENO);
+    const std::ptrdiff_t before = OpenDescriptors();
+    {
+      OpenedSocket socket;
+      socket.CreateSocket(AF_INET, SOCK_DGRAM, IPPROTO_UDP, true);
+      EXPECT_GT(socket.m_descriptor, STDERR_FILENO);
+      EXPECT_EQ(Option<int>(socket.m_descriptor, SO_TYPE), SOCK_DGRAM);
+      EXPECT_TRUE(IsNonBlocking(socket.m_descriptor));
+      EXPECT_FALSE(IsOpen(STDIN_FILENO));
+    }
+    EXPECT_EQ(OpenDescriptors(), before);
+  });
+}
+
+TEST(SocketTest, WithoutAStandardInputASocketThatFindsNoOtherNumberThrowsAndIsClosed) {
+  InOwnProcess([] {
+    const rlimit few{.rlim_cur = 20, .rlim_max = 20};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    while (dup(STDIN_FILENO) >= 0) {
+    }
+    close(STDIN_FILENO);  // now the only number that is free
+    OpenedSocket socket;
+    EXPECT_EQ(FailureText([&] { socket.CreateSocket(AF_INET, SOCK_DGRAM, 0, false); }),
+              "Socket::CreateSocket - socket :: failed with code 24: Too many open files");
+    EXPECT_EQ(socket.m_descriptor, -1);
+    EXPECT_FALSE(IsOpen(STDIN_FILENO));
+  });
+}
+
+TEST(SocketTest, TheDescriptor0StillMeansNoneWhereOneIsGiven) {
+  InOwnProcess([] {
+    { const OpenedSocket socket(0); }
+    EXPECT_TRUE(IsOpen(STDIN_FILENO));
+    OpenedSocket socket;
+    socket.SetSocket(0, false);
+    EXPECT_EQ(socket.Close(), 0);
+    EXPECT_TRUE(IsOpen(STDIN_FILENO));
+  });
+}
+
+TEST(SocketTest, MakingNonBlockingWithoutADescriptorChangesStandardInput) {
+  InOwnProcess([] {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    dup2(ends[0], STDIN_FILENO);
+    OpenedSocket socket;
+    socket.SocketNonBlocking(true);
+    EXPECT_TRUE(IsNonBlocking(STDIN_FILENO));
+  });
 }
 
 TEST(SocketTest, SetSocketAdoptsADescriptorAndClosesNothing) {
