@@ -30,6 +30,7 @@
 #include <string_view>
 
 #include "framework/core/Export.h"
+#include "framework/dns/DNSSocket.h"  // for what must exist before every static SPFCheck
 #include "framework/net/Socket.h"
 
 class FWK_EXPORT SPFCheck : public Socket {

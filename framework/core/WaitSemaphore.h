@@ -12,9 +12,8 @@
 #include <atomic>
 #include <cstdint>
 
-// Interlocked is for its lock, which must outlive every static semaphore.
 #include "framework/core/Export.h"
-#include "framework/core/Interlocked.h"
+#include "framework/core/Interlocked.h"  // for its lock, which must outlive every static semaphore
 #include "framework/core/Locks.h"
 #include "framework/core/ThreadAnnotations.h"
 

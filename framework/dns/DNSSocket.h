@@ -16,7 +16,13 @@
 #include <string>
 #include <vector>
 
+// The headers of config, dns and logging are here for the statics that look-ups use: so they exist
+// before every static DNSSocket, and outlive it.
+#include "framework/config/Config.h"
+#include "framework/config/Environment.h"
 #include "framework/core/Export.h"
+#include "framework/dns/NameServer.h"
+#include "framework/logging/Logger.h"
 #include "framework/net/UDPSocket.h"
 
 class FWK_EXPORT DNSSocket : public UDPSocket {

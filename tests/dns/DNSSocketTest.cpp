@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <iterator>
 #include <stdexcept>
@@ -20,8 +21,11 @@
 #include "framework/dns/NameServer.h"
 #include "framework/logging/Logger.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/OpenDescriptors.h"
+#include "tests/support/OwnMount.h"
 #include "tests/support/OwnProcess.h"
+#include "tests/support/PrivateNetwork.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -49,6 +53,16 @@ Texts Get(DNSSocket& dns, LookUp lookUp) {
 Texts Get(const std::string& domain, LookUp lookUp) {
   DNSSocket dns(domain);
   return Get(dns, lookUp);
+}
+
+// How many lines of the file at path hold text.
+int CountLines(const char* path, const char* text) {
+  std::ifstream file(path);
+  int count = 0;
+  for (std::string line; std::getline(file, line);) {
+    count += line.find(text) != std::string::npos ? 1 : 0;
+  }
+  return count;
 }
 
 // The query that this process sends for example.org.
@@ -130,6 +144,17 @@ TEST_F(DNSSocketTest, MakingAnObjectAsksNothing) {
   { const DNSSocket dns("example.org"); }
   EXPECT_EQ(Get("example.net", &DNSSocket::GetARecords), Texts{});
   EXPECT_EQ(server.Questions(), (Texts{"A example.net"}));
+}
+
+TEST_F(DNSSocketTest, AStaticObjectLooksUpWhereItsHeaderIsTheOnlyOneIncluded) {
+  const OwnMount logs("/var/log");
+  SetResolverFile("nameserver 127.0.0.1\n");
+  const ScriptedNameServer server(Zone{{"A example.org", {"192.0.2.1"}}});
+  const ChildResult result = RunChild(STATIC_DNS_SOCKET_PROGRAM, {"static_dns_socket"}, "/");
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(server.Questions(), (Texts{"A example.org", "A example.org"}));
+  EXPECT_EQ(CountLines("/var/log/current.log", "Error: DNSSocket::DoQuery - "), 2);
 }
 
 // Queries.

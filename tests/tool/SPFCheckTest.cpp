@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <iterator>
 #include <stdexcept>
 #include <string>
@@ -16,8 +17,11 @@
 #include "framework/dns/NameServer.h"
 #include "framework/logging/Logger.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/OpenDescriptors.h"
+#include "tests/support/OwnMount.h"
 #include "tests/support/OwnProcess.h"
+#include "tests/support/PrivateNetwork.h"
 #include "tests/support/ScriptedNameServer.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tool/SPFCheck.h"
@@ -221,6 +225,17 @@ TEST_F(SPFCheckTest, LinesAreLeftToTheLoggingThreadWhereItRuns) {
 }
 
 // The record.
+
+TEST_F(SPFCheckTest, AStaticObjectChecksWhereItsHeaderIsTheOnlyOneIncluded) {
+  const OwnMount logs("/var/log");
+  SetResolverFile("nameserver 127.0.0.1\n");
+  const ScriptedNameServer server(Zone{{"TXT example.org", {"v=spf1 mx ip4:192.0.2.1"}}});
+  const ChildResult result = RunChild(STATIC_SPF_CHECK_PROGRAM, {"static_spf_check"}, "/");
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_EQ(result.exitStatus, 0);
+  EXPECT_EQ(server.Questions(), Texts{"TXT example.org"});
+  EXPECT_TRUE(std::filesystem::exists("/var/log/current.log"));
+}
 
 TEST_F(SPFCheckTest, TheVersionAloneFails) {
   const Outcome outcome = CheckRecord("v=spf1");

@@ -1,0 +1,14 @@
+// A program that crashed before main: what a static SPFCheck uses was not there yet. The header of
+// that class is the only one that it includes. It ends with status 0 when the check passed.
+
+#include "tool/SPFCheck.h"
+
+namespace {
+
+const SPFCheck check("192.0.2.1", "", "example.org", 0, "");
+
+}  // namespace
+
+int main() {
+  return check.getResult() ? 0 : 1;
+}
