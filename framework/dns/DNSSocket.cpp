@@ -46,7 +46,7 @@ std::string DNSSocket::GetSPFRecord() {
 }
 
 int DNSSocket::Query(std::vector<std::string>& out, const unsigned short& type) {
-  Connect(dns_servers, "53", true);
+  Connect(GetNameServer(), "53", true);
   return DoQuery(out, type);
 }
 

@@ -6,8 +6,12 @@
 // and whatever its ID, so use a name server on a path that you trust. A look-up blocks for at most
 // 5 s to send and 5 s to receive; a signal that is handled meanwhile starts the wait again.
 //
-// One thread at a time may use an object. The first object of the process must be made before
-// other threads make theirs.
+// A look-up needs more than 1 MiB of stack and a descriptor below 1024, as each wait of a UDPSocket
+// does. On a thread with less stack the first time-out ends the process by SIGSEGV. Where a program
+// has some 1,019 descriptors open, every look-up fails without an exception: it logs an Error, and
+// its list is empty.
+//
+// Any thread may make an object; one thread at a time may use it.
 
 #pragma once
 
@@ -21,6 +25,7 @@
 #include "framework/config/Config.h"
 #include "framework/config/Environment.h"
 #include "framework/core/Export.h"
+#include "framework/core/Locks.h"
 #include "framework/dns/NameServer.h"
 #include "framework/logging/Logger.h"
 #include "framework/net/UDPSocket.h"
@@ -29,7 +34,7 @@ class FWK_EXPORT DNSSocket : public UDPSocket {
  public:
   // domain: asked for in every look-up, as SanitiseUtf8 leaves it. Fills dns_servers when it is
   // empty: from the last nameserver line of /etc/resolv.conf, else from the configuration key
-  // "dns_server", else with the public resolver 9.9.9.9.
+  // "dns_server", else with the public resolver 9.9.9.9. Meanwhile other threads wait.
   explicit DNSSocket(const std::string& domain);
   ~DNSSocket() noexcept(false) override;
 
@@ -51,12 +56,16 @@ class FWK_EXPORT DNSSocket : public UDPSocket {
 
  private:
   static void LoadNameServer();
+  static std::string GetNameServer();
 
   int Query(std::vector<std::string>& out, const unsigned short& type);
   int DoQuery(std::vector<std::string>& out, const unsigned short& type);
   void Exchange(std::vector<std::string>& out, unsigned short type);
   void CollectAnswers(std::span<const unsigned char> reply, std::uint32_t answerStart,
                       std::vector<std::string>& out);
+
+  // Held while dns_servers is loaded or read. It does not guard what a program writes there.
+  inline static MutexReadWriteInstance m_nameServerLock;
 
   std::string m_domain;
   std::string m_spfRecord;

@@ -31,6 +31,7 @@ std::string ReadNameServer(const std::string& path) {
 }
 
 void DNSSocket::LoadNameServer() {
+  const MutexWrite guard(m_nameServerLock);
   if (!dns_servers.empty()) {
     return;
   }
@@ -38,4 +39,9 @@ void DNSSocket::LoadNameServer() {
   if (dns_servers.empty()) {
     dns_servers = Config::GetString("dns_server", kPublicResolver);
   }
+}
+
+std::string DNSSocket::GetNameServer() {
+  const MutexRead guard(m_nameServerLock);
+  return dns_servers;
 }

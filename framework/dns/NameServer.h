@@ -7,7 +7,8 @@
 #include "framework/core/Export.h"
 
 // One IPv4 address as dotted quad, not checked; asked on port 53. Empty until the first DNSSocket
-// of the process fills it, and never changed after that: write it before, or not at all.
+// of the process fills it; then it stays as it is. A program may set it, or empty it to have it
+// filled again, while no other thread makes or uses a DNSSocket.
 FWK_EXPORT inline std::string dns_servers;
 
 // The address on the last line of the resolver file at path whose first word is "nameserver"

@@ -2,6 +2,10 @@
 // time-out. Beside that it has a small server side, which echoes one datagram at a time, and a
 // client's probe for it.
 //
+// A wait needs a descriptor below 1024 and more than 1 MiB of stack. Where a program has some 1,019
+// descriptors open, a new socket gets a higher one, and each of its waits throws. StringFormat makes
+// the text of a time-out: on a thread with 1 MiB the first time-out ends the process by SIGSEGV.
+//
 // One thread at a time may use an object. Addresses are dotted-quad texts, ports decimal texts,
 // time-outs milliseconds; a time-out below 1 waits without limit.
 //

@@ -9,12 +9,14 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <latch>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
 
+#include "framework/config/Config.h"
 #include "framework/core/Exceptions.h"
 #include "framework/core/Locks.h"
 #include "framework/dns/DNSSocket.h"
@@ -540,6 +542,38 @@ TEST_F(DNSSocketTest, ThreadsMayUseObjectsOfTheirOwnAtOnce) {
   const std::jthread first(lookUp, "a.test", "192.0.2.1");
   const std::jthread second(lookUp, "b.test", "192.0.2.2");
   const std::jthread third(lookUp, "c.test", "192.0.2.3");
+}
+
+// The thread sanitizer found the name server's text written by one while others read it.
+TEST_F(DNSSocketTest, ThreadsMayMakeTheFirstObjectsAndLookUpAtOnce) {
+  SetResolverFile("nameserver 127.0.0.1\n");
+  const ScriptedNameServer server(Zone{{"A example.org", {"192.0.2.1"}}});
+  for (int i = 0; i < 20; ++i) {
+    dns_servers.clear();
+    std::latch start(2);
+    const auto lookUp = [&start] {
+      start.arrive_and_wait();
+      EXPECT_EQ(Get("example.org", &DNSSocket::GetARecords), Texts{"192.0.2.1"});
+    };
+    const std::jthread first(lookUp);
+    const std::jthread second(lookUp);
+  }
+}
+
+TEST_F(DNSSocketTest, ThreadsMayLookUpAtOnceWhereTheNameServerStaysEmpty) {
+  SetResolverFile("");
+  Config::m_config["dns_server"] = "";
+  dns_servers.clear();  // and each object loads it again
+  const auto lookUp = [] {
+    for (int i = 0; i < 100; ++i) {
+      EXPECT_EQ(Get("example.org", &DNSSocket::GetARecords), Texts{});
+    }
+  };
+  {
+    const std::jthread first(lookUp);
+    const std::jthread second(lookUp);
+  }
+  Config::m_config.clear();
 }
 
 // The descriptor.

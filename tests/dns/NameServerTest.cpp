@@ -1,14 +1,20 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <cstddef>
 #include <string>
+#include <thread>
 
 #include "framework/config/Config.h"
 #include "framework/core/Exceptions.h"
 #include "framework/dns/DNSSocket.h"
 #include "framework/dns/NameServer.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -187,6 +193,37 @@ TEST_F(NameServerLoadTest, ASecondObjectDoesNotReadTheFileAgain) {
   SetResolverFile("nameserver 10.0.0.2\n");
   const DNSSocket second("example.org");
   EXPECT_EQ(dns_servers, "10.0.0.1");
+}
+
+// Each of them read the file, and one could use the server while another set it.
+TEST_F(NameServerLoadTest, OfObjectsMadeAtOnceOneReadsTheFileAndTheOthersWaitForIt) {
+  static const TemporaryDirectory directory;  // the mount of the pipe outlives this test
+  ASSERT_EQ(mkfifo(directory.Path("pipe").c_str(), 0600), 0);
+  MountResolverFile(directory.Path("pipe"));
+  const std::ptrdiff_t before = OpenDescriptors();
+  {
+    const auto make = [] {
+      const DNSSocket dns("example.org");
+      EXPECT_EQ(dns_servers, "10.0.0.1");
+    };
+    const std::jthread first(make);
+    const std::jthread second(make);
+    const int writer = open(directory.Path("pipe").c_str(), O_WRONLY);  // waits for a reader
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));        // for another
+    EXPECT_EQ(OpenDescriptors(), before + 2);
+    EXPECT_EQ(write(writer, "nameserver 10.0.0.1\n", 20), 20);
+    close(writer);
+  }
+  EXPECT_EQ(dns_servers, "10.0.0.1");
+}
+
+TEST_F(NameServerLoadTest, AServerThatIsEmptiedIsLoadedAgain) {
+  SetResolverFile("nameserver 10.0.0.1\n");
+  const DNSSocket first("example.org");
+  SetResolverFile("nameserver 10.0.0.2\n");
+  dns_servers.clear();
+  const DNSSocket second("example.org");
+  EXPECT_EQ(dns_servers, "10.0.0.2");
 }
 
 TEST_F(NameServerLoadTest, AServerThatIsSetIsKept) {

@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <string>
@@ -52,6 +53,38 @@ class NoDescriptors {
 
  private:
   rlimit m_limit{};
+};
+
+// While one exists this process has all descriptors below limit open, where it may.
+class ManyDescriptors {
+ public:
+  explicit ManyDescriptors(int limit) {
+    getrlimit(RLIMIT_NOFILE, &m_limit);
+    const rlimit more{std::min<rlim_t>(m_limit.rlim_max, static_cast<rlim_t>(limit) + 100),
+                      m_limit.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &more);
+    int next = dup(STDIN_FILENO);
+    while (next >= 0 && next < limit) {
+      m_copies.push_back(next);
+      next = dup(STDIN_FILENO);
+    }
+    m_exist = next >= 0;
+    close(next);
+  }
+  ~ManyDescriptors() {
+    std::for_each(m_copies.begin(), m_copies.end(), close);
+    setrlimit(RLIMIT_NOFILE, &m_limit);
+  }
+
+  ManyDescriptors(const ManyDescriptors&) = delete;
+  ManyDescriptors& operator=(const ManyDescriptors&) = delete;
+
+  bool Exist() const { return m_exist; }
+
+ private:
+  rlimit m_limit{};
+  std::vector<int> m_copies;
+  bool m_exist = false;
 };
 
 // The text of the exception that action throws.
@@ -145,6 +178,30 @@ TEST(DescriptorLimitTest, ALookUpWithoutADescriptorThrowsAndTheNextOneWorks) {
     EXPECT_EQ(values, Texts{"192.0.2.1"});
   }
   EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST(DescriptorLimitTest, WhereAllDescriptorsBelow1024AreTakenALookUpFailsWithoutAnException) {
+  DoNotLog();
+  dns_servers = "127.0.0.1";
+  const ScriptedNameServer server(Zone{{"A example.org", {"192.0.2.1"}}});
+  DNSSocket dns("example.org");
+  Texts values = {"old"};
+  const std::string log = CaptureLog([&] {
+    const ManyDescriptors many(1024);
+    if (!many.Exist()) {
+      return;
+    }
+    EXPECT_EQ(dns.GetARecords(values), 0);
+    EXPECT_EQ(values, Texts{});
+  });
+  if (values == Texts{"old"}) {
+    GTEST_SKIP() << "this process may not have so many descriptors";
+  }
+  EXPECT_TRUE(
+      log.starts_with("Error: DNSSocket::DoQuery - StdException - "
+                      "UDPSocket::SelectReadWrite - socket handle exceeds FD_SETSIZE :: "))
+      << log;
+  EXPECT_EQ(server.Questions(), Texts{});
 }
 
 TEST(DescriptorLimitTest, WithoutADescriptorForTheResolverFileTheBuiltInServerIsTakenForGood) {
