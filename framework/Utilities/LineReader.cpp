@@ -22,6 +22,10 @@ bool LineReader::Next(std::string& line) {
     }
     c = std::getc(m_file.get());
   }
+  if (c == EOF && HasFailed()) {
+    line.clear();
+    return false;
+  }
   return true;
 }
 

@@ -25,7 +25,8 @@ class FWK_EXPORT LineReader {
   bool IsOpen() const;
 
   // Reads the next line, without its line feed, into line. False at the end of the file, after a
-  // failed read, and when the file is not open; line is then empty.
+  // failed read, and when the file is not open; line is then empty. A read that fails in the middle
+  // of a line drops what was read of it.
   bool Next(std::string& line);
 
   // Whether a read failed (and not only met the end).

@@ -14,9 +14,11 @@ class FWK_EXPORT Config {
  public:
   Config() = delete;
 
-  // Replaces the store by the entries of the file at path. Throws ConfigException "Unable to read
-  // configuration file:" when the file exists but cannot be opened or read; the entries read until
-  // then stay. A file that does not exist leaves an empty store. Blocks as the file does.
+  // Empties the store, then fills it with the entries of the file at path. Throws ConfigException
+  // "Unable to read configuration file:" when the file exists but cannot be opened or read; the old
+  // entries are gone then, and the store holds the whole lines that were read before the failure:
+  // none, when the file could not be opened. A file that does not exist leaves an empty store.
+  // Blocks as the file does.
   //
   // Of a line the first 1024 characters count, up to a zero byte and without the blanks, tabs and
   // carriage returns at their ends. It is skipped when it is empty, begins with "#", has no "=" or

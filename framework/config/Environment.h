@@ -18,10 +18,13 @@
 class FWK_EXPORT Environment {
  public:
   // Loads /etc/NAME.conf, with name in lower case, whose key "logging" gives the logger's location
-  // (/var/log/NAME/ without it) and "log_level" its level (3 without it, or when it is no number);
-  // its lines then carry date, time and thread.
+  // (/var/log/NAME/ without it) and "log_level" its level (3 without it, or when it is not a
+  // number); log lines then carry date, time and thread. Only the low 16 bits of the level
+  // count, as a signed number: 65541 is 5. Lines in a named section of the file are skipped.
   // A file that does not exist gives these defaults; one that cannot be read throws Config's
-  // ConfigException, with the logger left as it was but the product's name and version set.
+  // ConfigException, with the logger left as it was but the product's name and version set. The
+  // configuration that was loaded before is gone then: the store is empty, or holds the lines
+  // before the failure.
   Environment(const std::string& name, const std::string& version);
 
   // Logs, at Info: "starting %s version %s", "environment...." and for every entry of the

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "framework/Utilities/LineReader.h"
+#include "tests/support/FailingFile.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace {
@@ -133,6 +134,19 @@ TEST(LineReaderTest, AFailedReadEndsItAndIsTold) {
   EXPECT_EQ(line, "");
   EXPECT_TRUE(reader.HasFailed());
   EXPECT_FALSE(reader.Next(line));
+}
+
+// What had been read of the line was given as if it were whole.
+TEST(LineReaderTest, AReadThatFailsInTheMiddleOfALineGivesNoPartOfIt) {
+  const FailingFile file("whole\npart");
+  LineReader reader(file.Path(), 10);
+  std::string line;
+  EXPECT_TRUE(reader.Next(line));
+  EXPECT_EQ(line, "whole");
+  EXPECT_FALSE(reader.HasFailed());
+  EXPECT_FALSE(reader.Next(line));
+  EXPECT_EQ(line, "");
+  EXPECT_TRUE(reader.HasFailed());
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "framework/config/Config.h"
 #include "framework/core/Exceptions.h"
+#include "tests/support/FailingFile.h"
 #include "tests/support/ScarceMemory.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -231,6 +232,12 @@ TEST_F(ConfigTest, AFileThatExistsButCannotBeOpenedThrows) {
   Load("old=1\n");
   EXPECT_EQ(FailureText(m_directory.Path("loop")), kUnreadable);
   EXPECT_EQ(Config::m_config, Entries());
+}
+
+TEST_F(ConfigTest, AReadThatFailsInTheMiddleOfALineThrowsAndStoresTheLinesBeforeItOnly) {
+  const FailingFile file("first=1\nsecond=part");
+  EXPECT_EQ(FailureText(file.Path()), kUnreadable);
+  EXPECT_EQ(Config::m_config, (Entries{{"first", "1"}}));
 }
 
 TEST_F(ConfigTest, AFileWhoseReadFailsThrows) {

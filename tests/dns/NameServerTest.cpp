@@ -14,6 +14,7 @@
 #include "framework/core/Exceptions.h"
 #include "framework/dns/DNSSocket.h"
 #include "framework/dns/NameServer.h"
+#include "tests/support/FailingFile.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -178,6 +179,11 @@ TEST(NameServerTest, AFileThatCannotBeReadNamesNoServer) {
   EXPECT_EQ(ReadNameServer(directory.Path()), "");
   EXPECT_EQ(ReadNameServer(""), "");
   EXPECT_EQ(ReadNameServer("/dev/null"), "");
+}
+
+TEST(NameServerTest, AReadThatFailsInTheMiddleOfALineNamesNoPartOfAnAddress) {
+  const FailingFile file("nameserver 10.0.0.1\nnameserver 10.0.0.2");
+  EXPECT_EQ(ReadNameServer(file.Path()), "10.0.0.1");
 }
 
 TEST_F(NameServerLoadTest, TheFirstObjectTakesTheLastServerOfTheResolverFile) {
