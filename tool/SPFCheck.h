@@ -8,16 +8,22 @@
 // each also with "+" in front:
 //
 //   a         an A record of the target or, without one, of the domain is the client's address;
-//             with "/prefix" the range that starts at the record holds it. So does every term that
-//             begins with "a", "all" included.
+//             with "/prefix" the range that starts at the record holds it. Every term that begins
+//             with "a" is one, "all" too; so is each that begins with "+a", but not with "+all".
 //   mx        never matches
 //   ip4       the address or range behind "ip4:" holds the client's address (Socket::IsInRange)
 //   include   the check of the domain behind "include:" passes
 //   redirect  the check of the domain behind "redirect=" passes
 //
-// "+all", "-all", "~all" and "?all" never match. With "+" in front, ip4, include and redirect keep
-// the separator in their value: of these only ip4 can match, and only a client address that is no
-// dotted quad, such as one of IPv6, which counts as 255.255.255.255 as the value does.
+// No other term matches. Most are logged as not supported; silent are those that begin
+// with "v=spf" or "+all", and those in which "all" follows the first character: "-all", "~all" and
+// "?all", and "-allow", "xall" and "?all:example.org" as well.
+//
+// Values are found by counting characters, so with "+" in front ip4, include and redirect keep the
+// separator. "+ip4:192.0.2.1" is the range ":192.0.2.1", which counts as 255.255.255.255: it holds
+// that client, and each whose address is not a dotted quad, such as one of IPv6. "+ip41.2.3.4"
+// holds 1.2.3.4. "+include:example.org" passes where the check of the name ":example.org" does,
+// "+redirect=example.org" where that of "=example.org" does.
 //
 // One thread at a time. A check blocks as its look-ups do (DNSSocket): 10 s at most for each,
 // longer where signals arrive meanwhile. It needs more than 1 MiB of stack, or the first time-out

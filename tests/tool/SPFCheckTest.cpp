@@ -486,6 +486,8 @@ TEST_F(SPFCheckTest, TheBeginOfATermDecidesWhoEvaluatesIt) {
       {"?all", false, none, {}},
       {"+all", false, none, {}},
       {"+all:d.test", false, none, {}},
+      {"+allow", false, none, {}},
+      {"?all:d.test", false, none, {}},
       {"-allow", false, none, {}},
       {"xall", false, none, {}},
       {"-ball", false, NotSupported("-ball"), {}},  // "all" not at index 1

@@ -157,6 +157,7 @@ TEST_F(SPFMechanismsTest, TheFirstFourCharactersOfAnIp4TermAreSkippedByCount) {
   EXPECT_TRUE(Evaluate("ip4x192.0.2.1").passed);
   EXPECT_TRUE(Evaluate("ip4/192.0.2.1").passed);
   EXPECT_FALSE(Evaluate("ip4192.0.2.1").passed);
+  EXPECT_TRUE(Evaluate("+ip4192.0.2.1").passed);
 }
 
 TEST_F(SPFMechanismsTest, AnIp4TermWithoutAValueFailsSilently) {
@@ -422,6 +423,12 @@ TEST_F(SPFMechanismsTest, TheTargetIsWhatStandsBehindACountOfCharacters) {
   for (const Row& row : rows) {
     EXPECT_EQ(Evaluate(row.term).questions, (Texts{"TXT " + row.target})) << row.term;
   }
+}
+
+TEST_F(SPFMechanismsTest, AnIncludeOrRedirectWithPlusPassesWhereDnsHoldsItsTargetWithTheSeparator) {
+  const Texts passing = {"v=spf1 ip4:192.0.2.1"};
+  EXPECT_TRUE(Evaluate("+include:d.test", "192.0.2.1", {{"TXT :d.test", passing}}).passed);
+  EXPECT_TRUE(Evaluate("+redirect=d.test", "192.0.2.1", {{"TXT =d.test", passing}}).passed);
 }
 
 TEST_F(SPFMechanismsTest, TheBareTermsIncludeAndRedirectThrow) {
