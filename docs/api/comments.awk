@@ -3,7 +3,8 @@
 #   - The comment at the top documents the file, the class of its name and, behind their own, all
 #     other classes.
 #   - A comment above declarations documents each of them, up to the next blank line, but those
-#     further down that are destructors or deleted; one behind a declaration documents that, too.
+#     further down that are destructors or deleted; one behind a declaration documents that, too,
+#     and one behind an include nothing.
 #   - Indented lines stay as they are written; in all others no character is special.
 #
 # It relies on the sources' format: what continues a declaration is indented deeper than its start.
@@ -53,7 +54,7 @@ top == "" { top = comment; print_comment("@file\n" top); comment = "" }
 
 /^ *[^ }#]|^#define/ { print_comment(documentation($0)) }
 
-!/^ *}/ && match($0, /  \/\/ /) {
+!/^( *}|#include)/ && match($0, /  \/\/ /) {
   $0 = substr($0, 1, RSTART - 1) "  ///< " escape(substr($0, RSTART + 5))
 }
 

@@ -1,5 +1,5 @@
 // CacheMap remembers which keys were seen, each with a rising stamp, and forgets the oldest when
-// there are more than a limit.
+// there are more than a limit. Keys that are inserted under one given stamp are not limited.
 //
 // Any thread may use it. Every operation takes the map's own lock, and throws where that fails
 // (Locks.h); none blocks beyond it.
@@ -22,9 +22,9 @@ class FWK_EXPORT CacheMap {
   static constexpr std::uint32_t kNextStamp = 0xFFFFFFFF;
 
   // limit: the largest number of keys kept; 0 means no limit. batch: how many of the oldest go at a
-  // time; one that would take all becomes 1, for good, when first used. Throws
-  // std::invalid_argument "CacheMap - batch of 0" for a batch that would never bring a limited map
-  // below its limit.
+  // time; a batch as large as the limit, or larger, becomes 1 when it is first used, for good.
+  // Throws std::invalid_argument "CacheMap - batch of 0" for a batch that would never bring a
+  // limited map below its limit.
   CacheMap(std::uint32_t limit, std::uint32_t batch) : m_limit(limit), m_batch(batch) {
     if (limit != 0 && batch == 0) {
       throw std::invalid_argument("CacheMap - batch of 0");
@@ -37,7 +37,8 @@ class FWK_EXPORT CacheMap {
 
   // Makes key the newest, under the stamp after the last one, or puts it under the given stamp,
   // from which the next then counts on. Returns the stamp; a key under a low one may be forgotten
-  // by then. A key that has the given stamp already is no longer found by age, but still by Find.
+  // by then. A key that has the given stamp already is no longer found by age, but still by Find:
+  // it no longer counts for the limit, and stays until it is inserted again and grows old.
   std::uint32_t Insert(const Key& key, std::uint32_t stamp = kNextStamp) {
     const MutexWrite guard(m_lock);
     const auto known = m_byKey.find(key);

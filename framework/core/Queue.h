@@ -1,9 +1,9 @@
 // Queue carries items from the threads that push them to those that pop them, in order, until it is
 // closed. A closed queue takes and gives nothing any more and is never opened again.
 //
-// Any thread may use it; the owner destroys it when no other does. Every operation takes the
-// queue's own lock for a moment, and throws where that fails (Locks.h); only Wait blocks, and
-// Close until those who wait have left.
+// Any thread may use it; the owner destroys it when no other does. Every operation but Wait
+// takes the queue's own lock for a moment; each throws where a lock fails (Locks.h). Only Wait
+// blocks, and Close until those who wait have left.
 
 #pragma once
 

@@ -6,6 +6,9 @@
 // half gone. A detached object must be made with new; it deletes itself when its body returns, and
 // once it is started nobody else may touch it unless they know that the body still runs.
 //
+// The body may only return or throw. pthread_exit in it, or a cancellation of its thread, ends the
+// process; so does an exception that leaves the destructor of a detached object.
+//
 // The owner's thread starts, stops and joins. Failures throw a StdSystemException whose text is the
 // POSIX function's name, " returned " and the code; the owner then still owns the object.
 

@@ -25,7 +25,8 @@ class FWK_EXPORT LogFile {
   LogFile& operator=(const LogFile&) = delete;
 
   // Appends line and a line feed, in one piece where the system takes it so: lines of several
-  // processes do not mix.
+  // processes do not mix. Loggers of several processes must not share a location all the same
+  // (Logger.h).
   void WriteLine(std::string_view line);
 
   // Appends text as it is, as WriteLine does.

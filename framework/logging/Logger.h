@@ -13,6 +13,20 @@
 // A static object that logs to the system log in its destructor needs Environment.h included in
 // front of this header, or the name that the lines bear is gone by then.
 //
+// Each process needs a location of its own. Where two have the same, the second to log after
+// midnight renames the new file over the dated file that the first has made: that day is lost. One
+// process loses a day in the same way when its clock is set back over midnight. When Init sets
+// another location, a live file that is there already gets the dated name of the old location and
+// replaces a file of that name.
+//
+// Threads that log must end before main returns: the logger is destroyed then, and a thread that
+// still logs ends the process. Where the logging thread is blocked, as by a pipe that is full, the
+// process does not end until it goes on.
+//
+// A child of a process whose threads log can hang at its first line, with or without StartAsync: a
+// lock that another thread held when it was forked stays locked. It must not log, and end by exec
+// or _exit.
+//
 // The locks are taken in this order: m_MutexInstance, then m_locationLock or that of m_bAsync, of
 // m_LogQueue or of m_logUnque.
 
@@ -68,8 +82,7 @@ class FWK_EXPORT Logger : public ThreadedObject {
                                                             ...) noexcept;
 
   // Starts the logging thread, once in a process: a second call does nothing, after StopAsync too.
-  // Where no thread can be had lines go on being written at once, and a later call tries again. A
-  // child process forked later has no such thread: it must not log, and end by exec or _exit.
+  // Where no thread can be had lines go on being written at once, and a later call tries again.
   static void StartAsync() noexcept;
 
   // Ends the logging thread, without waiting for it. Lines it has not written yet are lost; from

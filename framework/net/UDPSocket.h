@@ -3,11 +3,12 @@
 // client's probe for it.
 //
 // A wait needs a descriptor below 1024 and more than 1 MiB of stack. Where a program has some 1,019
-// descriptors open, a new socket gets a higher one, and each of its waits throws. StringFormat makes
-// the text of a time-out: on a thread with 1 MiB the first time-out ends the process by SIGSEGV.
+// descriptors open, a new socket gets a higher one, and each of its waits throws. StringFormat
+// makes the text of a time-out: on a thread with 1 MiB the first time-out ends the process by
+// SIGSEGV.
 //
-// One thread at a time may use an object. Addresses are dotted-quad texts, ports decimal texts,
-// time-outs milliseconds; a time-out below 1 waits without limit.
+// One thread at a time may use an object. Addresses are dotted-quad texts, ports decimal texts, of
+// which the low 16 bits count, and time-outs milliseconds; one below 1 waits without limit.
 //
 // A wait that runs out throws a UDPSocketTimeoutException, a bad peer a UDPSocketException, every
 // other failure a SocketException. Where a text below holds "(%s)" or "[%s]", the peer description
@@ -35,9 +36,10 @@ class FWK_EXPORT UDPSocket : public Socket {
 
   // Receives up to length bytes into buffer and returns how many. fill: go on reading datagrams
   // until length bytes are there or nothing more is waiting; on a blocking socket each further
-  // read waits without limit. received: what the last read brought, or after a harmless error all
-  // that was received; after a throw it means nothing. Waits at most timeoutMs, once and only if
-  // the socket is one that waits (see Connect). Throws as SelectReadWrite and CheckSocketStatus do.
+  // read waits without limit. Whoever sent the last datagram is the peer from then on. received:
+  // what the last read brought, or after a harmless error all that was received; after a throw it
+  // means nothing. Waits at most timeoutMs, once and only if the socket is one that waits (see
+  // Connect). Throws as SelectReadWrite and CheckSocketStatus do.
   virtual int Receive(char* buffer, unsigned int length, unsigned int& received, int timeoutMs,
                       bool fill);
 
@@ -62,8 +64,9 @@ class FWK_EXPORT UDPSocket : public Socket {
   in_addr_t Connect(const std::string& address, const std::string& port, bool flag);
 
   // Connect, then sends a random text of 16 characters and receives its echo, waiting at most
-  // 60 s for each. What came back is the payload key from then on. With flag false nothing limits
-  // the wait, and an echo shorter than the probe blocks for the rest.
+  // 60 s for each. What came back is the payload key from then on, and the peer is the socket that
+  // answered, not the port that was probed: a server that uses Accept answers from another. With
+  // flag false nothing limits the wait, and an echo shorter than the probe blocks for the rest.
   // Returns the peer's address as Connect does. Throws as Connect, Send and Receive do;
   // "UDPSocket::Connect - Send failed" and "UDPSocket::Connect - Receive failed" where a subclass's
   // transfer returns -1.
@@ -71,9 +74,9 @@ class FWK_EXPORT UDPSocket : public Socket {
 
   // Binds a blocking socket to port on all addresses; true when bound or when a descriptor is open
   // already. For a port of 1023 or less the effective and the real ids that SaveIdentity() found
-  // are swapped before binding, and back only after a successful one. Throws as CreateSocket does,
-  // and "Listen - bind"; the socket is then open and bound to nothing: Destroy() it before trying
-  // again.
+  // are swapped before binding, and back only after a successful one. A change of ids that the
+  // system refuses is passed over in silence. Throws as CreateSocket does, and "Listen - bind"; the
+  // socket is then open and bound to nothing: Destroy() it before trying again.
   bool Listen(const std::string& port);
 
   // Serves one datagram of up to 1024 bytes, for which it waits without limit: prints
@@ -116,7 +119,9 @@ class FWK_EXPORT UDPSocket : public Socket {
 
   // Remembers the process's real and effective user and group ids for Listen, and sets them once
   // as a successful Listen does at its end. For the start of a program, before other threads run;
-  // until then Listen changes no id.
+  // until then Listen changes no id. A refused change is passed over in silence. Setting the ids
+  // makes the saved ones equal to the effective ones: a process whose saved and effective ids
+  // differ cannot return to the saved ones, and may be unable to Listen below 1024 from then on.
   static void SaveIdentity();
 
  protected:
