@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <string>
 
@@ -56,6 +57,12 @@ TEST(DiskTest, WhatFitsOnADiskThatFillsUpIsWritten) {
   disk.Directory().Write("log.txtcurrent.log", old);
   ToolProcess(disk.Path(), kGivenRecord, kPlain)
       .ExpectEnd({.standardOutput = kOutput, .standardError = "", .log = old + kBegin + "Debug"});
+}
+
+TEST(DiskTest, WhereTheLogMayGrowNoFurtherTheToolEndsWithoutAVerdict) {
+  const TemporaryDirectory directory;
+  ToolProcess(directory.Path(), kGivenRecord, "ulimit -f 0; exec \"$@\"")
+      .ExpectEnd({.standardOutput = "", .standardError = "", .log = "", .status = 128 + SIGXFSZ});
 }
 
 TEST(DiskTest, LinesAreWrittenAgainWhenThereIsSpace) {
