@@ -90,6 +90,17 @@ TEST(EncryptionTest, OneByteStaysAsItIs) {
   EXPECT_EQ(Encrypt("k", "\0"s), "\0"s);
 }
 
+TEST(EncryptionTest, AByteChangesByLessThanTheDatasLengthSoAShortTextStaysLegible) {
+  EXPECT_EQ(Encrypt("aA1bB2cC3dD4eE5f", "password"), "p`trwowe");
+  for (std::size_t length = 1; length < 256; ++length) {
+    const std::string data = SomeBytes(length);
+    const std::string encrypted = Encrypt("Key", data);
+    for (std::size_t at = 0; at < length; ++at) {
+      ASSERT_LT(static_cast<unsigned char>(data[at] ^ encrypted[at]), length);
+    }
+  }
+}
+
 TEST(EncryptionTest, TheSameKeyGivesTheDataBack) {
   for (const std::size_t length : std::initializer_list<std::size_t>{1, 2, 9, 256, 1000}) {
     const std::string data = SomeBytes(length);
