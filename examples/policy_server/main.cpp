@@ -10,9 +10,7 @@
 // `ulimit -s`. PolicyServer::kMaxConnections of them are served at once; Postfix opens no more than
 // its default_process_limit.
 //
-// In Postfix's main.cf:
-//   smtpd_recipient_restrictions = reject_unauth_destination,
-//     check_policy_service inet:127.0.0.1:PORT
+// Which lines Postfix's main.cf needs is said in docs/embedding.md.
 
 #include <pthread.h>
 
