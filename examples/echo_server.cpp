@@ -1,10 +1,16 @@
 // Echoes datagrams, and prints them, until SIGTERM or SIGINT:
 //   echo_server PORT
+//
+// Built and run where libfwk-dev is installed:
+//   c++ -std=c++20 echo_server.cpp -o echo_server $(pkg-config --cflags --libs fwk)
+//   ./echo_server 7007
 
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <string>
 
+#include "framework/Utilities/StringUtilities.h"
 #include "framework/core/Exceptions.h"
 #include "framework/net/UDPSocket.h"
 
@@ -13,6 +19,12 @@ namespace {
 constexpr int kPollMs = 200;  // how long a signal may have to wait
 
 volatile std::sig_atomic_t stopped = 0;
+
+// Whether text is a port: Listen would take the text "abc" for the port 0, which means any.
+bool IsPort(const std::string& text) {
+  const int port = text.size() <= 5 ? StringToIntOr(text, 0) : 0;
+  return port >= 1 && port <= 65535;
+}
 
 void Stop(int /*signal*/) {
   stopped = 1;
@@ -54,7 +66,7 @@ class EchoServer : public UDPSocket {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  if (argc != 2) {
+  if (argc != 2 || !IsPort(argv[1])) {
     std::fprintf(stderr, "Usage: %s PORT\n", argv[0]);
     return 1;
   }

@@ -1,14 +1,25 @@
 // A daemon in miniature: reads /etc/NAME.conf, logs what it found and what its workers do, from a
 // thread for the log, and ends:
 //   greylog NAME VERSION
+//
+// Built and run where libfwk-dev is installed:
+//   c++ -std=c++20 greylog.cpp -o greylog $(pkg-config --cflags --libs fwk)
+//   ./greylog GreyLog 1.0
+//
+// The log is current.log in the directory that the configuration names by a line "logging=.../",
+// or else in /var/log/NAME/ (NAME in lower case), which must exist.
 
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
 #include "framework/config/Environment.h"
+#include "framework/core/Exceptions.h"
 #include "framework/logging/Logger.h"
 
 using namespace std::chrono_literals;
@@ -32,6 +43,18 @@ void RunWorkers() {
   }
 }
 
+// Logs the environment. Throws where the log file did not grow by it, which the logger never tells.
+void ShowEnvironment() {
+  const std::string path = Environment::m_logging + "current.log";
+  const bool wanted = !Environment::m_logging.empty() && Environment::m_logLevel <= fwk::Info;
+  std::error_code unknown;
+  const auto before = std::filesystem::file_size(path, unknown);
+  Environment::ShowEnvironment();
+  if (wanted && std::filesystem::file_size(path, unknown) == before) {
+    throw StdException("cannot write " + path);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -41,8 +64,8 @@ int main(int argc, char* argv[]) {
   }
   try {
     const Environment environment(argv[1], argv[2]);
+    ShowEnvironment();
     fwk::Logger::StartAsync();
-    Environment::ShowEnvironment();
     RunWorkers();
     std::this_thread::sleep_for(2s);  // StopAsync drops what is not written yet
     fwk::Logger::StopAsync();

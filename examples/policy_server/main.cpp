@@ -2,6 +2,10 @@
 // client's address (PolicyDecision.h).
 //   policy_server PORT [LOG]
 //
+// Built and run where libfwk-dev is installed:
+//   c++ -std=c++20 -I../.. *.cpp -o policy_server $(pkg-config --cflags --libs spf)
+//   ./policy_server 10040
+//
 // Listens on 127.0.0.1 and logs to LOGcurrent.log, "policy_server-current.log" in the working
 // directory without LOG. SIGTERM and SIGINT end it: it answers what it is deciding on and closes
 // its connections. A second signal ends it at once.
@@ -10,7 +14,7 @@
 // `ulimit -s`. PolicyServer::kMaxConnections of them are served at once; Postfix opens no more than
 // its default_process_limit.
 //
-// Which lines Postfix's main.cf needs is said in docs/embedding.md.
+// docs/embedding.md has the lines for Postfix's main.cf.
 
 #include <pthread.h>
 

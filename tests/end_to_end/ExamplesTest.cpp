@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
@@ -172,6 +173,43 @@ TEST(ExamplesTest, TheDaemonLogsItsEnvironmentAndAllOfItsWorkers) {
                        " of 25");
     }
     EXPECT_EQ(workers.at(static_cast<std::size_t>(worker)), wanted);
+  }
+}
+
+TEST(ExamplesTest, TheEchoServerTakesOnlyAPort) {
+  const std::vector<std::string> rows[] = {
+      {"abc"},   {"--help"},       {""}, {"0"}, {"65536"}, {"4294967303"}, {"-1"},
+      {"7007x"}, {"7007", "7008"},
+  };
+  for (const auto& row : rows) {
+    const ChildResult run = RunExample("echo_server", row);
+    EXPECT_EQ(run.standardError, "Usage: echo_server PORT\n") << row[0];
+    EXPECT_EQ(run.standardOutput, "");
+    EXPECT_EQ(run.exitStatus, 1);
+  }
+}
+
+TEST(ExamplesTest, TheDaemonTellsALogThatItCannotWrite) {
+  const OwnMount etc("/etc");
+  const TemporaryDirectory logs;
+  std::filesystem::create_symlink("/dev/full", logs.Path("current.log"));
+  for (const std::string& location : {logs.Path("missing/"), logs.Path() + "/"}) {
+    std::ofstream("/etc/greylog.conf") << "logging=" << location << "\n";
+    const ChildResult run = RunExample("greylog", {"GreyLog", "1.0"});
+    EXPECT_EQ(run.standardError, "greylog: cannot write " + location + "current.log\n");
+    EXPECT_EQ(run.standardOutput, "");
+    EXPECT_EQ(run.exitStatus, 1);
+  }
+}
+
+TEST(ExamplesTest, TheDaemonNeedsNoLogThatIsNotWanted) {
+  const OwnMount etc("/etc");
+  const TemporaryDirectory logs;
+  for (const std::string settings : {"logging=\n", "log_level=4\nlogging=/nowhere/\n"}) {
+    std::ofstream("/etc/greylog.conf") << settings;
+    const ChildResult run = RunExample("greylog", {"GreyLog", "1.0"});
+    EXPECT_EQ(run.standardError, "") << settings;
+    EXPECT_EQ(run.exitStatus, 0) << settings;
   }
 }
 
