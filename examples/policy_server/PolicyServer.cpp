@@ -7,7 +7,6 @@
 #include <exception>
 #include <utility>
 
-#include "framework/dns/DNSSocket.h"
 #include "framework/logging/Logger.h"
 #include "framework/net/AddressRecord.h"
 
@@ -18,7 +17,6 @@ constexpr int kPollMs = 200;  // how long an end may have to wait
 }  // namespace
 
 PolicyServer::PolicyServer(const std::string& port) : Socket(0, 0) {
-  const DNSSocket first("");  // finds the name server; other threads make theirs after it
   Listen(port);
 }
 

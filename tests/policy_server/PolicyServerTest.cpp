@@ -12,8 +12,6 @@
 #include <thread>
 #include <vector>
 
-#include "examples/policy_server/PolicyServer.h"
-#include "framework/dns/NameServer.h"
 #include "tests/policy_server/PolicyClient.h"
 #include "tests/policy_server/RunningServer.h"
 #include "tests/support/PrivateNetwork.h"
@@ -341,13 +339,6 @@ TEST(PolicyServerStartTest, ItListensOnLoopbackOnly) {
   sockets << std::ifstream("/proc/self/net/tcp").rdbuf();
   EXPECT_NE(sockets.str().find(" 0100007F:2738 00000000:0000 0A "), std::string::npos);
   EXPECT_EQ(sockets.str().find(" 00000000:2738 "), std::string::npos);
-}
-
-TEST(PolicyServerStartTest, TheNameServerIsFoundBeforeOtherThreadsAreThere) {
-  SetResolverFile("nameserver 192.0.2.53\n");
-  dns_servers.clear();
-  const PolicyServer server(kPort);
-  EXPECT_EQ(dns_servers, "192.0.2.53");
 }
 
 TEST(PolicyServerStartTest, WrongArgumentsAreToldTheUsage) {
