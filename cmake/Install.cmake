@@ -43,6 +43,7 @@ install_library(fwk
   framework/core/StringFormat.h
   framework/core/ThreadAnnotations.h
   framework/core/ThreadedObject.h
+  framework/core/Version.h
   framework/core/WaitSemaphore.h
   framework/Utilities/Boolean.h
   framework/Utilities/CalendarFields.h

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "framework/core/Exceptions.h"
+#include "framework/core/Version.h"
 #include "framework/dns/DNSSocket.h"
 #include "framework/logging/Logger.h"
 #include "framework/net/UDPSocket.h"
@@ -29,6 +30,7 @@ int main(int argc, char* argv[]) {
   if (argc != 3) {
     return 1;
   }
+  std::printf("%s\n", FWK_VERSION);
   fwk::Logger::Init("consumer-", fwk::Info, false, false);
   fwk::Logger::StartAsync();
   fwk::Logger::LogSync(fwk::Info, "asked for %s", argv[1]);

@@ -1,5 +1,6 @@
 # Fails when a source or header below ROOT includes one of a higher layer, one of another folder of
-# its own layer, or one by another path than that from the repository's root.
+# its own layer, or one by another path than that from the repository's root; or when a header
+# includes the version.
 #
 #   cmake -DROOT=DIR -P CheckIncludes.cmake
 
@@ -45,6 +46,8 @@ function(check file include)
     report("${file} stands in no layer")
   elseif(to EQUAL -1 OR NOT EXISTS "${ROOT}/${include}")
     report("${file} includes ${include}, which is no path from the root")
+  elseif("${file}" MATCHES "\\.h$" AND "${include}" STREQUAL "framework/core/Version.h")
+    report("${file} includes ${include}, which is left to sources")
   elseif("${file} -> ${include}" IN_LIST sideways OR from_folder STREQUAL to_folder)
     return()
   elseif(NOT to LESS from)

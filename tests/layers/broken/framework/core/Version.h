@@ -1,0 +1,1 @@
+#define FWK_VERSION "0.0.0"
