@@ -1,5 +1,5 @@
-# What is installed where, in two components: `tool`, the program with all that its users need, and
-# `development`, what programs on the framework are built with.
+# Installs the libraries, and what programs on them are built with. Each component of an installation
+# has the name of the Debian package that is made of it (packaging/control).
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
@@ -13,6 +13,7 @@ foreach(directory CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
       "${directory} must be relative to CMAKE_INSTALL_PREFIX, so that an installation may move.")
   endif()
 endforeach()
+
 file(RELATIVE_PATH pkgconfig_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 
 # install_library(TARGET HEADER...): the library and its headers, which keep their paths from the
@@ -25,12 +26,12 @@ function(install_library target)
     VERSION ${PROJECT_VERSION} SOVERSION ${abi_version}
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   install(TARGETS ${target} EXPORT fwk
-    ARCHIVE COMPONENT development
-    LIBRARY COMPONENT tool NAMELINK_COMPONENT development
-    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/fwk COMPONENT development)
+    ARCHIVE COMPONENT libfwk-dev
+    LIBRARY COMPONENT spfcheck NAMELINK_COMPONENT libfwk-dev
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/fwk COMPONENT libfwk-dev)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/${target}.pc.in ${PROJECT_BINARY_DIR}/${target}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${target}.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT libfwk-dev)
 endfunction()
 
 install_library(fwk
@@ -72,29 +73,8 @@ install_library(spf
 # find_package(fwk) gives fwk::fwk and fwk::spf.
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/fwk)
 install(EXPORT fwk NAMESPACE fwk:: FILE fwkTargets.cmake
-  DESTINATION ${package_directory} COMPONENT development)
+  DESTINATION ${package_directory} COMPONENT libfwk-dev)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/fwkConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
 install(FILES cmake/fwkConfig.cmake ${PROJECT_BINARY_DIR}/fwkConfigVersion.cmake
-  DESTINATION ${package_directory} COMPONENT development)
-
-install(TARGETS spfcheck COMPONENT tool)
-if(BUILD_SHARED_LIBS)
-  file(RELATIVE_PATH bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-  set_target_properties(spfcheck PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
-endif()
-install(PROGRAMS examples/bulk/spf-bulk
-  DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
-install(FILES completion/spfcheck
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
-install(FILES ${PROJECT_BINARY_DIR}/man/spfcheck.1
-  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
-install(FILES ${PROJECT_BINARY_DIR}/man/fwk.3
-  DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
-install(FILES CHANGELOG.md SECURITY.md docs/bulk.md
-  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tool)
-install(FILES docs/architecture.md docs/embedding.md
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libfwk-dev COMPONENT development)
-install(DIRECTORY examples
-  DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libfwk-dev COMPONENT development
-  FILES_MATCHING PATTERN "*.h" PATTERN "*.cpp" PATTERN bulk EXCLUDE)
+  DESTINATION ${package_directory} COMPONENT libfwk-dev)

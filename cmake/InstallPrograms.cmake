@@ -1,0 +1,25 @@
+# Installs the programs, and the pages and documents of programs and libraries.
+
+install(TARGETS spfcheck COMPONENT spfcheck)
+if(BUILD_SHARED_LIBS)
+  file(RELATIVE_PATH bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(spfcheck PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+endif()
+install(PROGRAMS examples/bulk/spf-bulk
+  DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT spfcheck)
+install(FILES completion/spfcheck
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT spfcheck)
+install(FILES ${PROJECT_BINARY_DIR}/man/spfcheck.1 ${PROJECT_BINARY_DIR}/man/spf-bulk.1
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT spfcheck)
+install(FILES ${PROJECT_BINARY_DIR}/man/fwk.3
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT libfwk-dev)
+
+# The documents of both packages stand as in the checkout, so that links between them work.
+set(documents ${CMAKE_INSTALL_DATADIR}/doc/spfcheck)
+install(FILES CHANGELOG.md SECURITY.md DESTINATION ${documents} COMPONENT spfcheck)
+install(FILES docs/bulk.md DESTINATION ${documents}/docs COMPONENT spfcheck)
+install(FILES docs/architecture.md docs/embedding.md
+  DESTINATION ${documents}/docs COMPONENT libfwk-dev)
+install(DIRECTORY examples
+  DESTINATION ${documents} COMPONENT libfwk-dev
+  FILES_MATCHING PATTERN "*.h" PATTERN "*.cpp" PATTERN bulk EXCLUDE)
