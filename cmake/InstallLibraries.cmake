@@ -14,7 +14,18 @@ foreach(directory CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
   endif()
 endforeach()
 
-file(RELATIVE_PATH pkgconfig_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+# install_pkgconfig(TARGET): what pkg-config reads. The prefix is known when it is installed.
+function(install_pkgconfig target)
+  set(prefix @CMAKE_INSTALL_PREFIX@)
+  set(template ${PROJECT_BINARY_DIR}/${target}.pc.in)
+  configure_file(cmake/${target}.pc.in ${template} @ONLY)
+  set(file "\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/pkgconfig/${target}.pc")
+  install(CODE "
+    cmake_path(ABSOLUTE_PATH CMAKE_INSTALL_PREFIX)
+    configure_file(\"${template}\" \"\$ENV{DESTDIR}${file}\" @ONLY NO_SOURCE_PERMISSIONS)
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"${file}\")"
+    COMPONENT libfwk-dev)
+endfunction()
 
 # install_library(TARGET HEADER...): the library and its headers, which keep their paths from the
 # repository's root.
@@ -29,9 +40,7 @@ function(install_library target)
     ARCHIVE COMPONENT libfwk-dev
     LIBRARY COMPONENT spfcheck NAMELINK_COMPONENT libfwk-dev
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/fwk COMPONENT libfwk-dev)
-  configure_file(${PROJECT_SOURCE_DIR}/cmake/${target}.pc.in ${PROJECT_BINARY_DIR}/${target}.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/${target}.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT libfwk-dev)
+  install_pkgconfig(${target})
 endfunction()
 
 install_library(fwk
