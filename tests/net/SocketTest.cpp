@@ -306,16 +306,21 @@ TEST(SocketTest, WithoutAStandardInputANewSocketIsAboveTheStandardStreamsAndClos
 
 TEST(SocketTest, WithoutAStandardInputASocketThatFindsNoOtherNumberThrowsAndIsClosed) {
   InOwnProcess([] {
-    const rlimit few{.rlim_cur = 20, .rlim_max = 20};
+    OpenedSocket socket;
+    // Before the descriptors run out: sanitizers open files at the first failure.
+    EXPECT_THROW(socket.CreateSocket(-1, SOCK_DGRAM, 0, false), SocketException);
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit few{.rlim_cur = 20, .rlim_max = before.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
     while (dup(STDIN_FILENO) >= 0) {
     }
     close(STDIN_FILENO);  // now the only number that is free
-    OpenedSocket socket;
     EXPECT_EQ(FailureText([&] { socket.CreateSocket(AF_INET, SOCK_DGRAM, 0, false); }),
               "Socket::CreateSocket - socket :: failed with code 24: Too many open files");
     EXPECT_EQ(socket.m_descriptor, -1);
     EXPECT_FALSE(IsOpen(STDIN_FILENO));
+    setrlimit(RLIMIT_NOFILE, &before);  // and more at the end
   });
 }
 
