@@ -486,7 +486,7 @@ TEST(ThreadedObjectTest, ABodyRunsWithThePriorityWhereThatIsAllowed) {
     worker.StartObjectThread(false, 50);
   } catch (const StdSystemException& exception) {
     ASSERT_EQ(exception.GetCode(), EPERM);
-    GTEST_SKIP() << "no right to real-time scheduling";
+    GTEST_SKIP() << "this machine forbids real-time scheduling";
   }
   std::future<std::pair<int, int>> seen = scheduling.get_future();
   EXPECT_EQ(ResultOf(seen), std::make_pair(SCHED_RR, 50));

@@ -15,7 +15,8 @@ enum class Server {
 
 class NameServer {
  public:
-  // Starts the server and makes it the one that /etc/resolv.conf names.
+  // Starts the server and makes it the one that /etc/resolv.conf names. Where its program is
+  // missing the test is skipped.
   explicit NameServer(Server server);
 
  private:

@@ -49,7 +49,7 @@ pid_t Start(const ServerProgram& program, const TemporaryDirectory& directory) {
       const int log = open("log", O_WRONLY | O_CREAT | O_APPEND, 0600);
       dup2(log, STDOUT_FILENO);
       dup2(log, STDERR_FILENO);
-      execv(program.path, words.data());
+      execv(program.path.c_str(), words.data());
     }
     _exit(127);
   }
@@ -62,8 +62,7 @@ ServerProcess::ServerProcess(const ServerProgram& program)
     : m_process(Start(program, m_directory)) {
   if (!WaitForAnswer(program.address)) {
     Stop();
-    throw std::runtime_error(std::string(program.path) +
-                             " does not answer: " + m_directory.Read("log"));
+    throw std::runtime_error(program.path + " does not answer: " + m_directory.Read("log"));
   }
 }
 

@@ -4,12 +4,13 @@
 
 #include <sys/types.h>
 
+#include <string>
 #include <vector>
 
 #include "tests/support/TemporaryDirectory.h"
 
 struct ServerProgram {
-  const char* path;
+  std::string path;
   std::vector<const char*> arguments;  // with which it stays in the foreground
   const char* address;                 // where it listens, on port 53
 };

@@ -195,7 +195,7 @@ TEST(DescriptorLimitTest, WhereAllDescriptorsBelow1024AreTakenALookUpFailsWithou
     EXPECT_EQ(values, Texts{});
   });
   if (values == Texts{"old"}) {
-    GTEST_SKIP() << "this process may not have so many descriptors";
+    GTEST_SKIP() << "this machine forbids a process so many descriptors";
   }
   EXPECT_TRUE(
       log.starts_with("Error: DNSSocket::DoQuery - StdException - "

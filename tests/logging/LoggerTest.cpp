@@ -24,7 +24,6 @@
 #include "framework/logging/Logger.h"
 #include "tests/logging/PretendedThread.h"
 #include "tests/support/LogPrefix.h"
-#include "tests/support/Sanitizers.h"
 #include "tests/support/ScarceMemory.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -377,9 +376,6 @@ TEST_F(LoggerTest, ACallThatWritesNothingTakesNoMemory) {
 }
 
 TEST_F(LoggerTest, AThreadWithLittleStackLogs) {
-  if (kThreadSanitizer) {
-    GTEST_SKIP() << "it cannot report from a thread whose stack has run out, and hangs";
-  }
   Logger::Init("log.txt", 0, true, true);
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);

@@ -1188,7 +1188,7 @@ TEST(UDPSocketTest, ADescriptorOf1024OrMoreMakesEveryTimedWaitFail) {
   socket.Connect("127.0.0.1", "53", true);
   const std::optional<int> high = CopyFrom(1024, socket.m_descriptor);
   if (!high) {
-    GTEST_SKIP() << "this process may not have so many descriptors";
+    GTEST_SKIP() << "this machine forbids a process so many descriptors";
   }
   close(socket.m_descriptor);
   socket.m_descriptor = *high;
@@ -1210,7 +1210,7 @@ TEST(UDPSocketTest, ADescriptorOf1023CanBeWaitedFor) {
   socket.Connect("127.0.0.1", "53", true);
   const std::optional<int> highest = CopyFrom(1023, socket.m_descriptor);
   if (highest != 1023) {
-    GTEST_SKIP() << "this process may not have that descriptor";
+    GTEST_SKIP() << "this machine forbids a process that descriptor";
   }
   EXPECT_EQ(socket.SelectReadWrite(1023, false, 1000), 1);
   EXPECT_THROW(socket.SelectReadWrite(1023, true, 10), UDPSocketTimeoutException);

@@ -15,19 +15,24 @@
 #include <system_error>
 #include <vector>
 
+#include "tests/support/Skip.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace {
 
-constexpr int kSkipped = 77;  // known to ctest as SKIP_RETURN_CODE
 constexpr char kInside[] = "SPFCHECK_TESTS_INSIDE_PRIVATE_NETWORK";
 
 [[noreturn]] void ThrowErrno(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-bool IsAllowed() {
-  return std::system("unshare --user --map-root-user --mount --net -- true >/dev/null 2>&1") == 0;
+void SkipUnlessAllowed() {
+  if (std::system("command -v unshare >/dev/null") != 0) {
+    Skip("unshare is missing");
+  }
+  if (std::system("unshare --user --map-root-user --mount --net -- true >/dev/null 2>&1") != 0) {
+    Skip("this machine forbids private network namespaces");
+  }
 }
 
 // Starts this program anew inside; returns only when that fails.
@@ -74,10 +79,7 @@ void MountResolverFile(const std::string& path) {
 
 void EnterPrivateNetwork(char* argv[]) {
   if (std::getenv(kInside) == nullptr) {
-    if (!IsAllowed()) {
-      std::puts("Skipped: this machine forbids private network namespaces");
-      std::exit(kSkipped);
-    }
+    SkipUnlessAllowed();
     EnterAnew(argv);
     ThrowErrno("unshare");
   }

@@ -8,9 +8,9 @@
 #include <string>
 
 // Starts the program, whose arguments are argv, anew inside such a network, with the loopback
-// interface up and nothing else; inside it returns. Where the machine forbids that, the program
-// ends with status 77 and the reason, which ctest reports as skipped. A caller that made the
-// namespaces itself says so by the environment variable SPFCHECK_TESTS_INSIDE_PRIVATE_NETWORK.
+// interface up and nothing else; inside it returns. Where the machine forbids that, the test is
+// skipped. A caller that made the namespaces itself says so by the environment variable
+// SPFCHECK_TESTS_INSIDE_PRIVATE_NETWORK.
 void EnterPrivateNetwork(char* argv[]);
 
 // Makes content what /etc/resolv.conf holds, for this process and its children, from now on.
