@@ -1,10 +1,13 @@
 #include "tool/SPFCheck.h"
 
 #include <string_view>
+#include <utility>
 
 #include "framework/Utilities/StringUtilities.h"
 #include "framework/dns/DNSSocket.h"
 #include "framework/logging/Logger.h"
+#include "tool/BudgetedLookUp.h"
+#include "tool/CheckBudget.h"
 
 namespace {
 
@@ -20,25 +23,46 @@ struct SPFCheck::TermKind {
 
 SPFCheck::SPFCheck(const std::string& ip, const std::string& smtpFrom, const std::string& domain,
                    std::int32_t depth, std::string spfRecord)
-    : Socket(0, 20000), m_smtpFrom(smtpFrom), m_domain(domain), m_depth(depth) {
+    : SPFCheck(ip, smtpFrom, domain, depth, std::move(spfRecord), nullptr) {}
+
+SPFCheck::SPFCheck(const std::string& ip, const std::string& smtpFrom, const std::string& domain,
+                   std::int32_t depth, std::string spfRecord, CheckBudget& budget)
+    : SPFCheck(ip, smtpFrom, domain, depth, std::move(spfRecord), &budget) {}
+
+SPFCheck::SPFCheck(const std::string& ip, const std::string& smtpFrom, const std::string& domain,
+                   std::int32_t depth, std::string spfRecord, CheckBudget* budget)
+    : Socket(0, 20000), m_smtpFrom(smtpFrom), m_domain(domain), m_depth(depth), m_budget(budget) {
   if (depth > kMaxDepth) {
     fwk::Logger::Log(fwk::Warning, "SPFCheck::SPFCheck deep max reached");
-    return;
+    tell(&CheckObserver::OnCheck, m_domain);
+    tell(&CheckObserver::OnTooDeep);
+  } else {
+    fwk::Logger::Log(fwk::Debug, "SPFCheck::SPFCheck ip(%s), smtpFrom(%s), domain(%s)", ip.c_str(),
+                     smtpFrom.c_str(), domain.c_str());
+    takeDomainOfSender();
+    tell(&CheckObserver::OnCheck, m_domain);
+    if (spfRecord.empty()) {
+      spfRecord = findRecord();
+    }
+    fwk::Logger::Log(fwk::Debug, "SPFCheck::SPFCheck spf record = %s", spfRecord.c_str());
+    tell(&CheckObserver::OnRecord, spfRecord);
+    evaluate(ip, spfRecord);
   }
-  fwk::Logger::Log(fwk::Debug, "SPFCheck::SPFCheck ip(%s), smtpFrom(%s), domain(%s)", ip.c_str(),
-                   smtpFrom.c_str(), domain.c_str());
-  takeDomainOfSender();
-  if (spfRecord.empty()) {
-    spfRecord = DNSSocket(m_domain).GetSPFRecord();
-  }
-  fwk::Logger::Log(fwk::Debug, "SPFCheck::SPFCheck spf record = %s", spfRecord.c_str());
-  evaluate(ip, spfRecord);
+  tell(&CheckObserver::OnCheckDone, m_result);
 }
 
 SPFCheck::~SPFCheck() noexcept(false) = default;
 
 bool SPFCheck::getResult() const {
   return m_result;
+}
+
+// Tells the observer of a step, if there is one.
+template <typename... Types, typename... Values>
+void SPFCheck::tell(void (CheckObserver::*step)(Types...), const Values&... values) const {
+  if (m_budget != nullptr) {
+    (m_budget->GetObserver().*step)(values...);
+  }
 }
 
 void SPFCheck::takeDomainOfSender() {
@@ -48,10 +72,26 @@ void SPFCheck::takeDomainOfSender() {
   }
 }
 
+std::string SPFCheck::findRecord() const {
+  return m_budget != nullptr ? BudgetedLookUp(m_domain, *m_budget).FindRecord()
+                             : DNSSocket(m_domain).GetSPFRecord();
+}
+
+std::vector<std::string> SPFCheck::findAddresses(const std::string& domain) const {
+  if (m_budget != nullptr) {
+    return BudgetedLookUp(domain, *m_budget).FindAddresses();
+  }
+  std::vector<std::string> addresses;
+  DNSSocket(domain).GetARecords(addresses);
+  return addresses;
+}
+
 void SPFCheck::evaluate(const std::string& ip, std::string_view spfRecord) {
   while (!spfRecord.empty() && !m_result) {
     const std::string term = Trim(std::string(GetToken(' ', spfRecord)), " \n\r\t").CopyCString();
+    tell(&CheckObserver::OnTerm, term);
     m_result = process(term, ip);
+    tell(&CheckObserver::OnTermDone, m_result);
   }
 }
 

@@ -36,10 +36,14 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "framework/core/Export.h"
 #include "framework/dns/DNSSocket.h"  // for what must exist before every static SPFCheck
 #include "framework/net/Socket.h"
+
+class CheckBudget;
+class CheckObserver;
 
 class FWK_EXPORT SPFCheck : public Socket {
  public:
@@ -61,6 +65,12 @@ class FWK_EXPORT SPFCheck : public Socket {
   // prefix that is not a number.
   SPFCheck(const std::string& ip, const std::string& smtpFrom, const std::string& domain,
            std::int32_t depth, std::string spfRecord);
+
+  // As above, within `budget`, which nested checks use as well and whose observer is told of each
+  // step. `budget` must outlive the object. Throws a BudgetException, too, when a look-up goes
+  // beyond the budget or is cut short by it.
+  SPFCheck(const std::string& ip, const std::string& smtpFrom, const std::string& domain,
+           std::int32_t depth, std::string spfRecord, CheckBudget& budget);
   ~SPFCheck() noexcept(false) override;
 
   // Whether a term matched.
@@ -70,7 +80,14 @@ class FWK_EXPORT SPFCheck : public Socket {
   using TermHandler = bool (SPFCheck::*)(const std::string& term, const std::string& ip);
   struct TermKind;
 
+  SPFCheck(const std::string& ip, const std::string& smtpFrom, const std::string& domain,
+           std::int32_t depth, std::string spfRecord, CheckBudget* budget);
+
+  template <typename... Types, typename... Values>
+  void tell(void (CheckObserver::*step)(Types...), const Values&... values) const;
   void takeDomainOfSender();
+  std::string findRecord() const;
+  std::vector<std::string> findAddresses(const std::string& domain) const;
   void evaluate(const std::string& ip, std::string_view spfRecord);
 
   // Whether a term matches the client address ip. The handlers' definitions stand in
@@ -92,12 +109,12 @@ class FWK_EXPORT SPFCheck : public Socket {
   static std::string getCIDR(const std::string& term);
 
   // Whether an A record of domain, with cidr behind it, holds ip; whether the range cidr does.
-  static bool checkDomain(const std::string& domain, const std::string& cidr,
-                          const std::string& ip);
+  bool checkDomain(const std::string& domain, const std::string& cidr, const std::string& ip) const;
   static bool checkIP(const std::string& cidr, const std::string& ip);
 
   bool m_result = false;
   std::string m_smtpFrom;
-  std::string m_domain;  // the domain evaluated
-  std::int32_t m_depth;  // grows with each include and redirect that this check starts
+  std::string m_domain;             // the domain evaluated
+  std::int32_t m_depth;             // grows with each include and redirect that this check starts
+  CheckBudget* m_budget = nullptr;  // null: no limits, and nobody is told
 };

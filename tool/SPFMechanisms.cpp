@@ -42,11 +42,8 @@ bool SPFCheck::checkIP(const std::string& cidr, const std::string& ip) {
 }
 
 bool SPFCheck::checkDomain(const std::string& domain, const std::string& cidr,
-                           const std::string& ip) {
-  DNSSocket dns(domain);
-  std::vector<std::string> addresses;
-  dns.GetARecords(addresses);
-  for (const std::string& address : addresses) {
+                           const std::string& ip) const {
+  for (const std::string& address : findAddresses(domain)) {
     const std::string candidate = address + cidr;
     fwk::Logger::Log(fwk::Debug, "SPFCheck::checkDomain: ip::%s == ARecord::%s", ip.c_str(),
                      candidate.c_str());
@@ -104,5 +101,5 @@ bool SPFCheck::processNested(const std::string& target, const std::string& ip, c
   }
   fwk::Logger::Log(fwk::Debug, "SPFCheck::%s - domain::%s", name, target.c_str());
   ++m_depth;
-  return SPFCheck(ip, "", target, m_depth, "").getResult();
+  return SPFCheck(ip, "", target, m_depth, "", m_budget).getResult();
 }
