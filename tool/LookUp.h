@@ -14,10 +14,10 @@ struct LookUp {
   enum class Outcome {
     kAnswered,   // in full; that the domain does not exist is an answer, too
     kErrorCode,  // the reply has an error code, which is in `errorCode`
-    kTruncated,  // the reply says that it is cut, or does not fit into the buffer, or ends early
+    kTruncated,  // the reply says that it is cut, fills the whole buffer, or ends early
     kAlias,      // the reply has an alias (CNAME or DNAME), which is not followed
     kMisread,    // the reply says something other than what the check took from it
-    kNoAnswer,   // nothing came, or no reply to this question
+    kNoAnswer,   // nothing came, or no reply to this question, or a referral to other servers
   };
 
   std::string domain;

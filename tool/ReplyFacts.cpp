@@ -12,12 +12,15 @@
 namespace {
 
 constexpr std::uint32_t kHeaderSize = 12;
-constexpr std::uint8_t kResponse = 0x80;   // in the first byte of the flags
-constexpr std::uint8_t kTruncated = 0x02;  // in the same byte
-constexpr std::uint8_t kErrorCode = 0x0F;  // in the second byte of the flags
+constexpr std::uint8_t kResponse = 0x80;       // in the first byte of the flags
+constexpr std::uint8_t kAuthoritative = 0x04;  // in the same byte
+constexpr std::uint8_t kTruncated = 0x02;      // in the same byte
+constexpr std::uint8_t kRecursive = 0x80;      // in the second byte of the flags
+constexpr std::uint8_t kErrorCode = 0x0F;      // in the same byte
 constexpr std::uint8_t kNameError = 3;
 constexpr std::uint16_t kTypeCNAME = 5;
 constexpr std::uint16_t kTypeDNAME = 39;
+constexpr std::uint16_t kAddressLength = 4;
 constexpr std::uint8_t kFirstPointerByte = 192;
 
 // The resource records of a reply, one after the other.
@@ -36,9 +39,10 @@ class Records {
   }
 
   std::uint16_t Type() const { return m_type; }
+  std::uint16_t Length() const { return m_length; }
 
   std::string Address() const {
-    std::array<unsigned char, 4> octets{};
+    std::array<unsigned char, kAddressLength> octets{};
     for (std::uint32_t i = 0; i < octets.size(); ++i) {
       octets[i] = m_reply.ReadByte(m_data + i);
     }
@@ -75,23 +79,36 @@ class Records {
   std::uint16_t m_length = 0;
 };
 
-// Returns whether the reply repeats the question of the query; a server may change the case of the
-// name.
-bool IsSameQuestion(std::span<const unsigned char> reply, std::span<const unsigned char> query) {
-  const std::uint32_t end = MessageCodec::GetAnswerStart({query.begin(), query.end()});
+// Returns whether the reply repeats the question of the query, which ends at `end`; a server may
+// change the case of the name.
+bool IsSameQuestion(std::span<const unsigned char> reply, const std::vector<unsigned char>& query,
+                    std::uint32_t end) {
   return reply.size() >= end &&
          std::equal(query.begin() + kHeaderSize, query.begin() + end, reply.begin() + kHeaderSize,
                     [](unsigned char a, unsigned char b) { return tolower(a) == tolower(b); });
 }
 
-LookUp::Outcome ReadAnswers(Records records, std::uint16_t count, ReplyFacts& facts) {
+// Returns whether a reply without answers says that there are none, by a server that must know.
+bool IsOfOneWhoKnows(const MessageReader& reply) {
+  return (reply.ReadByte(2) & kAuthoritative) != 0 || (reply.ReadByte(3) & kRecursive) != 0 ||
+         (reply.ReadByte(3) & kErrorCode) == kNameError;
+}
+
+LookUp::Outcome ReadAnswers(const MessageReader& reply, std::uint32_t start, ReplyFacts& facts) {
+  const std::uint16_t count = reply.ReadUint16(6);
+  if (count == 0 && !IsOfOneWhoKnows(reply)) {
+    return LookUp::Outcome::kNoAnswer;
+  }
+  Records records(reply, start);
   for (std::uint16_t i = 0; i < count; ++i) {
     if (!records.Next()) {
       return LookUp::Outcome::kTruncated;
     }
     switch (records.Type()) {
       case MessageCodec::kTypeA:
-        facts.addresses.push_back(records.Address());
+        if (records.Length() == kAddressLength) {
+          facts.addresses.push_back(records.Address());
+        }
         break;
       case MessageCodec::kTypeTXT:
         facts.texts.push_back(records.Text());
@@ -109,21 +126,21 @@ LookUp::Outcome ReadAnswers(Records records, std::uint16_t count, ReplyFacts& fa
 }  // namespace
 
 ReplyFacts ReadReplyFacts(std::span<const unsigned char> reply,
-                          std::span<const unsigned char> query, std::size_t room) {
+                          const std::vector<unsigned char>& query, std::size_t room) {
   const MessageReader reader(reply);
   ReplyFacts facts;
-  const std::uint8_t flags = reader.ReadByte(2);
-  if (reply.size() < kHeaderSize || (flags & kResponse) == 0) {
+  if (reply.size() < kHeaderSize || (reader.ReadByte(2) & kResponse) == 0) {
     return facts;
   }
   facts.errorCode = reader.ReadByte(3) & kErrorCode;
+  const std::uint32_t start = MessageCodec::GetAnswerStart(query);
   if (facts.errorCode != 0 && facts.errorCode != kNameError) {
     facts.outcome = LookUp::Outcome::kErrorCode;
-  } else if ((flags & kTruncated) != 0 || reply.size() >= room) {
-    facts.outcome = LookUp::Outcome::kTruncated;
-  } else if (IsSameQuestion(reply, query)) {
-    const std::uint32_t start = MessageCodec::GetAnswerStart({query.begin(), query.end()});
-    facts.outcome = ReadAnswers({reader, start}, reader.ReadUint16(6), facts);
+  } else if (IsSameQuestion(reply, query, start)) {
+    facts.outcome = ReadAnswers(reader, start, facts);
+    if ((reader.ReadByte(2) & kTruncated) != 0 || reply.size() >= room) {
+      facts.outcome = LookUp::Outcome::kTruncated;
+    }
   }
   return facts;
 }

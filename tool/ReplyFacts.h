@@ -5,21 +5,25 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "framework/core/Export.h"
 #include "tool/LookUp.h"
 
 struct ReplyFacts {
-  LookUp::Outcome outcome = LookUp::Outcome::kNoAnswer;  // kMisread excepted
+  LookUp::Outcome outcome = LookUp::Outcome::kNoAnswer;  // any but kMisread
   std::uint8_t errorCode = 0;
   std::vector<std::string> addresses;  // of the A records, dotted quads
   std::vector<std::string> texts;      // of the TXT records, their strings joined
 };
 
 // Reads `reply`, which came for the question `query`, as MessageCodec::EncodeQuery made it. `room`
-// is the size of the buffer that was offered for the reply.
-ReplyFacts ReadReplyFacts(std::span<const unsigned char> reply,
-                          std::span<const unsigned char> query, std::size_t room);
+// is the size of the buffer that was offered for the reply. Records of a truncated reply count as
+// far as they are whole, and those in front of an alias. A referral to other name servers is no
+// answer.
+FWK_EXPORT ReplyFacts ReadReplyFacts(std::span<const unsigned char> reply,
+                                     const std::vector<unsigned char>& query, std::size_t room);
