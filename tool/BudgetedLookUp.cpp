@@ -40,7 +40,7 @@ std::string BudgetedLookUp::FindRecord() {
     }
   }
   const std::string published = m_lookUp.policies.empty() ? "" : m_lookUp.policies.back();
-  if (m_lookUp.outcome == LookUp::Outcome::kAnswered && SanitiseUtf8(published) != record) {
+  if (m_lookUp.outcome == LookUp::Outcome::kAnswered && published != record) {
     m_lookUp.outcome = LookUp::Outcome::kMisread;
   }
   Conclude();

@@ -1,8 +1,9 @@
 // BudgetedLookUp is a DNSSocket whose look-ups keep to the budget of a check, and that knows what
 // came of them. It asks and reads as DNSSocket does.
 //
-// One thread at a time. A look-up blocks as DNSSocket's do, but never past the deadline, and needs
-// no large stack where it times out.
+// One thread at a time. A look-up blocks as DNSSocket's do, but never past the deadline. Where it
+// times out it needs no large stack; where the query cannot be sent, as without a route, it needs
+// that of StringFormat, as DNSSocket does.
 
 #pragma once
 
@@ -20,9 +21,9 @@ class FWK_EXPORT BudgetedLookUp : public DNSSocket {
   BudgetedLookUp(const std::string& domain, CheckBudget& budget);
   ~BudgetedLookUp() noexcept(false) override;
 
-  // Make one look-up each, as GetARecords and GetSPFRecord do, and tell the budget's observer.
-  // Throw a BudgetException when the budget does not allow the look-up or cuts it short, and a
-  // SocketException when no descriptor below 1024 can be had.
+  // Make the one look-up of the object, as GetARecords and GetSPFRecord do, and tell the budget's
+  // observer. Throw a BudgetException when the budget does not allow the look-up or cuts it short,
+  // and a SocketException when no descriptor below 1024 can be had.
   std::vector<std::string> FindAddresses();
   std::string FindRecord();
 
