@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "framework/Utilities/StringUtilities.h"
+#include "tool/DomainName.h"
 
 namespace {
 
@@ -28,6 +29,31 @@ bool IsNameCharacter(char c) {
 // Returns whether `text` may be the value of a term: printable ASCII without blanks.
 bool IsPrintable(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return c > ' ' && c <= '~'; });
+}
+
+bool HasMacro(std::string_view text) {
+  return text.find('%') != std::string_view::npos;
+}
+
+// Returns whether `text` may be the last label of a domain: letters, digits and inner "-", not
+// digits alone.
+bool IsTopLabel(std::string_view text) {
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  return std::ranges::all_of(text, [](char c) { return c != '_' && IsNameCharacter(c); }) &&
+         !std::ranges::all_of(text, isDigit) && !text.starts_with('-') && !text.ends_with('-');
+}
+
+// Returns whether `text` is a domain as RFC 7208, section 7.1, writes it; with a macro in it nobody
+// can say.
+bool IsDomainSpec(std::string_view text) {
+  if (HasMacro(text)) {
+    return true;
+  }
+  if (text.ends_with('.')) {
+    text.remove_suffix(1);
+  }
+  const std::size_t dot = text.rfind('.');
+  return dot != std::string_view::npos && IsDomainName(text) && IsTopLabel(text.substr(dot + 1));
 }
 
 bool IsNumberUpTo(std::string_view text, int limit) {
@@ -86,15 +112,18 @@ SPFTerm::SPFTerm(const std::string& text) {
     ParseMechanism(text);
     return;
   }
-  const std::string name(text.begin(), end);
-  const std::string value(end + 1, text.end());
-  if (name == "v") {
+  ParseModifier({text.begin(), end}, {end + 1, text.end()});
+}
+
+void SPFTerm::ParseModifier(const std::string& name, const std::string& value) {
+  const std::string lowerName = ToLower(name);
+  if (lowerName == "v") {
     m_kind = Kind::kVersion;
-  } else if (ToLower(name) != "redirect") {
+  } else if (lowerName != "redirect" && lowerName != "exp") {
     m_kind = Kind::kModifier;
-  } else if (!value.empty()) {
-    m_kind = Kind::kRedirect;
-    m_isEvaluated = name == "redirect" && value.find('%') == std::string::npos;
+  } else if (IsDomainSpec(value)) {
+    m_kind = lowerName == "exp" ? Kind::kExplanation : Kind::kRedirect;
+    m_isEvaluated = name == "redirect" && !HasMacro(value);
   }
 }
 
@@ -113,7 +142,7 @@ void SPFTerm::ParseMechanism(const std::string& text) {
     m_kind = Kind::kMalformed;
     return;
   }
-  const bool isWritten = name == known->first && rest.find('%') == std::string_view::npos;
+  const bool isWritten = name == known->first && !HasMacro(rest);
   const bool isKnown = m_kind == Kind::kA
                            ? !hasQualifier || text[0] == '+'
                            : !hasQualifier && (m_kind == Kind::kIp4 || m_kind == Kind::kInclude);
@@ -160,7 +189,7 @@ bool SPFTerm::ParseTarget(std::string_view value, bool isRequired, bool hasPrefi
       return false;
     }
   }
-  return value.empty() ? !isRequired : value.starts_with(':') && value.size() > 1;
+  return value.empty() ? !isRequired : value.starts_with(':') && IsDomainSpec(value.substr(1));
 }
 
 bool SPFTerm::ParsePrefix(std::string_view text) {

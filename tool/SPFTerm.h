@@ -33,8 +33,9 @@ class FWK_EXPORT SPFTerm {
     kExists,
     kInclude,
     kRedirect,
-    kModifier,   // any other, exp included
-    kMalformed,  // an unknown mechanism, or one whose value is wrong
+    kExplanation,  // exp
+    kModifier,     // any other
+    kMalformed,    // an unknown mechanism, or a term whose value is wrong
   };
 
   // `text`: the term, without blanks around it.
@@ -46,7 +47,7 @@ class FWK_EXPORT SPFTerm {
   char GetQualifier() const { return m_qualifier; }
 
   // Returns whether SPFCheck looks at what the term says. It does so for a, ip4, include and
-  // redirect in lower case and without a macro, all but a without a qualifier, too; a may have "+".
+  // redirect in lower case, without a macro and without a qualifier; a may have "+".
   bool IsEvaluated() const { return m_isEvaluated; }
 
   // Returns whether the term counts among the ten that RFC 7208, section 4.6.4, allows.
@@ -60,6 +61,7 @@ class FWK_EXPORT SPFTerm {
   bool Covers(const std::string& address, in_addr_t client) const;
 
  private:
+  void ParseModifier(const std::string& name, const std::string& value);
   void ParseMechanism(const std::string& text);
   bool ParsePrefix(std::string_view text);
   bool ParseTarget(std::string_view value, bool isRequired, bool hasPrefix);

@@ -11,6 +11,7 @@
 #include "framework/core/Exceptions.h"
 #include "tool/BudgetException.h"
 #include "tool/CheckBudget.h"
+#include "tool/DomainName.h"
 #include "tool/Printable.h"
 #include "tool/SPFCheck.h"
 #include "tool/VerdictTally.h"
@@ -19,26 +20,14 @@ namespace {
 
 constexpr std::size_t kLongestArgument = 80;  // characters of an argument in a reason
 constexpr std::size_t kLongestError = 160;
-constexpr std::size_t kLongestName = 253;  // RFC 1035, section 2.3.4, in text
-constexpr std::size_t kLongestLabel = 63;
 
-bool IsLabelCharacter(char c) {
+bool IsHostNameCharacter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
-         c == '_';
+         c == '_' || c == '.';
 }
 
 bool IsHostName(std::string_view name) {
-  if (name.empty() || name.size() > kLongestName) {
-    return false;
-  }
-  std::size_t label = 0;
-  for (const char c : name) {
-    if (c == '.' ? label == 0 : !IsLabelCharacter(c) || label == kLongestLabel) {
-      return false;
-    }
-    label = c == '.' ? 0 : label + 1;
-  }
-  return label != 0;
+  return IsDomainName(name) && std::ranges::all_of(name, IsHostNameCharacter);
 }
 
 }  // namespace
@@ -65,8 +54,11 @@ bool SenderCheck::IsAddress(const std::string& text) {
 
 std::string SenderCheck::DomainOf(const std::string& sender) {
   std::string_view domain = sender;
-  if (domain.starts_with('<') && domain.ends_with('>')) {
-    domain = domain.substr(1, domain.size() - 2);
+  if (domain.starts_with('<')) {
+    domain.remove_prefix(1);
+  }
+  if (domain.ends_with('>')) {
+    domain.remove_suffix(1);
   }
   domain.remove_prefix(domain.rfind('@') + 1);  // npos + 1 is 0
   if (domain.ends_with('.')) {
@@ -109,7 +101,7 @@ void SenderCheck::Evaluate(const std::string& address, const std::string& record
   } catch (const SocketException& e) {
     SetNoVerdict("no socket for a look-up: " + ToPrintable(e.GetMessage(), kLongestError));
   } catch (const std::logic_error&) {  // of a term that cannot be taken apart
-    SetNoVerdict("malformed record: " + tally.DescribeTerm());
+    SetNoVerdict(tally.ExplainFailure());
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::exception& e) {
@@ -129,9 +121,9 @@ void SenderCheck::Judge(const VerdictTally& tally) {
     m_reason = tally.GetMatch() + " matches";
   } else if (!tally.HasRecord()) {
     m_verdict = Verdict::kNone;
-    m_reason = ToPrintable(m_domain, kLongestName) + " has no record";
+    m_reason = m_domain + " has no record";
   } else {
     m_verdict = Verdict::kFailed;
-    m_reason = "no term of " + ToPrintable(m_domain, kLongestName) + " matches";
+    m_reason = "no term of " + m_domain + " matches";
   }
 }

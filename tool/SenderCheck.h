@@ -34,18 +34,19 @@ class FWK_EXPORT SenderCheck {
  public:
   enum class Verdict { kPassed, kFailed, kNone, kNoVerdict };
 
-  // The last line that spfcheck would print; kNone where it would print none.
+  // The verdict that spfcheck would print; kNone where the check was not made, was ended by an
+  // exception, as spfcheck is then, or by a limit.
   enum class ToolVerdict { kPassed, kFailed, kNone };
 
   struct Limits {
     std::uint32_t lookUps;                           // DNS questions
     std::chrono::steady_clock::time_point deadline;  // the check ends at most 0.1 s later
-    int hangUp;  // a stream socket whose peer's end of it ends the check; -1: none
+    int hangUp = -1;  // a stream socket whose peer ends the check by closing its end; -1: none
   };
 
   // Checks whether the host with `address`, a dotted quad, may send mail for the domain of
   // `sender` (see DomainOf). `record` is evaluated in place of the published one. `observer`, if it
-  // is not null, is told of each step.
+  // is not null, is told of each step; it must not throw.
   SenderCheck(const std::string& address, const std::string& sender,
               const std::optional<std::string>& record, const Limits& limits,
               CheckObserver* observer);

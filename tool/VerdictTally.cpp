@@ -7,6 +7,7 @@
 namespace {
 
 using Kind = SPFTerm::Kind;
+using Outcome = LookUp::Outcome;
 
 constexpr std::size_t kLongestTerm = 80;     // characters of a term in a reason
 constexpr std::size_t kLongestDomain = 120;  // and of a domain
@@ -15,19 +16,39 @@ std::string Domain(const std::string& domain) {
   return ToPrintable(domain, kLongestDomain);
 }
 
+std::string CannotBeRead(const std::string& domain) {
+  return "the record of " + Domain(domain) + " cannot be read as it is published";
+}
+
 // Returns what is missing of a look-up; empty where it was answered in full.
 std::string DescribeMissing(const LookUp& lookUp) {
   const std::string question =
       (lookUp.type == LookUp::Type::kA ? "A " : "TXT ") + Domain(lookUp.domain);
   switch (lookUp.outcome) {
-    case LookUp::Outcome::kNoAnswer:
+    case Outcome::kNoAnswer:
       return "no answer for " + question;
-    case LookUp::Outcome::kErrorCode:
+    case Outcome::kErrorCode:
       return "error code " + std::to_string(lookUp.errorCode) + " for " + question;
-    case LookUp::Outcome::kTruncated:
+    case Outcome::kTruncated:
       return "truncated answer for " + question;
     default:
       return "";
+  }
+}
+
+// Returns why a look-up does not say what there is; empty where it does.
+std::string DescribeProblem(const LookUp& lookUp) {
+  switch (lookUp.outcome) {
+    case Outcome::kAnswered:
+      return "";
+    case Outcome::kAlias:
+      return Domain(lookUp.domain) + " is an alias, which is not followed";
+    case Outcome::kMisread:
+      return lookUp.type == LookUp::Type::kTXT
+                 ? CannotBeRead(lookUp.domain)
+                 : "the addresses of " + Domain(lookUp.domain) + " cannot be read";
+    default:
+      return DescribeMissing(lookUp);
   }
 }
 
@@ -45,6 +66,12 @@ VerdictTally::VerdictTally(in_addr_t client, CheckObserver* next)
 std::string VerdictTally::DescribeTerm() const {
   const Level& level = m_levels.back();
   return ToPrintable(level.text, kLongestTerm) + " of " + Domain(level.domain);
+}
+
+std::string VerdictTally::ExplainFailure() const {
+  return m_levels.back().term->GetKind() == Kind::kMalformed
+             ? "malformed record: " + DescribeTerm()
+             : DescribeTerm() + " cannot be evaluated";
 }
 
 void VerdictTally::OnCheck(const std::string& domain) {
@@ -68,54 +95,51 @@ void VerdictTally::OnTooDeep() {
   }
 }
 
-void VerdictTally::OnRecord(const std::string& record) {
-  Level& level = m_levels.back();
-  if (m_levels.size() == 1) {
-    m_hasRecord = !record.empty();
-  }
-  if (level.isGiven && !IsSPFRecord(record)) {
-    AddDoubt("malformed record: it does not begin with v=spf1");
-    AddShadow(m_doubt);
-  }
-  if (m_next != nullptr) {
-    m_next->OnRecord(record);
-  }
-}
-
 void VerdictTally::OnLookUp(const LookUp& lookUp) {
-  Level& level = m_levels.back();
-  const std::string missing = DescribeMissing(lookUp);
-  SetOnce(m_missing, missing);
-  if (!missing.empty()) {
-    AddDoubt(missing);
-  } else if (lookUp.outcome == LookUp::Outcome::kAlias) {
-    AddDoubt(Domain(lookUp.domain) + " is an alias, which is not followed");
-  } else if (lookUp.type == LookUp::Type::kTXT) {
-    TakeRecordLookUp(lookUp);
-  } else if (lookUp.outcome == LookUp::Outcome::kMisread) {
-    AddDoubt("the addresses of " + Domain(lookUp.domain) + " cannot be read");
-  }
+  SetOnce(m_missing, DescribeMissing(lookUp));
   if (lookUp.type == LookUp::Type::kTXT) {
-    level.isGiven = false;
+    TakeRecordLookUp(lookUp);
   } else {
-    level.addresses = lookUp.addresses;
+    TakeAddressLookUp(lookUp);
   }
+  AddDoubt(DescribeProblem(lookUp));
   if (m_next != nullptr) {
     m_next->OnLookUp(lookUp);
   }
 }
 
 void VerdictTally::TakeRecordLookUp(const LookUp& lookUp) {
-  std::string problem;
-  if (lookUp.policies.size() > 1) {
-    problem = "malformed record: " + Domain(lookUp.domain) + " has more than one";
-  } else if (lookUp.outcome == LookUp::Outcome::kMisread) {
-    problem = "the record of " + Domain(lookUp.domain) + " cannot be read as it is published";
-  } else {
-    return;
+  Level& level = m_levels.back();
+  level.isGiven = false;
+  if (!lookUp.policies.empty()) {
+    level.published = SplitSPFRecord(lookUp.policies.back());
   }
-  AddDoubt(problem);
-  AddShadow(problem);
+  if (lookUp.policies.size() > 1) {
+    Object("malformed record: " + Domain(lookUp.domain) + " has more than one");
+  }
+}
+
+void VerdictTally::TakeAddressLookUp(const LookUp& lookUp) {
+  Level& level = m_levels.back();
+  level.addresses = lookUp.addresses;
+  // What a truncated answer has is the domain's.
+  level.problem = lookUp.outcome == Outcome::kTruncated ? "" : DescribeProblem(lookUp);
+}
+
+void VerdictTally::OnRecord(const std::string& record) {
+  Level& level = m_levels.back();
+  if (m_levels.size() == 1) {
+    m_hasRecord = !record.empty();
+  }
+  if (level.isGiven) {
+    level.published = SplitSPFRecord(record);
+    if (!IsSPFRecord(record)) {
+      Object("malformed record: it does not begin with v=spf1");
+    }
+  }
+  if (m_next != nullptr) {
+    m_next->OnRecord(record);
+  }
 }
 
 void VerdictTally::OnTerm(const std::string& term) {
@@ -123,50 +147,79 @@ void VerdictTally::OnTerm(const std::string& term) {
   level.text = term;
   level.term.emplace(term);
   level.addresses.clear();
+  level.problem.clear();
+  if (!term.empty()) {
+    CompareWithPublished();
+    NoteModifier();
+  }
   if (m_next != nullptr) {
     m_next->OnTerm(term);
   }
 }
 
+// Objects where the term is not the one that is published at its place.
+void VerdictTally::CompareWithPublished() {
+  Level& level = m_levels.back();
+  const std::size_t place = level.reached++;
+  if (place >= level.published.size() || level.published[place] != level.text) {
+    Object(level.isGiven ? "malformed record: " + DescribeTerm() : CannotBeRead(level.domain));
+  }
+}
+
+// Objects where the term is a modifier that may come once (RFC 7208, section 6) and came before.
+void VerdictTally::NoteModifier() {
+  Level& level = m_levels.back();
+  const Kind kind = level.term->GetKind();
+  if ((kind == Kind::kRedirect || kind == Kind::kExplanation) &&
+      !level.modifiers.insert(kind).second) {
+    Object("malformed record: " + DescribeTerm() + " is not the first of its kind");
+  }
+}
+
 void VerdictTally::OnTermDone(bool matched) {
-  const Level& level = m_levels.back();
-  if (!matched) {
+  if (matched) {
+    TakeMatch();
+  } else if (!m_levels.back().text.empty()) {
     PassOver();
-  } else {
-    const bool isAll = level.term->GetKind() == Kind::kAll && level.term->GetQualifier() == '+';
-    if (!level.term->IsEvaluated() && !isAll) {
-      AddShadow(DescribeTerm() + " is not what it seems to the check");
-    }
-    SetOnce(m_match, DescribeTerm());
-    SetOnce(m_shadow, level.shadow);
   }
   if (m_next != nullptr) {
     m_next->OnTermDone(matched);
   }
 }
 
+void VerdictTally::TakeMatch() {
+  const Level& level = m_levels.back();
+  const bool isAll = level.term->GetKind() == Kind::kAll && level.term->GetQualifier() == '+';
+  if (!isAll && !level.term->IsEvaluated()) {
+    AddShadow(DescribeTerm() + " is not what it seems to the check");
+  } else if (!isAll) {
+    AddShadow(level.problem);
+  }
+  SetOnce(m_match, DescribeTerm());
+  SetOnce(m_shadow, level.shadow);
+}
+
 // Judges a term that did not match.
 void VerdictTally::PassOver() {
   Level& level = m_levels.back();
-  if (level.text.empty()) {
-    return;
-  }
-  if (level.term->GetKind() == Kind::kMalformed) {
-    AddDoubt("malformed record: " + DescribeTerm());
-    AddShadow("malformed record: " + DescribeTerm());
+  const SPFTerm& term = *level.term;
+  if (term.GetKind() == Kind::kMalformed) {
+    Object("malformed record: " + DescribeTerm());
     return;
   }
   if (level.isClosed || !CouldMatch()) {
     return;
   }
-  const bool isAll = level.term->GetKind() == Kind::kAll;
-  const std::string reason = DescribeTerm() + " is not evaluated";
-  if (level.term->GetQualifier() == '+') {
+  const bool isAll = term.GetKind() == Kind::kAll;
+  const std::string reason =
+      DescribeTerm() +
+      (term.IsEvaluated() ? " matches if its host bits are masked" : " is not evaluated");
+  if (term.GetQualifier() == '+') {
     AddDoubt(reason);
     return;
   }
   AddShadow(reason);
-  if (level.term->GetQualifier() != '-' && !isAll && !level.isIncluded) {
+  if (term.GetQualifier() != '-' && !isAll && !level.isIncluded) {
     AddDoubt(reason);
   }
   level.isClosed = isAll;
@@ -188,6 +241,7 @@ bool VerdictTally::CouldMatch() const {
     case Kind::kRedirect:
       return !term.IsEvaluated();
     case Kind::kVersion:
+    case Kind::kExplanation:
     case Kind::kModifier:
     case Kind::kIp6:
       return false;
@@ -201,6 +255,12 @@ void VerdictTally::OnCheckDone(bool passed) {
   if (m_next != nullptr) {
     m_next->OnCheckDone(passed);
   }
+}
+
+// Notes that neither a match of this term or a later one nor that none matches may count.
+void VerdictTally::Object(const std::string& reason) {
+  AddShadow(reason);
+  AddDoubt(reason);
 }
 
 void VerdictTally::AddShadow(const std::string& reason) {

@@ -7,7 +7,9 @@
 
 #include <netinet/in.h>
 
+#include <cstddef>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,8 +30,8 @@ class VerdictTally : public CheckObserver {
   // Returns whether the domain itself has a record.
   bool HasRecord() const { return m_hasRecord; }
 
-  // Returns the term that is being evaluated, with its domain.
-  std::string DescribeTerm() const;
+  // Returns why the term that is being evaluated ended the check by an exception.
+  std::string ExplainFailure() const;
 
   void OnCheck(const std::string& domain) override;
   void OnTooDeep() override;
@@ -46,15 +48,25 @@ class VerdictTally : public CheckObserver {
     bool isIncluded = false;             // by an include: only whether it passes matters
     bool isClosed = false;               // after an `all`: RFC 7208 ignores further terms
     bool isGiven = true;                 // the record was not looked up
+    std::vector<std::string> published;  // the terms of the record as it is published or given
+    std::size_t reached = 0;             // how many terms of the record were evaluated
+    std::set<SPFTerm::Kind> modifiers;   // of those that may come once, which came
     std::string text;                    // of the term that is being evaluated
     std::optional<SPFTerm> term;         // the same
     std::vector<std::string> addresses;  // that its look-up gave
+    std::string problem;                 // why these may not be the term's
     std::string shadow;                  // why a match of a later term may not count
   };
 
   void TakeRecordLookUp(const LookUp& lookUp);
+  void TakeAddressLookUp(const LookUp& lookUp);
+  void CompareWithPublished();
+  void NoteModifier();
+  void TakeMatch();
   void PassOver();
   bool CouldMatch() const;
+  std::string DescribeTerm() const;
+  void Object(const std::string& reason);
   void AddShadow(const std::string& reason);
   void AddDoubt(const std::string& reason);
 
