@@ -1,5 +1,6 @@
 #include "fuzz/ScriptedNetwork.h"
 
+#include <poll.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 
@@ -54,5 +55,10 @@ extern "C" ssize_t recvfrom(int /*socket*/, void* data, size_t size, int /*flags
 
 extern "C" int select(int /*count*/, fd_set* /*read*/, fd_set* /*write*/, fd_set* /*except*/,
                       timeval* /*timeout*/) {
+  return 1;
+}
+
+extern "C" int poll(pollfd* events, nfds_t /*count*/, int /*timeout*/) {
+  events[0].revents = POLLIN;
   return 1;
 }

@@ -1,6 +1,6 @@
 // ScriptedNetwork is a network in which one name server answers each query at once with one
-// datagram. Nothing leaves the process: a program that links it has a sendto(), a recvfrom() and a
-// select() of its own, in place of the C library's.
+// datagram. Nothing leaves the process: a program that links it has a sendto(), a recvfrom(), a
+// select() and a poll() of its own, in place of the C library's.
 
 #pragma once
 

@@ -1,9 +1,13 @@
-// The walk through an SPF record. Lines of the input are the record, the envelope sender and, for
-// each query in turn, the values that the name server has: addresses or texts, parted by "|".
+// The walk through an SPF record, by the check alone and by the one with limits and a reason. Lines
+// of the input are the record, the envelope sender and, for each query in turn, the values that the
+// name server has: addresses or texts, parted by "|".
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -13,6 +17,7 @@
 #include "fuzz/ScriptedNetwork.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tool/SPFCheck.h"
+#include "tool/SenderCheck.h"
 
 namespace {
 
@@ -21,6 +26,7 @@ constexpr Budget::Limits kLimits{
 constexpr std::size_t kHeader = 12;
 constexpr std::size_t kTail = 12;  // type, class and eight zero bytes
 constexpr std::size_t kMaxQuery = 1024;
+constexpr std::size_t kLongestReason = 300;
 
 // What comes in front of the first separator; it is taken off text, and the separator with it.
 std::string TakeUpTo(char separator, std::string& text) {
@@ -30,7 +36,7 @@ std::string TakeUpTo(char separator, std::string& text) {
   return taken;
 }
 
-enum class Outcome { kPassed, kFailed, kValueMissing, kPrefixNoNumber };
+enum class Outcome { kPassed, kFailed, kValueMissing, kPrefixNoNumber, kNone };
 
 // A check, and all that it asked.
 struct Run {
@@ -70,13 +76,42 @@ Outcome Check(const std::string& sender, const std::string& record) {
   }
 }
 
-Run RunCheck(const std::string& sender, const std::string& record, std::string answers) {
+// The same by a SenderCheck, for the domain of Check.
+Outcome CheckWithReason(const std::string& record) {
+  const SenderCheck check("192.0.2.1", "example.org",
+                          record.empty() ? std::nullopt : std::optional(record),
+                          {.lookUps = std::numeric_limits<std::uint32_t>::max(),
+                           .deadline = std::chrono::steady_clock::time_point::max(),
+                           .hangUp = -1},
+                          nullptr);
+  const bool passes = check.GetToolVerdict() == SenderCheck::ToolVerdict::kPassed;
+  const bool fails = check.GetToolVerdict() == SenderCheck::ToolVerdict::kFailed;
+  switch (check.GetVerdict()) {
+    case SenderCheck::Verdict::kPassed:
+      Require(passes, "what passes would pass the tool");
+      break;
+    case SenderCheck::Verdict::kFailed:
+    case SenderCheck::Verdict::kNone:
+      Require(fails, "what fails would fail the tool");
+      break;
+    default:
+      break;
+  }
+  const std::string& reason = check.GetReason();
+  Require(!reason.empty() && reason.size() <= kLongestReason &&
+              std::ranges::all_of(reason, [](char c) { return c >= ' ' && c <= '~'; }),
+          "a reason is short and printable");
+  return passes ? Outcome::kPassed : fails ? Outcome::kFailed : Outcome::kNone;
+}
+
+template <typename Evaluate>
+Run RunCheck(std::string answers, const Evaluate& evaluate) {
   Run run;
   const ScriptedNetwork network([&](const Bytes& query) {
     run.queries.push_back(query);
     return Answer(query, TakeUpTo('\n', answers));
   });
-  run.outcome = Check(sender, record);
+  run.outcome = evaluate();
   return run;
 }
 
@@ -88,11 +123,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string record = TakeUpTo('\n', answers);
   const std::string sender = TakeUpTo('\n', answers);
 
-  const Run run = RunCheck(sender, record, answers);
+  const Run run = RunCheck(answers, [&] { return Check(sender, record); });
   Require(run.queries.size() <= size + 1, "each query is asked for by a term of its own");
   if (!record.empty()) {
-    Require(RunCheck(sender, record + " -all", answers) == run,
+    Require(RunCheck(answers, [&] { return Check(sender, record + " -all"); }) == run,
             "-all behind a record adds nothing");
+  }
+  if (sender.empty()) {
+    const Run other = RunCheck(answers, [&] { return CheckWithReason(record); });
+    Require(other.queries == run.queries, "a check with limits asks the same");
+    Require(other.outcome == run.outcome ||
+                (other.outcome == Outcome::kNone && run.outcome > Outcome::kFailed),
+            "a check with limits comes to the same");
   }
   return 0;
 }
