@@ -27,6 +27,7 @@
 
 #include "framework/core/Export.h"
 #include "tool/CheckObserver.h"
+#include "tool/SPFCheck.h"  // for what must exist before every static SenderCheck
 
 class VerdictTally;
 

@@ -16,7 +16,10 @@
 
 #include "framework/dns/NameServer.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/OpenDescriptors.h"
+#include "tests/support/OwnMount.h"
+#include "tests/support/PrivateNetwork.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScarceMemory.h"
 #include "tests/support/ScriptedNameServer.h"
@@ -794,6 +797,15 @@ TEST_F(SenderCheckTest, ItWritesNoLogOfItsOwn) {
             "Debug: SPFCheck::SPFCheck spf record = v=spf1 ip4:192.0.2.9\n"
             "Debug: SPFCheck::processIP4 - domain::192.0.2.9\n");
   EXPECT_EQ(CaptureLog([] { SenderCheck("x", "d.test", std::nullopt, Enough(), nullptr); }), "");
+}
+
+TEST_F(SenderCheckTest, AStaticObjectChecksWhereItsHeaderIsTheOnlyOneIncluded) {
+  const OwnMount logs("/var/log");
+  SetResolverFile("nameserver 127.0.0.1\n");
+  const ScriptedNameServer server(AnswerFrom({{"TXT example.org", Text("v=spf1 ip4:192.0.2.1")}}));
+  const ChildResult result = RunChild(STATIC_SENDER_CHECK_PROGRAM, {"static_sender_check"}, "/");
+  EXPECT_EQ(result.signal, 0);
+  EXPECT_EQ(result.exitStatus, 0);
 }
 
 TEST_F(SenderCheckTest, NoOutcomeLeavesADescriptorBehind) {
