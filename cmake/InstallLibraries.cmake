@@ -76,8 +76,18 @@ install_library(fwk
   framework/net/Socket.h
   framework/net/UDPSocket.h)
 install_library(spf
+  tool/BudgetException.h
+  tool/BudgetedLookUp.h
+  tool/CheckBudget.h
+  tool/CheckObserver.h
+  tool/DomainName.h
+  tool/LookUp.h
+  tool/Printable.h
   tool/RecordReport.h
-  tool/SPFCheck.h)
+  tool/ReplyFacts.h
+  tool/SPFCheck.h
+  tool/SPFTerm.h
+  tool/SenderCheck.h)
 
 # find_package(fwk) gives fwk::fwk and fwk::spf.
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/fwk)

@@ -68,7 +68,8 @@ class FWK_EXPORT SPFCheck : public Socket {
 
   // As above, within `budget`, which nested checks use as well and whose observer is told of each
   // step. `budget` must outlive the object. Throws a BudgetException, too, when a look-up goes
-  // beyond the budget or is cut short by it.
+  // beyond the budget or is cut short by it, and a SocketException when a look-up cannot have a
+  // descriptor below 1024. A time-out needs no large stack here.
   SPFCheck(const std::string& ip, const std::string& smtpFrom, const std::string& domain,
            std::int32_t depth, std::string spfRecord, CheckBudget& budget);
   ~SPFCheck() noexcept(false) override;
