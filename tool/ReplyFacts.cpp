@@ -88,15 +88,16 @@ bool IsSameQuestion(std::span<const unsigned char> reply, const std::vector<unsi
                     [](unsigned char a, unsigned char b) { return tolower(a) == tolower(b); });
 }
 
-// Returns whether a reply without answers says that there are none, by a server that must know.
-bool IsOfOneWhoKnows(const MessageReader& reply) {
-  return (reply.ReadByte(2) & kAuthoritative) != 0 || (reply.ReadByte(3) & kRecursive) != 0 ||
-         (reply.ReadByte(3) & kErrorCode) == kNameError;
+// Returns whether a reply without answers only refers to other servers: its own neither is
+// authoritative nor asks them, and does not say that the name does not exist.
+bool IsReferral(const MessageReader& reply) {
+  return (reply.ReadByte(2) & kAuthoritative) == 0 && (reply.ReadByte(3) & kRecursive) == 0 &&
+         (reply.ReadByte(3) & kErrorCode) != kNameError;
 }
 
 LookUp::Outcome ReadAnswers(const MessageReader& reply, std::uint32_t start, ReplyFacts& facts) {
   const std::uint16_t count = reply.ReadUint16(6);
-  if (count == 0 && !IsOfOneWhoKnows(reply)) {
+  if (count == 0 && IsReferral(reply)) {
     return LookUp::Outcome::kNoAnswer;
   }
   Records records(reply, start);

@@ -12,8 +12,9 @@
 // macro, a qualifier, capital letters. What such a term with an address says is compared with the
 // client all the same, so `?ip4:192.0.2.1` is in nobody's way but 192.0.2.1's; so is a range as
 // RFC 7208 means it, with its host bits masked. "~all" and "?all" fail as "-all" does. That a name
-// does not exist is an answer. A record of which a reply holds two, or which SPFCheck reads
-// differently from how it is published, is malformed.
+// does not exist is an answer. A record of which a reply has two is malformed. One that SPFCheck
+// reads otherwise than it is published, such as one in several strings, passes only by a term
+// before the first difference.
 //
 // One thread at a time. The constructor blocks while it asks, at most until the deadline; it throws
 // nothing but std::bad_alloc, and writes no log itself (SPFCheck does, through fwk::Logger).

@@ -540,8 +540,8 @@ TEST_F(SenderCheckTest, ALookUpThatWasNotAnsweredInFullLeavesNoVerdict) {
   const Build anything = [](ReplyBuilder& reply) { reply.A("192.0.2.9"); };
   const struct {
     Build build;
-    std::string of_text;
-    std::string of_address;
+    std::string ofText;
+    std::string ofAddress;
   } rows[] = {
       {WithFlags(kServFail, Nothing), "error code 2 for TXT d.test", "error code 2 for A e.test"},
       {WithFlags(0x8185, anything), "error code 5 for TXT d.test", "error code 5 for A e.test"},
@@ -558,10 +558,10 @@ TEST_F(SenderCheckTest, ALookUpThatWasNotAnsweredInFullLeavesNoVerdict) {
        "d.test is an alias, which is not followed", "e.test is an alias, which is not followed"},
   };
   for (const auto& row : rows) {
-    ExpectVerdicts({{{{"TXT d.test", row.build}}, kNoVerdict, row.of_text}});
+    ExpectVerdicts({{{{"TXT d.test", row.build}}, kNoVerdict, row.ofText}});
     ExpectVerdicts({{{{"TXT d.test", Text("v=spf1 a:e.test -all")}, {"A e.test", row.build}},
                      kNoVerdict,
-                     row.of_address}});
+                     row.ofAddress}});
   }
 }
 
