@@ -4,4 +4,4 @@
 #pragma once
 
 // Major, minor and patch version. A package's version has the commit after it.
-#define FWK_VERSION "0.1.0"
+#define FWK_VERSION "0.2.0"
