@@ -19,7 +19,6 @@
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/ReplyBuilder.h"
-#include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedNameServer.h"
 #include "tests/tool/RecordingObserver.h"
 #include "tests/tool/VirtualTable.h"
@@ -281,9 +280,6 @@ TEST_F(BudgetedLookUpTest, ATimeoutIsLoggedAsOneInFewWords) {
 }
 
 TEST_F(BudgetedLookUpTest, ATimeoutNeedsNoLargeStack) {
-  if (kThreadSanitizer) {
-    GTEST_SKIP() << "it cannot report from a thread whose stack has run out, and hangs";
-  }
   const ScriptedNameServer server(Nothing);
   CheckBudget budget(20, Clock::now() + milliseconds(50), m_observer);
   pthread_attr_t attributes;
