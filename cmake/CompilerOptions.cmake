@@ -4,7 +4,6 @@
 
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
-include(CheckSourceRuns)
 
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 check_pie_supported(LANGUAGES CXX)
