@@ -12,7 +12,8 @@ set(layers
   "framework/Utilities"
   "framework/logging framework/config framework/net"
   "framework/dns"
-  "tool")
+  "tool"
+  "programs/spf-may-send")
 
 # The log sink reads the product name; the environment starts the logger.
 set(sideways
@@ -56,12 +57,13 @@ function(check file include)
 endfunction()
 
 file(GLOB_RECURSE files RELATIVE "${ROOT}"
-  "${ROOT}/framework/*.h" "${ROOT}/framework/*.cpp" "${ROOT}/tool/*.h" "${ROOT}/tool/*.cpp")
+  "${ROOT}/framework/*.h" "${ROOT}/framework/*.cpp" "${ROOT}/tool/*.h" "${ROOT}/tool/*.cpp"
+  "${ROOT}/programs/*.h" "${ROOT}/programs/*.cpp")
 if(NOT files)
   message(FATAL_ERROR "no sources below ${ROOT}")
 endif()
 foreach(file IN LISTS files)
-  file(STRINGS "${ROOT}/${file}" lines REGEX "^[ \t]*#[ \t]*include[ \t]*(\"|<framework/|<tool/)")
+  file(STRINGS "${ROOT}/${file}" lines REGEX "^[ \t]*#[ \t]*include[ \t]*(\"|<framework/|<tool/|<programs/)")
   foreach(line IN LISTS lines)
     string(REGEX REPLACE "^[^\"<]*[\"<]([^\">]*)[\">].*" "\\1" include "${line}")
     check("${file}" "${include}")

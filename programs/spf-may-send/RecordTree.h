@@ -1,0 +1,15 @@
+// The tree of the records that a check has read, as text for --explain.
+//
+// Any thread may call; nothing blocks.
+
+#pragma once
+
+#include <netinet/in.h>
+
+#include <string>
+
+#include "programs/spf-may-send/ReadRecord.h"
+
+// Returns lines of printable ASCII, each with a line feed: the records and terms of the check of
+// `client`, then how many terms other receivers count.
+std::string DescribeTree(const ReadRecord& record, in_addr_t client);

@@ -1,0 +1,1 @@
+#include "programs/spf-may-send/Program.h"

@@ -1,0 +1,131 @@
+// Name servers that are silent or slow, and other things that a check must not wait for or fail of.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/spf_may_send/MaySendRun.h"
+#include "tests/support/PrivateNetwork.h"
+#include "tests/support/ReplyBuilder.h"
+#include "tests/support/ScriptedNameServer.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+using Texts = std::vector<std::string>;
+using Zone = ScriptedNameServer::Zone;
+
+const std::string kTimeReached =
+    "no verdict: time limit reached; no answer for TXT example.org; the name server is "
+    "127.0.0.1\n";
+
+class LimitTest : public testing::Test {
+ protected:
+  LimitTest() { SetResolverFile("nameserver 127.0.0.1\n"); }
+};
+
+ScriptedNameServer::Script Silence() {
+  return [](const Bytes&) { return Datagrams{}; };
+}
+
+double SecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// Whether the server gets a query within 10 s.
+bool IsAsked(const ScriptedNameServer& server) {
+  for (int i = 0; i < 1000 && server.Queries().empty(); ++i) {
+    std::this_thread::sleep_for(milliseconds(10));
+  }
+  return !server.Queries().empty();
+}
+
+// A machine that has other work starts and ends the process later.
+constexpr double kSlack = 0.8;
+
+}  // namespace
+
+TEST_F(LimitTest, WithASilentServerItEndsATenthOfASecondAfterTheLimitAtMost) {
+  const ScriptedNameServer server(Silence());
+  for (const int limitMs : {100, 300, 1000}) {
+    SCOPED_TRACE(limitMs);
+    double least = 1e9;  // of a few, as the machine may have other work
+    for (int i = 0; i < 3; ++i) {
+      const Clock::time_point start = Clock::now();
+      ExpectVerdict({"-t", std::to_string(limitMs / 1000.0), "192.0.2.7", "example.org"},
+                    kNoVerdict, kTimeReached);
+      least = std::min(least, SecondsSince(start));
+    }
+    EXPECT_GE(least, limitMs / 1000.0);
+    EXPECT_LT(least, limitMs / 1000.0 + 0.1);
+  }
+}
+
+TEST_F(LimitTest, TheLimitIsForAllLookUpsTogether) {
+  const ScriptedNameServer server([](const Bytes& query) {
+    std::this_thread::sleep_for(milliseconds(200));
+    return Datagrams{ReplyBuilder(query).TXT({"v=spf1 a a a a a a a a -all"}).Build()};
+  });
+  const Clock::time_point start = Clock::now();
+  MaySendRun run({"-t", "0.7", "192.0.2.7", "example.org"});
+  EXPECT_EQ(run.GetStatus(), kNoVerdict);
+  EXPECT_TRUE(run.GetOutput().starts_with("no verdict: time limit reached")) << run.GetOutput();
+  EXPECT_LT(SecondsSince(start), 0.7 + kSlack);
+}
+
+TEST_F(LimitTest, ALookUpWithoutAnAnswerEndsAfterFiveSecondsBelowTheLimit) {
+  const ScriptedNameServer server(Silence());
+  const Clock::time_point start = Clock::now();
+  ExpectVerdict({"192.0.2.7", "example.org"}, kNoVerdict,
+                "no verdict: no answer for TXT example.org; the name server is 127.0.0.1\n");
+  EXPECT_GE(SecondsSince(start), 5.0);
+  EXPECT_LT(SecondsSince(start), 5.0 + kSlack);
+}
+
+TEST_F(LimitTest, AStormOfSignalsDoesNotMoveTheLimit) {
+  const ScriptedNameServer server(Silence());
+  MaySendRun run({"-t", "1", "192.0.2.7", "example.org"});
+  EXPECT_TRUE(IsAsked(server));
+  const Clock::time_point start = Clock::now();
+  while (SecondsSince(start) < 0.9) {
+    for (const int signal : {SIGSTOP, SIGCONT, SIGWINCH, SIGCHLD, SIGPIPE}) {
+      run.Signal(signal);
+    }
+    std::this_thread::sleep_for(milliseconds(1));
+  }
+  EXPECT_EQ(run.GetStatus(), kNoVerdict);
+  EXPECT_LT(SecondsSince(start), 1.0 + kSlack);
+  EXPECT_EQ(run.GetOutput(), kTimeReached);
+}
+
+TEST_F(LimitTest, ASignalThatEndsItIsNotAVerdict) {
+  for (const int signal : {SIGTERM, SIGINT, SIGKILL}) {
+    const ScriptedNameServer server(Silence());
+    std::signal(signal, SIG_DFL);  // whoever started the tests may ignore it
+    MaySendRun run({"192.0.2.7", "example.org"});
+    EXPECT_TRUE(IsAsked(server));
+    run.Signal(signal);
+    EXPECT_EQ(run.GetResult().signal, signal);
+    EXPECT_EQ(run.GetOutput(), "");
+  }
+}
+
+TEST_F(LimitTest, TwentyLookUpsAreMadeAndNoMore) {
+  const ScriptedNameServer server(Zone{});
+  std::string record = "v=spf1";
+  for (int i = 0; i < 20; ++i) {
+    record.append(" a:h").append(std::to_string(i)).append(".test");
+  }
+  ExpectVerdict({"-r", record + " -all", "192.0.2.7", "example.org"}, kFailed,
+                "failed: no term of example.org matches\n");
+  EXPECT_EQ(server.Questions().size(), 20U);
+  ExpectVerdict({"-r", record + " a -all", "192.0.2.7", "example.org"}, kNoVerdict,
+                "no verdict: more look-ups than allowed\n");
+  EXPECT_EQ(server.Questions().size(), 40U);
+}
