@@ -1,15 +1,16 @@
 # Installs the programs, and the pages and documents of programs and libraries.
 
-install(TARGETS spfcheck COMPONENT spfcheck)
+install(TARGETS spfcheck spf-may-send COMPONENT spfcheck)
 if(BUILD_SHARED_LIBS)
   file(RELATIVE_PATH bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-  set_target_properties(spfcheck PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+  set_target_properties(spfcheck spf-may-send PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
 endif()
 install(PROGRAMS examples/bulk/spf-bulk
   DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT spfcheck)
-install(FILES completion/spfcheck
+install(FILES completion/spfcheck completion/spf-may-send
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT spfcheck)
-install(FILES ${PROJECT_BINARY_DIR}/man/spfcheck.1 ${PROJECT_BINARY_DIR}/man/spf-bulk.1
+install(FILES ${PROJECT_BINARY_DIR}/man/spfcheck.1 ${PROJECT_BINARY_DIR}/man/spf-may-send.1
+  ${PROJECT_BINARY_DIR}/man/spf-bulk.1
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT spfcheck)
 install(FILES ${PROJECT_BINARY_DIR}/man/fwk.3
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT libfwk-dev)
