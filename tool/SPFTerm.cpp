@@ -206,6 +206,27 @@ bool SPFTerm::CostsLookUp() const {
   return std::ranges::find(kCostly, m_kind) != kCostly.end();
 }
 
+bool SPFTerm::CouldMatch(in_addr_t client, const std::vector<std::string>& addresses) const {
+  switch (m_kind) {
+    case Kind::kIp4:
+      return Covers(client);
+    case Kind::kA:
+      return !m_isEvaluated || std::ranges::any_of(addresses, [&](const std::string& address) {
+        return Covers(address, client);
+      });
+    case Kind::kInclude:
+    case Kind::kRedirect:
+      return !m_isEvaluated;
+    case Kind::kVersion:
+    case Kind::kExplanation:
+    case Kind::kModifier:
+    case Kind::kIp6:
+      return false;
+    default:
+      return true;
+  }
+}
+
 bool SPFTerm::Covers(in_addr_t client) const {
   return Covers(m_network, client);
 }

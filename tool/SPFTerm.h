@@ -53,6 +53,10 @@ class FWK_EXPORT SPFTerm {
   // Returns whether the term counts among the ten that RFC 7208, section 4.6.4, allows.
   bool CostsLookUp() const;
 
+  // Returns whether a term that SPFCheck did not match would match the client, or nobody can say,
+  // if it were read as RFC 7208 says. `addresses`: what the look-up of an a term gave.
+  bool CouldMatch(in_addr_t client, const std::vector<std::string>& addresses) const;
+
   // Returns whether the range of an ip4 term, its host bits masked, has the client.
   bool Covers(in_addr_t client) const;
 

@@ -1,6 +1,5 @@
 #include "tool/VerdictTally.h"
 
-#include <algorithm>
 
 #include "tool/Printable.h"
 
@@ -207,7 +206,7 @@ void VerdictTally::PassOver() {
     Object("malformed record: " + DescribeTerm());
     return;
   }
-  if (level.isClosed || !CouldMatch()) {
+  if (level.isClosed || !term.CouldMatch(m_client, level.addresses)) {
     return;
   }
   const bool isAll = term.GetKind() == Kind::kAll;
@@ -223,31 +222,6 @@ void VerdictTally::PassOver() {
     AddDoubt(reason);
   }
   level.isClosed = isAll;
-}
-
-// Returns whether the term would match, or nobody can say, if it were read as RFC 7208 says.
-bool VerdictTally::CouldMatch() const {
-  const Level& level = m_levels.back();
-  const SPFTerm& term = *level.term;
-  switch (term.GetKind()) {
-    case Kind::kIp4:
-      return term.Covers(m_client);
-    case Kind::kA:
-      return !term.IsEvaluated() ||
-             std::ranges::any_of(level.addresses, [&](const std::string& address) {
-               return term.Covers(address, m_client);
-             });
-    case Kind::kInclude:
-    case Kind::kRedirect:
-      return !term.IsEvaluated();
-    case Kind::kVersion:
-    case Kind::kExplanation:
-    case Kind::kModifier:
-    case Kind::kIp6:
-      return false;
-    default:
-      return true;
-  }
 }
 
 void VerdictTally::OnCheckDone(bool passed) {

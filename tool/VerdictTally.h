@@ -64,7 +64,6 @@ class VerdictTally : public CheckObserver {
   void NoteModifier();
   void TakeMatch();
   void PassOver();
-  bool CouldMatch() const;
   std::string DescribeTerm() const;
   void Object(const std::string& reason);
   void AddShadow(const std::string& reason);
