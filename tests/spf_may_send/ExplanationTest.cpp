@@ -94,9 +94,9 @@ TEST_F(ExplanationTest, AMatchBelowAnIncludeIsAMatchOfTheInclude) {
 
 TEST_F(ExplanationTest, ATermThatIsNotEvaluatedIsOneThatCouldHaveMatched) {
   EXPECT_EQ(ExplainRecord("v=spf1 ?ip4:192.0.2.1 ?ip4:192.0.2.7 ip4:192.0.2.5/30 ip4:192.0.2.6/30 "
-                          "IP4:192.0.2.7 ip6:2001:db8::/32 exists:%{i}.x ptr exp=x x=y +all"),
+                          "IP4:192.0.2.7 ip6:2001:db8::/32 exists:%{i}.x ptr exp=x.y x=y +all"),
             "  example.org (N ms): given as v=spf1 ?ip4:192.0.2.1 ?ip4:192.0.2.7 ip4:192.0.2.5/30 "
-            "ip4:192.0.2.6/30 IP4:192.0.2.7 ip6:2001:db8::/32 exists:%{i}.x ptr exp=x x=y +all\n"
+            "ip4:192.0.2.6/30 IP4:192.0.2.7 ip6:2001:db8::/32 exists:%{i}.x ptr exp=x.y x=y +all\n"
             "    no match       ?ip4:192.0.2.1\n"
             "    not evaluated  ?ip4:192.0.2.7\n"
             "    matches        ip4:192.0.2.5/30\n"
@@ -105,21 +105,21 @@ TEST_F(ExplanationTest, ATermThatIsNotEvaluatedIsOneThatCouldHaveMatched) {
             "    not reached    ip6:2001:db8::/32\n"
             "    not reached    exists:%{i}.x\n"
             "    not reached    ptr\n"
-            "    not reached    exp=x\n"
+            "    not reached    exp=x.y\n"
             "    not reached    x=y\n"
             "    not reached    +all\n"
             "  2" +
                 kAllowed);
   EXPECT_EQ(ExplainRecord("v=spf1 ip4:192.0.2.8/24 IP4:192.0.2.7 ip6:2001:db8::/32 exists:%{i}.x "
-                          "ptr exp=x x=y +all"),
+                          "ptr exp=x.y x=y +all"),
             "  example.org (N ms): given as v=spf1 ip4:192.0.2.8/24 IP4:192.0.2.7 "
-            "ip6:2001:db8::/32 exists:%{i}.x ptr exp=x x=y +all\n"
+            "ip6:2001:db8::/32 exists:%{i}.x ptr exp=x.y x=y +all\n"
             "    not evaluated  ip4:192.0.2.8/24\n"
             "    not evaluated  IP4:192.0.2.7\n"
             "    no match       ip6:2001:db8::/32\n"
             "    not evaluated  exists:%{i}.x\n"
             "    not evaluated  ptr\n"
-            "    no match       exp=x\n"
+            "    no match       exp=x.y\n"
             "    no match       x=y\n"
             "    not evaluated  +all\n"
             "  2" +

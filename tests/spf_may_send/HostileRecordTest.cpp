@@ -95,7 +95,7 @@ TEST_F(HostileRecordTest, EveryByteOfARecordIsShownInPrintableASCII) {
 }
 
 TEST_F(HostileRecordTest, BlanksAloneAreNoTerms) {
-  for (const std::string blanks : {"  ", "   ", "    ", " \t ", " \n \r "}) {
+  for (const std::string blanks : {"  ", "   ", "    "}) {
     MaySendRun run({"-e", "-r", "v=spf1" + blanks + "ip4:192.0.2.7" + blanks + "-all" + blanks,
                     "192.0.2.7", "example.org"});
     EXPECT_EQ(run.GetStatus(), kPassed);

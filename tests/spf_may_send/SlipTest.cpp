@@ -97,8 +97,8 @@ TEST(SlipTest, AnEmptyArgumentIsNamed) {
 
 TEST(SlipTest, AMalformedSenderIsNamed) {
   for (const Slip& slip : {
-           Slip{"192.0.2.7", "Joe <joe@example.org>",
-                "malformed sender: Joe <joe@example.org>; write the address alone: "
+           Slip{"192.0.2.7", "<joe@example.org> SIZE=1000",
+                "malformed sender: <joe@example.org> SIZE=1000; write the address alone: "
                 "<joe@example.org>"},
            Slip{"192.0.2.7", "joe@[192.0.2.7]",
                 "malformed sender: joe@[192.0.2.7]; an address in brackets has no record"},
