@@ -23,8 +23,12 @@ class Logger::EndAtExit {
 };
 
 Logger::~Logger() {
-  m_bThreadEnded = true;
+  {
+    const std::lock_guard guard(m_progressLock);
+    m_bThreadEnded = true;
+  }
   m_bThreadEnded.notify_all();
+  m_progress.notify_all();
 }
 
 void Logger::StartAsync() noexcept {
@@ -55,6 +59,37 @@ void Logger::StopAsync() noexcept {
   }
 }
 
+// Counts first: a line that a Drain has to wait for is in the count that it reads, and so is every
+// line that is written before that one.
+void Logger::HandToThread(std::string line) {
+  ++m_handed;
+  try {
+    m_LogQueue.Push(std::move(line));
+  } catch (...) {
+    --m_handed;
+    throw;
+  }
+}
+
+void Logger::CountWritten() {
+  const std::lock_guard guard(m_progressLock);
+  ++m_written;
+  m_progress.notify_all();
+}
+
+bool Logger::Drain(std::chrono::milliseconds atMost) noexcept {
+  try {
+    const auto deadline = std::chrono::steady_clock::now() + atMost;
+    const std::uint64_t handed = m_handed;
+    std::unique_lock guard(m_progressLock);
+    m_progress.wait_until(guard, deadline,
+                          [&] { return m_written >= handed || m_bThreadEnded.load(); });
+    return m_written >= handed;
+  } catch (...) {  // logging never throws
+    return false;
+  }
+}
+
 std::uint32_t Logger::ObjectThreadMethod() {
   LogSync(Debug, "Logger::ObjectThreadMethod - start");
   try {
@@ -79,6 +114,9 @@ void Logger::WriteQueuedLines() {
     }
     if (taken && HasLocation()) {
       WriteLine(std::move(line));
+    }
+    if (taken) {
+      CountWritten();
     }
   }
 }

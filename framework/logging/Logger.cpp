@@ -58,7 +58,7 @@ void Logger::ComposeAndDeliver(int level, const char* format, va_list arguments,
     std::string line = Compose(level, format, arguments);
     // An Error line is to have been written when the call returns.
     if (delivery == Delivery::kMayQueue && level != Error && m_bAsync) {
-      m_LogQueue.Push(std::move(line));
+      HandToThread(std::move(line));
     } else {
       WriteLine(std::move(line));
     }

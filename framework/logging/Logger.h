@@ -35,8 +35,11 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdarg>
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 #include "framework/Utilities/Boolean.h"
@@ -89,6 +92,11 @@ class FWK_EXPORT Logger : public ThreadedObject {
   // now on lines are written at once. The end of the process does the same, and waits: exit() is
   // not to be called with m_MutexInstance held, nor from the logging thread.
   static void StopAsync() noexcept;
+
+  // Waits until all lines are written that were handed to the logging thread before the call, at
+  // most for `atMost`. Returns whether they are; false, too, when the thread has ended without
+  // writing them. Not to be called from the logging thread.
+  static bool Drain(std::chrono::milliseconds atMost) noexcept;
 
   // Appends message and a line feed to the file at path, unless this operation was given the same
   // message before, for whatever path and whether or not it could be written. Level, m_bToFile,
@@ -161,6 +169,16 @@ class FWK_EXPORT Logger : public ThreadedObject {
   inline static std::string m_datedPath FWK_GUARDED_BY(m_MutexInstance);
 
   void WriteQueuedLines();
+
+  static void HandToThread(std::string line);
+  static void CountWritten();
+
+  // What Drain waits by: how many lines were handed to the logging thread, each counted before it
+  // is handed over, and how many of them it has dealt with.
+  inline static std::atomic<std::uint64_t> m_handed{0};
+  inline static std::mutex m_progressLock;
+  inline static std::condition_variable m_progress;
+  inline static std::uint64_t m_written = 0;  // with m_progressLock held
 
   inline static std::atomic<bool> m_bThreadEnded{false};
 };

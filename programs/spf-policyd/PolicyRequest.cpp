@@ -1,4 +1,4 @@
-#include "examples/policy_server/PolicyRequest.h"
+#include "programs/spf-policyd/PolicyRequest.h"
 
 #include "framework/core/Exceptions.h"
 

@@ -1,0 +1,41 @@
+// PolicyConnection is one connection of Postfix's policy protocol: it reads requests, as far as
+// they have come, and sends the answers.
+//
+// A connection is over when the peer closes it, when a request is malformed or too long
+// (PolicyRequest), as the protocol asks for, and when an answer does not fit into the socket's
+// buffer because the peer does not read. One thread at a time; nothing blocks but the answering.
+
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "framework/net/Socket.h"
+#include "programs/spf-policyd/PolicyRequest.h"
+
+class PolicyConnection : public Socket {
+ public:
+  // Decides on a request of the connection with this descriptor and sends the answer by Send();
+  // returns whether the connection goes on.
+  using Answer = std::function<bool(const PolicyRequest& request, PolicyConnection& connection)>;
+
+  // Takes over `descriptor`, a connected, non-blocking stream socket. It is moved above the
+  // descriptors that look-ups can use, if the process may have such.
+  explicit PolicyConnection(int descriptor);
+  ~PolicyConnection() noexcept(false) override;
+
+  // Reads all that has come and answers each request that is complete. Returns whether the
+  // connection goes on; it then waits for more.
+  bool Serve(const Answer& answer);
+
+  // Sends an answer with `action`. Returns whether the system took it and the peer has not closed
+  // its end.
+  bool Send(const std::string& action) const;
+
+  int GetDescriptor() const { return m_descriptor; }
+
+ private:
+  bool Take(const char* bytes, std::size_t count, const Answer& answer);
+
+  PolicyRequest m_request;  // as far as it was received
+};

@@ -1,0 +1,145 @@
+#include "programs/spf-policyd/PolicyDecision.h"
+
+#include <functional>
+#include <optional>
+
+#include "programs/spf-policyd/ServiceLog.h"
+
+using std::chrono::duration_cast;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+namespace {
+
+constexpr int kMostTries = 3;
+constexpr std::size_t kLongestInstance = 100;
+
+// Returns the domain that a mail is checked for; empty where there is none.
+std::string DomainOf(const PolicyRequest& request) {
+  const std::string sender = request.Get("sender");
+  return SenderCheck::DomainOf(sender.empty() ? request.Get("helo_name") : sender);
+}
+
+// Returns a short name for a text of any length.
+std::string Digest(const std::string& text) {
+  return std::to_string(std::hash<std::string>()(text));
+}
+
+}  // namespace
+
+PolicyDecision::PolicyDecision(const PolicyRequest& request, const Settings& settings,
+                               Places& places, MessageMemory& memory, int connection)
+    : m_request(request),
+      m_settings(settings),
+      m_places(places),
+      m_memory(memory),
+      m_connection(connection),
+      m_start(steady_clock::now()) {
+  Decide();
+}
+
+void PolicyDecision::Decide() {
+  if (m_request.Get("request") != "smtpd_access_policy" ||
+      m_request.Get("protocol_state") != "RCPT") {
+    m_reason = "another protocol state";
+    return;
+  }
+  const std::string address = m_request.Get("client_address");
+  if (m_settings.skip.Has(address)) {
+    m_reason = "skipped network";
+    return;
+  }
+  const std::string domain = DomainOf(m_request);
+  if (!domain.empty()) {
+    m_domain = domain;
+  }
+  if (DecideByMemory()) {
+    return;
+  }
+  const bool isNamed = m_settings.refuse.Has(domain);
+  m_isFirst = true;
+  if (!SenderCheck::IsAddress(address)) {
+    m_reason = "the client has no IPv4 address";
+  } else if (domain.empty()) {
+    m_reason = "malformed sender";
+  } else {
+    Check(address, domain, isNamed);
+  }
+  Act(address, domain, isNamed);
+}
+
+// Returns whether another recipient of the message has had an answer that decides this one's.
+bool PolicyDecision::DecideByMemory() {
+  const std::optional<MessageMemory::Answer> answer = m_memory.Find(MessageName());
+  if (!answer) {
+    return false;
+  }
+  const bool isRefused = answer->action.starts_with("550");
+  // Postfix repeats a request whose answer it did not get.
+  if (isRefused || answer->recipient == Digest(m_request.Get("recipient"))) {
+    m_action = answer->action;
+  }
+  m_reason = "as answered before for the message";
+  m_level = isRefused ? fwk::Warning : fwk::Info;
+  return true;
+}
+
+std::string PolicyDecision::MessageName() const {
+  const std::string instance = m_request.Get("instance");
+  if (instance.empty() || instance.size() > kLongestInstance) {
+    return "";
+  }
+  return instance + " " + Digest(m_request.Get("client_address")) + " " +
+         Digest(m_request.Get("sender"));
+}
+
+void PolicyDecision::Check(const std::string& address, const std::string& domain, bool isNamed) {
+  const std::optional<Places::Place> place = m_places.Take(address, domain, isNamed);
+  if (!place) {
+    m_reason = "too busy to check";
+    m_level = fwk::Warning;
+    return;
+  }
+  const auto deadline = m_start + m_settings.timeLimit;
+  m_isChecked = true;
+  for (int tries = isNamed ? kMostTries : 1; tries > 0; --tries) {
+    const SenderCheck check(address, domain, std::nullopt,
+                            {m_settings.lookUps, deadline, m_connection}, nullptr);
+    m_verdict = check.GetVerdict();
+    m_reason = check.GetReason();
+    m_lookUps += check.GetLookUps();
+    if (m_verdict != SenderCheck::Verdict::kNoVerdict || check.GetMissing().empty() ||
+        check.HasHitLimit()) {
+      return;
+    }
+  }
+}
+
+void PolicyDecision::Act(const std::string& address, const std::string& domain, bool isNamed) {
+  if (isNamed && m_verdict == SenderCheck::Verdict::kFailed) {
+    m_action = "550 5.7.23 " + address + " may not send mail for " + domain +
+               ": the SPF record of " + domain + " does not name this address";
+    m_level = fwk::Warning;
+    return;
+  }
+  m_action = "PREPEND X-SPF-Check: " + m_settings.host + "; " + SenderCheck::NameOf(m_verdict) +
+             "; client=" + address.substr(0, 45) + "; domain=" + m_domain + "; " + m_reason;
+}
+
+std::string PolicyDecision::GetAnswer() const {
+  return m_settings.isTrial ? "DUNNO" : m_action;
+}
+
+void PolicyDecision::Conclude(bool isDelivered) {
+  if (m_isFirst && isDelivered) {
+    m_memory.Keep(MessageName(), {Digest(m_request.Get("recipient")), m_action});
+  }
+  const auto elapsed = duration_cast<milliseconds>(steady_clock::now() - m_start).count();
+  const std::string action = m_action.substr(0, m_action.find(' '));
+  ServiceLog::Write(
+      m_level, (m_settings.isTrial ? "trial " : "") + (action == "550" ? "REFUSE" : action) + ", " +
+                   (m_isChecked ? SenderCheck::NameOf(m_verdict) : "not checked") + ", client=" +
+                   m_request.Get("client_address").substr(0, 45) + ", domain=" + m_domain + ", " +
+                   std::to_string(elapsed) + " ms, " + std::to_string(m_lookUps) + " look-ups, " +
+                   m_reason + (isDelivered ? "" : ", not delivered"));
+}
