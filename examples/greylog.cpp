@@ -67,7 +67,7 @@ int main(int argc, char* argv[]) {
     ShowEnvironment();
     fwk::Logger::StartAsync();
     RunWorkers();
-    std::this_thread::sleep_for(2s);  // StopAsync drops what is not written yet
+    fwk::Logger::Drain(10s);  // StopAsync drops what is not written yet
     fwk::Logger::StopAsync();
     fwk::Logger::Log(fwk::Info, "%s ends", Environment::PRODUCT_NAME.c_str());
   } catch (const std::exception& e) {

@@ -15,19 +15,19 @@ class Logger::EndAtExit {
   EndAtExit() = default;
   ~EndAtExit() {
     StopAsync();
-    m_bThreadEnded.wait(false);
+    std::unique_lock guard(m_progressLock);
+    m_progress.wait(guard, [] { return m_hasThreadEnded; });
   }
 
   EndAtExit(const EndAtExit&) = delete;
   EndAtExit& operator=(const EndAtExit&) = delete;
 };
 
+// Notifies with the lock held: once another thread knows that this one has ended, the process may
+// end, and the lock and what is waited for with it.
 Logger::~Logger() {
-  {
-    const std::lock_guard guard(m_progressLock);
-    m_bThreadEnded = true;
-  }
-  m_bThreadEnded.notify_all();
+  const std::lock_guard guard(m_progressLock);
+  m_hasThreadEnded = true;
   m_progress.notify_all();
 }
 
@@ -38,7 +38,10 @@ void Logger::StartAsync() noexcept {
       return;
     }
     std::unique_ptr<Logger> logger(new Logger);
-    m_bThreadEnded = false;  // an object that could not start its thread has left it true
+    {
+      const std::lock_guard progressGuard(m_progressLock);
+      m_hasThreadEnded = false;  // an object that could not start its thread has left it true
+    }
     logger->StartObjectThread(true, -1);
     m_pLogger = logger.release();  // it owns itself now
     m_bAsync = true;
@@ -59,8 +62,7 @@ void Logger::StopAsync() noexcept {
   }
 }
 
-// Counts first: a line that a Drain has to wait for is in the count that it reads, and so is every
-// line that is written before that one.
+// Counts first, so the count never lacks a line that is in the queue.
 void Logger::HandToThread(std::string line) {
   ++m_handed;
   try {
@@ -82,8 +84,7 @@ bool Logger::Drain(std::chrono::milliseconds atMost) noexcept {
     const auto deadline = std::chrono::steady_clock::now() + atMost;
     const std::uint64_t handed = m_handed;
     std::unique_lock guard(m_progressLock);
-    m_progress.wait_until(guard, deadline,
-                          [&] { return m_written >= handed || m_bThreadEnded.load(); });
+    m_progress.wait_until(guard, deadline, [&] { return m_written >= handed || m_hasThreadEnded; });
     return m_written >= handed;
   } catch (...) {  // logging never throws
     return false;

@@ -27,8 +27,8 @@
 // lock that another thread held when it was forked stays locked. It must not log, and end by exec
 // or _exit.
 //
-// The locks are taken in this order: m_MutexInstance, then m_locationLock or that of m_bAsync, of
-// m_LogQueue or of m_logUnque.
+// The locks are taken in this order: m_MutexInstance, then m_locationLock, m_progressLock or that
+// of m_bAsync, of m_LogQueue or of m_logUnque.
 
 #pragma once
 
@@ -88,14 +88,14 @@ class FWK_EXPORT Logger : public ThreadedObject {
   // Where no thread can be had lines go on being written at once, and a later call tries again.
   static void StartAsync() noexcept;
 
-  // Ends the logging thread, without waiting for it. Lines it has not written yet are lost; from
-  // now on lines are written at once. The end of the process does the same, and waits: exit() is
-  // not to be called with m_MutexInstance held, nor from the logging thread.
+  // Ends the logging thread, without waiting for it. Lines it has not written yet are lost, so call
+  // Drain first; from now on lines are written at once. The end of the process does the same, and
+  // waits: exit() is not to be called with m_MutexInstance held, nor from the logging thread.
   static void StopAsync() noexcept;
 
-  // Waits until all lines are written that were handed to the logging thread before the call, at
-  // most for `atMost`. Returns whether they are; false, too, when the thread has ended without
-  // writing them. Not to be called from the logging thread.
+  // Blocks until all lines are written that were handed to the logging thread before the call, the
+  // one included that it has taken already, or until `atMost` has passed or the thread has ended.
+  // Returns whether they are written. Neither for the logging thread nor with m_MutexInstance held.
   static bool Drain(std::chrono::milliseconds atMost) noexcept;
 
   // Appends message and a line feed to the file at path, unless this operation was given the same
@@ -173,14 +173,13 @@ class FWK_EXPORT Logger : public ThreadedObject {
   static void HandToThread(std::string line);
   static void CountWritten();
 
-  // What Drain waits by: how many lines were handed to the logging thread, each counted before it
-  // is handed over, and how many of them it has dealt with.
+  // For Drain: how many lines were handed to the logging thread, each counted before it is in the
+  // queue, and how many of them the thread has dealt with.
   inline static std::atomic<std::uint64_t> m_handed{0};
   inline static std::mutex m_progressLock;
   inline static std::condition_variable m_progress;
-  inline static std::uint64_t m_written = 0;  // with m_progressLock held
-
-  inline static std::atomic<bool> m_bThreadEnded{false};
+  inline static std::uint64_t m_written = 0;    // with m_progressLock held
+  inline static bool m_hasThreadEnded = false;  // with m_progressLock held
 };
 
 }  // namespace fwk
