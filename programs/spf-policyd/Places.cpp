@@ -1,9 +1,24 @@
 #include "programs/spf-policyd/Places.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "framework/Utilities/StringUtilities.h"
+
+namespace {
+
+// What registries of countries put between a name and the country.
+constexpr std::string_view kRegistries[] = {"ac", "co",  "com", "edu", "gov",
+                                            "ne", "net", "or",  "org"};
+
+// Returns where the label before the one at `begin` begins; 0 where there is none.
+std::size_t LabelBefore(const std::string& name, std::size_t begin) {
+  const std::size_t dot = begin < 2 ? std::string::npos : name.rfind('.', begin - 2);
+  return dot == std::string::npos ? 0 : dot + 1;
+}
+
+}  // namespace
 
 Places::Place::Place(Places& places, std::string client, std::string domain)
     : m_places(&places), m_client(std::move(client)), m_domain(std::move(domain)) {}
@@ -64,16 +79,10 @@ void Places::Leave(Shares& shares, const std::string& name) {
 
 std::string Places::GroupOf(const std::string& domain) {
   const std::string name = ToLower(domain);
-  const std::size_t last = name.rfind('.');
-  if (last == std::string::npos || last == 0) {
-    return name;
-  }
-  const std::size_t second = name.rfind('.', last - 1);
-  if (second == std::string::npos) {
-    return name;
-  }
-  const bool isRegistry = name.size() - last == 3 && last - second <= 4;
-  const std::size_t third = second == 0 ? std::string::npos : name.rfind('.', second - 1);
-  const std::size_t before = isRegistry ? third : second;
-  return before == std::string::npos ? name : name.substr(before + 1);
+  const std::size_t top = LabelBefore(name, name.size() + 1);
+  const std::size_t second = LabelBefore(name, top);
+  const bool isRegistry = top > second && name.size() - top == 2 &&
+                          std::ranges::find(kRegistries, name.substr(second, top - second - 1)) !=
+                              std::end(kRegistries);
+  return name.substr(isRegistry ? LabelBefore(name, second) : second);
 }

@@ -1,7 +1,7 @@
 // Places limits how many checks are under way, and keeps one client or one domain from taking all
 // of them: while less than half of them are free, none may hold more than a tenth. A domain counts
-// together with all of its subdomains, as its last two labels, or the last three where those two
-// look like a registry's ("co.uk").
+// together with all of its subdomains, as its last two labels, or the last three where the two
+// belong to a registry, as "co.uk" does.
 //
 // Any thread may use it.
 

@@ -12,32 +12,32 @@
 #include "framework/core/Exceptions.h"
 #include "programs/spf-policyd/ServiceLog.h"
 
-PolicyConnection::PolicyConnection(int descriptor) : Socket(descriptor, 0) {
-  const int high = fcntl(descriptor, F_DUPFD_CLOEXEC, FD_SETSIZE);
-  if (high >= 0) {
-    close(descriptor);
-    m_descriptor = high;
-  }
-}
+PolicyConnection::PolicyConnection() : Socket(0, 0) {}
 
 PolicyConnection::~PolicyConnection() noexcept(false) {
   Close();
 }
 
+bool PolicyConnection::Accept(int listener) {
+  m_descriptor = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+  if (m_descriptor < 0) {
+    return false;
+  }
+  const int high = fcntl(m_descriptor, F_DUPFD_CLOEXEC, FD_SETSIZE);
+  if (high >= 0) {
+    close(m_descriptor);
+    m_descriptor = high;
+  }
+  return true;
+}
+
 bool PolicyConnection::Serve(const Answer& answer) {
   std::array<char, 4096> buffer;
-  for (;;) {
-    const ssize_t length = recv(m_descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
-    if (length < 0 && errno == EINTR) {
-      continue;
-    }
-    if (length <= 0) {
-      return length < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
-    }
-    if (!Take(buffer.data(), static_cast<std::size_t>(length), answer)) {
-      return false;
-    }
+  const ssize_t length = recv(m_descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
+  if (length < 0) {
+    return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
   }
+  return length > 0 && Take(buffer.data(), static_cast<std::size_t>(length), answer);
 }
 
 bool PolicyConnection::Take(const char* bytes, std::size_t count, const Answer& answer) {
@@ -48,6 +48,7 @@ bool PolicyConnection::Take(const char* bytes, std::size_t count, const Answer& 
           return false;
         }
         m_request = PolicyRequest();
+        m_lastAnswer = Clock::now();
       }
     }
   } catch (const StdException& e) {

@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -15,17 +16,22 @@
 
 class PolicyConnection : public Socket {
  public:
+  using Clock = std::chrono::steady_clock;
+
   // Decides on a request of the connection with this descriptor and sends the answer by Send();
   // returns whether the connection goes on.
   using Answer = std::function<bool(const PolicyRequest& request, PolicyConnection& connection)>;
 
-  // Takes over `descriptor`, a connected, non-blocking stream socket. It is moved above the
-  // descriptors that look-ups can use, if the process may have such.
-  explicit PolicyConnection(int descriptor);
+  PolicyConnection();
   ~PolicyConnection() noexcept(false) override;
 
-  // Reads all that has come and answers each request that is complete. Returns whether the
-  // connection goes on; it then waits for more.
+  // Accepts the next connection that waits at `listener`, a non-blocking socket. Its descriptor is
+  // moved above those that look-ups can use, if the process may have such. Returns false, and sets
+  // errno, where there is none to be had.
+  bool Accept(int listener);
+
+  // Reads what has come, at most 4 KiB, and answers each request that is complete. Returns whether
+  // the connection goes on.
   bool Serve(const Answer& answer);
 
   // Sends an answer with `action`. Returns whether the system took it and the peer has not closed
@@ -34,8 +40,12 @@ class PolicyConnection : public Socket {
 
   int GetDescriptor() const { return m_descriptor; }
 
+  // Returns when the last request was answered or, before the first, when the object was made.
+  Clock::time_point GetLastAnswer() const { return m_lastAnswer; }
+
  private:
   bool Take(const char* bytes, std::size_t count, const Answer& answer);
 
   PolicyRequest m_request;  // as far as it was received
+  Clock::time_point m_lastAnswer = Clock::now();
 };

@@ -1,5 +1,6 @@
 #include "programs/spf-policyd/PolicyDecision.h"
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 
@@ -11,8 +12,9 @@ using std::chrono::steady_clock;
 
 namespace {
 
-constexpr int kMostTries = 3;
+constexpr char kRefusal[] = "550 5.7.23 ";
 constexpr std::size_t kLongestInstance = 100;
+constexpr std::size_t kLongestAddress = 45;  // an IPv6 one that ends as an IPv4 one does
 
 // Returns the domain that a mail is checked for; empty where there is none.
 std::string DomainOf(const PolicyRequest& request) {
@@ -39,24 +41,24 @@ PolicyDecision::PolicyDecision(const PolicyRequest& request, const Settings& set
 }
 
 void PolicyDecision::Decide() {
+  const std::string address = m_request.Get("client_address");
+  const std::string domain = DomainOf(m_request);
+  if (!domain.empty()) {
+    m_domain = domain;
+  }
   if (m_request.Get("request") != "smtpd_access_policy" ||
       m_request.Get("protocol_state") != "RCPT") {
     m_reason = "another protocol state";
     return;
   }
-  const std::string address = m_request.Get("client_address");
   if (m_settings.skip.Has(address)) {
     m_reason = "skipped network";
     return;
   }
-  const std::string domain = DomainOf(m_request);
-  if (!domain.empty()) {
-    m_domain = domain;
-  }
-  if (DecideByMemory()) {
+  const bool isNamed = m_settings.refuse.Has(domain);
+  if (DecideByMemory(isNamed)) {
     return;
   }
-  const bool isNamed = m_settings.refuse.Has(domain);
   m_isFirst = true;
   if (!SenderCheck::IsAddress(address)) {
     m_reason = "the client has no IPv4 address";
@@ -69,12 +71,12 @@ void PolicyDecision::Decide() {
 }
 
 // Returns whether another recipient of the message has had an answer that decides this one's.
-bool PolicyDecision::DecideByMemory() {
+bool PolicyDecision::DecideByMemory(bool isNamed) {
   const std::optional<MessageMemory::Answer> answer = m_memory.Find(MessageName());
-  if (!answer) {
+  const bool isRefused = answer && answer->action.starts_with(kRefusal);
+  if (!answer || (isRefused && !isNamed)) {
     return false;
   }
-  const bool isRefused = answer->action.starts_with("550");
   // Postfix repeats a request whose answer it did not get.
   if (isRefused || answer->recipient == Digest(m_request.Get("recipient"))) {
     m_action = answer->action;
@@ -84,13 +86,16 @@ bool PolicyDecision::DecideByMemory() {
   return true;
 }
 
+// What was answered on trial is no answer for later: no header was added.
 std::string PolicyDecision::MessageName() const {
   const std::string instance = m_request.Get("instance");
   if (instance.empty() || instance.size() > kLongestInstance) {
     return "";
   }
-  return instance + " " + Digest(m_request.Get("client_address")) + " " +
-         Digest(m_request.Get("sender"));
+  return instance + " " +
+         Digest(m_request.Get("client_address") + "\n" + m_request.Get("sender") + "\n" +
+                m_request.Get("helo_name")) +
+         (m_settings.isTrial ? " trial" : "");
 }
 
 void PolicyDecision::Check(const std::string& address, const std::string& domain, bool isNamed) {
@@ -100,30 +105,39 @@ void PolicyDecision::Check(const std::string& address, const std::string& domain
     m_level = fwk::Warning;
     return;
   }
-  const auto deadline = m_start + m_settings.timeLimit;
   m_isChecked = true;
-  for (int tries = isNamed ? kMostTries : 1; tries > 0; --tries) {
-    const SenderCheck check(address, domain, std::nullopt,
-                            {m_settings.lookUps, deadline, m_connection}, nullptr);
-    m_verdict = check.GetVerdict();
-    m_reason = check.GetReason();
-    m_lookUps += check.GetLookUps();
-    if (m_verdict != SenderCheck::Verdict::kNoVerdict || check.GetMissing().empty() ||
-        check.HasHitLimit()) {
+  const auto end = m_start + m_settings.timeLimit;
+  for (int tries = isNamed ? kMostTries : 1; tries > 1; --tries) {
+    if (Try(address, domain, std::min(end, steady_clock::now() + m_settings.timeLimit / 16))) {
       return;
     }
   }
+  Try(address, domain, end);
+}
+
+// Returns whether another try would be of no use.
+bool PolicyDecision::Try(const std::string& address, const std::string& domain,
+                         steady_clock::time_point deadline) {
+  const SenderCheck check(address, domain, std::nullopt,
+                          {m_settings.lookUps, deadline, m_connection}, nullptr);
+  m_verdict = check.GetVerdict();
+  m_reason = check.GetReason();
+  m_lookUps += check.GetLookUps();
+  const bool isFinal =
+      check.HasHitLimit() ? steady_clock::now() < deadline : check.GetMissing().empty();
+  return m_verdict != SenderCheck::Verdict::kNoVerdict || isFinal;
 }
 
 void PolicyDecision::Act(const std::string& address, const std::string& domain, bool isNamed) {
   if (isNamed && m_verdict == SenderCheck::Verdict::kFailed) {
-    m_action = "550 5.7.23 " + address + " may not send mail for " + domain +
-               ": the SPF record of " + domain + " does not name this address";
+    m_action = kRefusal + address + " may not send mail for " + domain + ": the SPF record of " +
+               domain + " does not name this address";
     m_level = fwk::Warning;
     return;
   }
   m_action = "PREPEND X-SPF-Check: " + m_settings.host + "; " + SenderCheck::NameOf(m_verdict) +
-             "; client=" + address.substr(0, 45) + "; domain=" + m_domain + "; " + m_reason;
+             "; client=" + address.substr(0, kLongestAddress) + "; domain=" + m_domain + "; " +
+             m_reason;
 }
 
 std::string PolicyDecision::GetAnswer() const {
@@ -138,8 +152,9 @@ void PolicyDecision::Conclude(bool isDelivered) {
   const std::string action = m_action.substr(0, m_action.find(' '));
   ServiceLog::Write(
       m_level, (m_settings.isTrial ? "trial " : "") + (action == "550" ? "REFUSE" : action) + ", " +
-                   (m_isChecked ? SenderCheck::NameOf(m_verdict) : "not checked") + ", client=" +
-                   m_request.Get("client_address").substr(0, 45) + ", domain=" + m_domain + ", " +
-                   std::to_string(elapsed) + " ms, " + std::to_string(m_lookUps) + " look-ups, " +
-                   m_reason + (isDelivered ? "" : ", not delivered"));
+                   (m_isChecked ? SenderCheck::NameOf(m_verdict) : "not checked") +
+                   ", client=" + m_request.Get("client_address").substr(0, kLongestAddress) +
+                   ", domain=" + m_domain + ", " + std::to_string(elapsed) + " ms, " +
+                   std::to_string(m_lookUps) + " look-ups, " + m_reason +
+                   (isDelivered ? "" : ", not delivered"));
 }

@@ -10,7 +10,8 @@
 //
 // The domain is that of the sender; for a bounce, which has no sender, the name in HELO. A check of
 // a domain in `refuse` that ends without a verdict because an answer is missing is made again, up
-// to three times in all, as long as its time lasts.
+// to kMostTries times in all. Each but the last may take a small part of the time only, so that a
+// lost answer does not use up all of it.
 //
 // One thread at a time. Making one blocks as SenderCheck does.
 
@@ -29,6 +30,8 @@
 
 class PolicyDecision {
  public:
+  static constexpr int kMostTries = 8;
+
   // Decides on `request`. A check takes one of `places` and ends when the peer of `connection`
   // hangs up. All arguments must outlive the object.
   PolicyDecision(const PolicyRequest& request, const Settings& settings, Places& places,
@@ -43,8 +46,10 @@ class PolicyDecision {
 
  private:
   void Decide();
-  bool DecideByMemory();
+  bool DecideByMemory(bool isNamed);
   void Check(const std::string& address, const std::string& domain, bool isNamed);
+  bool Try(const std::string& address, const std::string& domain,
+           std::chrono::steady_clock::time_point deadline);
   void Act(const std::string& address, const std::string& domain, bool isNamed);
   std::string MessageName() const;
 

@@ -35,10 +35,6 @@ void PolicyRequest::TakeLine() {
   m_line.clear();
 }
 
-bool PolicyRequest::IsEmpty() const {
-  return m_size == 0;
-}
-
 std::string PolicyRequest::Get(const std::string& name) const {
   const auto found = m_attributes.find(name);
   return found != m_attributes.end() ? found->second : "";

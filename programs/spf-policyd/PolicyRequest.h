@@ -1,9 +1,9 @@
 // PolicyRequest gathers one request of Postfix's policy protocol from the bytes of a connection:
 // lines "name=value", ended by an empty line (https://www.postfix.org/SMTPD_POLICY_README.html).
 //
-// What it keeps is bounded, whatever is sent. It is kept printable, too: every byte that is no
-// printable ASCII character becomes a "?", so that nothing in a request can add a line to an
-// answer or to the log.
+// What it keeps is bounded, whatever is sent. It is kept printable, too: every byte that is not a
+// printable ASCII character becomes a "?", so that nothing in a request can add a line to an answer
+// or to the log.
 //
 // A value type: each thread uses objects of its own.
 
@@ -22,9 +22,6 @@ class PolicyRequest {
   // Takes the next byte. True when it was the last: the line feed of the empty line.
   // Throws a StdException that says what is wrong with the request; no more can be taken then.
   bool Take(char byte);
-
-  // Whether no byte was taken yet.
-  bool IsEmpty() const;
 
   // The value of an attribute, the last one's if it was sent again; empty if it was not sent.
   std::string Get(const std::string& name) const;

@@ -42,13 +42,13 @@ class PolicyServer::Worker : public ThreadedObject {
   std::atomic<bool> m_hasEnded{false};
 };
 
-PolicyServer::PolicyServer(const std::vector<int>& listeners,
+PolicyServer::PolicyServer(const std::vector<int>& listeners, std::size_t connections,
                            std::shared_ptr<const Settings> settings)
     : m_listeners(listeners),
       m_events(epoll_create1(EPOLL_CLOEXEC)),
       m_stopper(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      m_mostConnections(settings->connections),
-      m_places(std::min(settings->connections, kMostChecks)),
+      m_mostConnections(connections),
+      m_places(std::min(connections, kMostChecks)),
       m_settings(std::move(settings)),
       m_nextId(1 + listeners.size()) {
   if (m_events < 0 || m_stopper < 0) {
@@ -95,17 +95,24 @@ bool PolicyServer::IsStopping() const {
 
 void PolicyServer::Tidy() {
   std::vector<std::unique_ptr<Worker>> ended;
-  const Mutex guard(m_mutex, true);
-  for (std::unique_ptr<Worker>& worker : m_workers) {
-    if (worker->HasEnded()) {
-      ended.push_back(std::move(worker));
+  std::string shortage;
+  {
+    const Mutex guard(m_mutex, true);
+    for (std::unique_ptr<Worker>& worker : m_workers) {
+      if (worker->HasEnded()) {
+        ended.push_back(std::move(worker));
+      }
     }
+    std::erase(m_workers, nullptr);
+    if (m_waiting == 0) {
+      StartWorker();  // none could be had before
+    }
+    ResumeAccepting();
+    shortage.swap(m_shortage);
   }
-  std::erase(m_workers, nullptr);
-  if (m_threads == 0) {
-    StartWorker();  // none could be had before
+  if (!shortage.empty()) {
+    ServiceLog::Write(fwk::Warning, shortage);
   }
-  ResumeAccepting();
 }
 
 void PolicyServer::StartWorker() {
@@ -120,7 +127,7 @@ void PolicyServer::StartWorker() {
     ++m_threads;
     ++m_waiting;
   } catch (const std::exception& e) {  // those that there are go on
-    ServiceLog::Write(fwk::Warning, std::string("no further thread: ") + e.what());
+    NoteShortage(std::string("no further thread: ") + e.what());
   }
 }
 
@@ -165,46 +172,54 @@ bool PolicyServer::LeaveIfSpare() {
 }
 
 void PolicyServer::Handle(std::uint64_t id) {
+  const bool isListener = id <= m_listeners.size();
   try {
-    if (id <= m_listeners.size()) {
+    if (isListener) {
       Accept(id);
     } else {
       Serve(id);
     }
   } catch (const std::exception& e) {  // as memory that is short
-    ServiceLog::Write(fwk::Warning, e.what());
+    NoteShortage(e.what());
+    if (isListener) {
+      PauseAccepting();
+    }
   }
 }
 
 void PolicyServer::Accept(std::uint64_t id) {
   const int listener = m_listeners[id - 1];
-  while (MakeRoom()) {
-    const int descriptor = accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-    if (descriptor >= 0) {
-      Add(descriptor);
+  while (HasRoom() || EvictIdlest()) {
+    auto connection = std::make_shared<PolicyConnection>();
+    if (connection->Accept(listener)) {
+      Add(std::move(connection));
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
       Watch(EPOLL_CTL_MOD, listener, EPOLLIN | EPOLLONESHOT, id);
       return;
     } else if (errno != ECONNABORTED && errno != EINTR) {
-      ServiceLog::Write(fwk::Warning, FormatSystemError("cannot accept a connection", errno));
-      break;
+      const bool isOutOfDescriptors = errno == EMFILE;
+      NoteShortage(FormatSystemError("cannot accept a connection", errno));
+      if (!isOutOfDescriptors || !EvictIdlest()) {
+        break;
+      }
     }
   }
-  const Mutex guard(m_mutex, true);
-  m_isAccepting = false;  // until a connection ends, or Tidy()
+  PauseAccepting();
 }
 
-// Returns whether one more connection may be accepted.
-bool PolicyServer::MakeRoom() {
+bool PolicyServer::HasRoom() const {
   const Mutex guard(m_mutex, true);
-  return m_connections.size() < m_mostConnections || EvictIdlest();
+  return m_connections.size() < m_mostConnections;
 }
 
+// Returns whether there was a connection to be closed.
 bool PolicyServer::EvictIdlest() {
+  const Mutex guard(m_mutex, true);
   auto idlest = m_connections.end();
   for (auto entry = m_connections.begin(); entry != m_connections.end(); ++entry) {
     if (!entry->second.isBusy &&
-        (idlest == m_connections.end() || entry->second.since < idlest->second.since)) {
+        (idlest == m_connections.end() ||
+         entry->second.connection->GetLastAnswer() < idlest->second.connection->GetLastAnswer())) {
       idlest = entry;
     }
   }
@@ -215,12 +230,11 @@ bool PolicyServer::EvictIdlest() {
   return true;
 }
 
-void PolicyServer::Add(int descriptor) {
-  auto connection = std::make_shared<PolicyConnection>(descriptor);
+void PolicyServer::Add(std::shared_ptr<PolicyConnection> connection) {
   const Mutex guard(m_mutex, true);
   const std::uint64_t id = m_nextId++;
   Watch(EPOLL_CTL_ADD, connection->GetDescriptor(), EPOLLIN | EPOLLRDHUP | EPOLLONESHOT, id);
-  m_connections[id] = {std::move(connection), false, Clock::now()};
+  m_connections[id] = {std::move(connection), false};
 }
 
 void PolicyServer::Serve(std::uint64_t id) {
@@ -264,7 +278,6 @@ void PolicyServer::Release(std::uint64_t id, bool goesOn) {
   const auto found = m_connections.find(id);
   if (goesOn) {
     found->second.isBusy = false;
-    found->second.since = Clock::now();
     Watch(EPOLL_CTL_MOD, found->second.connection->GetDescriptor(),
           EPOLLIN | EPOLLRDHUP | EPOLLONESHOT, id);
   } else {
@@ -283,6 +296,12 @@ void PolicyServer::Watch(int operation, int descriptor, std::uint32_t events,
   }
 }
 
+// Accepts nothing until a connection ends, or Tidy().
+void PolicyServer::PauseAccepting() {
+  const Mutex guard(m_mutex, true);
+  m_isAccepting = false;
+}
+
 void PolicyServer::ResumeAccepting() {
   if (m_isAccepting) {
     return;
@@ -290,5 +309,16 @@ void PolicyServer::ResumeAccepting() {
   m_isAccepting = true;
   for (std::size_t i = 0; i < m_listeners.size(); ++i) {
     Watch(EPOLL_CTL_MOD, m_listeners[i], EPOLLIN | EPOLLONESHOT, 1 + i);
+  }
+}
+
+// It is not logged at once: each event may meet the same one, and the caller may hold the lock.
+void PolicyServer::NoteShortage(const std::string& text) noexcept {
+  try {
+    const Mutex guard(m_mutex, true);
+    if (m_shortage.empty()) {
+      m_shortage = text;
+    }
+  } catch (...) {  // memory is short
   }
 }

@@ -4,19 +4,20 @@
 // started when the last one that waits has got work, and ends after some seconds without any. There
 // are never more than kMostChecks checks under way: each needs a descriptor below 1024.
 //
-// When all connections are taken, the one that has waited longest for a request gives way to a new
-// one; where each is being answered, new ones wait in the system's queue.
+// When all connections are taken, the one that has had no answer for the longest time, as it is
+// idle or slow to ask, gives way to a new one; where each is being answered, new ones wait in the
+// system's queue.
 //
 // One thread, the owner's, makes it, calls the operations below, and destroys it, which ends it:
 // what is being decided on is still answered. The owner's other threads must block signals.
 
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "framework/core/Locks.h"
@@ -31,9 +32,10 @@ class PolicyServer {
  public:
   static constexpr std::size_t kMostChecks = 900;
 
-  // Takes over `listeners`, which are listening sockets. Of `settings` the number of connections
-  // counts from here on. Throws a SocketException or StdSystemException when the system is short.
-  PolicyServer(const std::vector<int>& listeners, std::shared_ptr<const Settings> settings);
+  // Takes over `listeners`, which are non-blocking, listening sockets. Has at most `connections` at
+  // once, whatever the settings say. Throws a SocketException when the system is short.
+  PolicyServer(const std::vector<int>& listeners, std::size_t connections,
+               std::shared_ptr<const Settings> settings);
   ~PolicyServer() noexcept(false);
 
   PolicyServer(const PolicyServer&) = delete;
@@ -42,19 +44,16 @@ class PolicyServer {
   // Decides by `settings` from the next request on.
   void SetSettings(std::shared_ptr<const Settings> settings);
 
-  // Clears away threads that have ended, and accepts again what could not be accepted. To be called
-  // every second or so.
+  // Clears away threads that have ended, and tries again to start the thread and to accept the
+  // connection that could not be had; a shortage is logged. To be called every second or so.
   void Tidy();
 
  private:
   class Worker;
 
-  using Clock = std::chrono::steady_clock;
-
   struct Entry {
     std::shared_ptr<PolicyConnection> connection;
-    bool isBusy = false;      // a thread serves it
-    Clock::time_point since;  // it has waited
+    bool isBusy = false;  // a thread serves it
   };
 
   void Work();
@@ -64,9 +63,9 @@ class PolicyServer {
   void Handle(std::uint64_t id);
 
   void Accept(std::uint64_t id);
-  bool MakeRoom();
-  bool EvictIdlest() FWK_REQUIRES(m_mutex);
-  void Add(int descriptor);
+  bool HasRoom() const;
+  bool EvictIdlest();
+  void Add(std::shared_ptr<PolicyConnection> connection);
 
   void Serve(std::uint64_t id);
   bool Answer(const PolicyRequest& request, PolicyConnection& connection);
@@ -74,7 +73,9 @@ class PolicyServer {
   void Release(std::uint64_t id, bool goesOn);
 
   void Watch(int operation, int descriptor, std::uint32_t events, std::uint64_t id) const;
+  void PauseAccepting();
   void ResumeAccepting() FWK_REQUIRES(m_mutex);
+  void NoteShortage(const std::string& text) noexcept;
   std::shared_ptr<const Settings> GetSettings() const;
   bool IsStopping() const;
 
@@ -94,4 +95,5 @@ class PolicyServer {
   std::size_t m_threads FWK_GUARDED_BY(m_mutex) = 0;  // that have not ended
   bool m_isStopping FWK_GUARDED_BY(m_mutex) = false;
   bool m_isAccepting FWK_GUARDED_BY(m_mutex) = true;
+  std::string m_shortage FWK_GUARDED_BY(m_mutex);  // the first one since the last Tidy()
 };

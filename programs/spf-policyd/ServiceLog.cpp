@@ -30,7 +30,7 @@ const char* NameOf(fwk::LogLevel level) {
 }  // namespace
 
 void ServiceLog::SetUp(const Settings& settings) {
-  s_level = settings.logLevel;
+  m_level = settings.logLevel;
   fwk::Logger::m_bSyslog = settings.hasSyslog;
   fwk::Logger::Init(settings.logging.c_str(), kServiceLevel, true, false);
 }
@@ -48,18 +48,32 @@ std::string ServiceLog::FindFault(const Settings& settings) {
   return "";
 }
 
-void ServiceLog::Write(fwk::LogLevel level, const std::string& text) {
-  if (level < s_level) {
+void ServiceLog::Write(fwk::LogLevel level, const std::string& text) noexcept {
+  if (level < m_level) {
     return;
   }
-  const std::string line = NameOf(level) + ToPrintable(text, kLongestLine);
-  fwk::Logger::Log(kServiceLevel, "%s", line.c_str());
-  if (++s_lines % kBacklog == 0) {
-    fwk::Logger::Drain(std::chrono::seconds(1));
+  try {
+    const std::string line = NameOf(level) + ToPrintable(text, kLongestLine);
+    fwk::Logger::Log(kServiceLevel, "%s", line.c_str());
+    LimitBacklog();
+  } catch (...) {  // memory is short: the line is lost
   }
 }
 
-void ServiceLog::End() {
-  fwk::Logger::Drain(std::chrono::seconds(10));
+// Those that come while one waits here wait with it.
+void ServiceLog::LimitBacklog() {
+  if (++m_lines < kBacklog) {
+    return;
+  }
+  const Mutex guard(m_mutex, true);
+  if (m_lines >= kBacklog) {
+    fwk::Logger::Drain(std::chrono::seconds(1));
+    m_lines = 0;
+  }
+}
+
+bool ServiceLog::End() {
+  const bool isWritten = fwk::Logger::Drain(std::chrono::seconds(10));
   fwk::Logger::StopAsync();
+  return isWritten;
 }

@@ -5,15 +5,24 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 
 #include "framework/Utilities/StringUtilities.h"
+#include "framework/core/Exceptions.h"
 
 namespace {
 
 constexpr int kFirstListener = 3;
 constexpr int kMostListeners = 16;
+
+bool IsListener(int descriptor) {
+  int isListening = 0;
+  socklen_t length = sizeof(isListening);
+  return getsockopt(descriptor, SOL_SOCKET, SO_ACCEPTCONN, &isListening, &length) == 0 &&
+         isListening != 0;
+}
 
 std::string GetVariable(const char* name) {
   const char* const value = std::getenv(name);
@@ -24,11 +33,15 @@ std::string GetVariable(const char* name) {
 
 std::vector<int> ServiceManager::TakeListeners() {
   std::vector<int> listeners;
-  const int count = StringToIntOr(GetVariable("LISTEN_FDS"), 0);
-  if (GetVariable("LISTEN_PID") != std::to_string(getpid()) || count > kMostListeners) {
+  if (GetVariable("LISTEN_PID") != std::to_string(getpid())) {
     return listeners;
   }
+  const int count = std::min(StringToIntOr(GetVariable("LISTEN_FDS"), 0), kMostListeners);
   for (int descriptor = kFirstListener; descriptor < kFirstListener + count; ++descriptor) {
+    if (!IsListener(descriptor)) {
+      throw SocketException("descriptor " + std::to_string(descriptor) +
+                            " of LISTEN_FDS is not a listening socket");
+    }
     fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
     listeners.push_back(descriptor);

@@ -13,7 +13,8 @@ class ServiceManager {
   ServiceManager() = delete;
 
   // Returns the listening sockets that were handed over (sd_listen_fds(3)), which the caller owns
-  // then; they are set non-blocking and are not passed on to other programs.
+  // then; they are set non-blocking and are not passed on to other programs. Throws a
+  // SocketException for a descriptor that is not one.
   static std::vector<int> TakeListeners();
 
   // Sends `state`, such as "READY=1" (sd_notify(3)).

@@ -5,21 +5,24 @@
 // the program when what it decides on is answered. Exit status: 0; 1 when it cannot serve; 2 for a
 // malformed configuration or wrong use.
 
+#include <fcntl.h>
 #include <getopt.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <exception>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "framework/config/Config.h"
 #include "framework/config/Environment.h"
+#include "framework/core/Exceptions.h"
 #include "framework/dns/DNSSocket.h"
 #include "framework/dns/NameServer.h"
 #include "framework/logging/Logger.h"
@@ -29,13 +32,15 @@
 #include "programs/spf-policyd/ServiceLog.h"
 #include "programs/spf-policyd/ServiceManager.h"
 #include "programs/spf-policyd/Settings.h"
+#include "tool/SenderCheck.h"
 
 namespace {
 
 constexpr char kName[] = "spf-policyd";
 constexpr int kCannotServe = 1;
 constexpr int kMalformed = 2;
-constexpr rlim_t kOtherDescriptors = 1024 + 64;  // those of look-ups, and a few
+constexpr rlim_t kLookUpDescriptors = 1024;
+constexpr rlim_t kOtherDescriptors = 64;  // neither of a look-up nor of a connection
 
 using SettingsPointer = std::shared_ptr<const Settings>;
 
@@ -53,15 +58,50 @@ void PrintUsage(std::FILE* stream) {
       stream);
 }
 
-// The signals that the main thread takes. They are blocked in all threads.
-sigset_t BlockSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGHUP);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  return signals;
+// Opens what is closed of standard input, output and error: no socket is to get their numbers.
+void OpenStandardDescriptors() {
+  int descriptor = 0;
+  while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+    descriptor = open("/dev/null", O_RDWR);
+  }
+  close(descriptor);
+}
+
+sigset_t SetOf(std::initializer_list<int> signals) {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signal : signals) {
+    sigaddset(&set, signal);
+  }
+  return set;
+}
+
+const sigset_t& EndSignals() {
+  static const sigset_t set = SetOf({SIGINT, SIGTERM});
+  return set;
+}
+
+const sigset_t& AllSignals() {
+  static const sigset_t set = SetOf({SIGHUP, SIGINT, SIGTERM});
+  return set;
+}
+
+// Blocks until a signal comes, at most a second. One that ends the program comes before others.
+int WaitForSignal() {
+  const timespec now{.tv_sec = 0, .tv_nsec = 0};
+  const timespec second{.tv_sec = 1, .tv_nsec = 0};
+  const int end = sigtimedwait(&EndSignals(), nullptr, &now);
+  return end > 0 ? end : sigtimedwait(&AllSignals(), nullptr, &second);
+}
+
+// Returns what an exception says, and where the reader of the configuration leaves that out.
+std::string Explain(const std::exception& e) {
+  const bool isReaders = dynamic_cast<const ConfigException*>(&e) != nullptr;
+  return e.what() + (isReaders ? " " + Config::m_configFilename : "");
+}
+
+void Complain(const std::string& text) {
+  std::fprintf(stderr, "%s: %s\n", kName, text.c_str());
 }
 
 void UseNameServer(const Settings& settings) {
@@ -71,19 +111,32 @@ void UseNameServer(const Settings& settings) {
   const DNSSocket first("");  // finds the system's name server, unless there is one
 }
 
-// Allows as many descriptors as connections need beside look-ups. Returns why that fails.
-std::string RaiseDescriptorLimit(const Settings& settings) {
+// Allows as many descriptors as `connections` need beside look-ups. Returns how many connections
+// there can be; where the system allows fewer descriptors, each may need one more for a look-up.
+std::size_t AllowDescriptors(std::size_t connections) {
+  const rlim_t needed = kLookUpDescriptors + kOtherDescriptors + connections;
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
-  const rlim_t needed = kOtherDescriptors + settings.connections;
   if (limit.rlim_cur < needed) {
     limit.rlim_cur = std::min(needed, limit.rlim_max);
     setrlimit(RLIMIT_NOFILE, &limit);
   }
-  return limit.rlim_cur >= needed
-             ? ""
-             : "only " + std::to_string(limit.rlim_cur) + " descriptors are allowed, of which " +
-                   std::to_string(needed) + " may be needed";
+  if (limit.rlim_cur >= needed) {
+    return connections;
+  }
+  const rlim_t pairs = (std::max(limit.rlim_cur, kOtherDescriptors + 2) - kOtherDescriptors) / 2;
+  return std::min<std::size_t>(connections, pairs);
+}
+
+void WarnOfFaults(const Settings& settings, std::size_t connections) {
+  if (connections < settings.connections) {
+    ServiceLog::Write(fwk::Warning, "only " + std::to_string(connections) +
+                                        " connections, as the system allows too few descriptors");
+  }
+  if (!SenderCheck::IsAddress(dns_servers)) {
+    ServiceLog::Write(fwk::Warning, "no verdicts, as the name server has no IPv4 address: " +
+                                        dns_servers + "; set dns_server");
+  }
 }
 
 std::vector<int> OpenListeners(const Settings& settings) {
@@ -94,34 +147,43 @@ std::vector<int> OpenListeners(const Settings& settings) {
   return listeners;
 }
 
+void SetUpLog(const Settings& settings) {
+  const std::string fault = ServiceLog::FindFault(settings);
+  if (!fault.empty()) {
+    Complain(fault);
+  }
+  ServiceLog::SetUp(settings);
+}
+
 // Reads the configuration again. Returns the settings from now on.
-SettingsPointer Reload(const SettingsPointer& old) {
-  ServiceManager::Notify("RELOADING=1");
-  SettingsPointer settings = old;
+SettingsPointer Reload(const SettingsPointer& current, const Settings& atStart) {
   try {
     Config::Load(Config::m_configFilename, "");
-    settings = Settings::Load(Config::m_configFilename);
-    ServiceLog::SetUp(*settings);
+    SettingsPointer settings = Settings::Load(Config::m_configFilename);
+    SetUpLog(*settings);
     ServiceLog::Write(fwk::Info, "configuration read again");
-    for (const std::string& key : settings->FindRestartKeys(*old)) {
+    for (const std::string& key : settings->FindRestartKeys(atStart)) {
       ServiceLog::Write(fwk::Warning, "a restart is needed to change " + key);
     }
+    return settings;
   } catch (const std::exception& e) {
-    ServiceLog::Write(fwk::Error, std::string("the settings stay as they are: ") + e.what());
+    ServiceLog::Write(fwk::Error, "the settings stay as they are: " + Explain(e));
+    return current;
   }
-  ServiceManager::Notify("READY=1");
-  return settings;
 }
 
 // Serves until a signal ends the program.
-void Serve(const sigset_t& signals, PolicyServer& server, SettingsPointer settings) {
+void Serve(PolicyServer& server, const SettingsPointer& atStart) {
+  SettingsPointer settings = atStart;
   for (;;) {
-    const timespec second{.tv_sec = 1, .tv_nsec = 0};
-    const int signal = sigtimedwait(&signals, nullptr, &second);
+    const int signal = WaitForSignal();
     if (signal == SIGHUP) {
-      settings = Reload(settings);
+      ServiceManager::Notify("RELOADING=1");
+      settings = Reload(settings, *atStart);
       server.SetSettings(settings);
+      ServiceManager::Notify("READY=1");
     } else if (signal > 0) {
+      ServiceManager::Notify("STOPPING=1");
       ServiceLog::Write(fwk::Info, "ends on signal " + std::to_string(signal));
       return;
     }
@@ -130,34 +192,30 @@ void Serve(const sigset_t& signals, PolicyServer& server, SettingsPointer settin
 }
 
 int Run(const SettingsPointer& settings) {
-  const sigset_t signals = BlockSignals();
-  const std::string fault = ServiceLog::FindFault(*settings);
-  if (!fault.empty()) {
-    std::fprintf(stderr, "%s: %s\n", kName, fault.c_str());
-  }
-  const std::string shortage = RaiseDescriptorLimit(*settings);
+  SetUpLog(*settings);
   UseNameServer(*settings);
   try {
+    const std::size_t connections = AllowDescriptors(settings->connections);
     const std::vector<int> listeners = OpenListeners(*settings);
     fwk::Logger::StartAsync();
-    PolicyServer server(listeners, settings);
+    PolicyServer server(listeners, connections, settings);
     ServiceLog::Write(fwk::Info, std::string("started, version ") + Environment::PRODUCT_VERSION);
-    if (!shortage.empty()) {
-      ServiceLog::Write(fwk::Warning, shortage);
-    }
+    WarnOfFaults(*settings, connections);
     ServiceManager::Notify("READY=1");
-    Serve(signals, server, settings);
-    ServiceManager::Notify("STOPPING=1");
+    Serve(server, settings);
   } catch (const std::exception& e) {
-    std::fprintf(stderr, "%s: %s\n", kName, e.what());
+    Complain(e.what());
     return kCannotServe;
   }
   ServiceLog::Write(fwk::Info, "ended");
-  ServiceLog::End();
+  if (!ServiceLog::End()) {
+    Complain("the last lines of the log could not be written in time");
+  }
   return 0;
 }
 
 int CheckConfiguration(const Settings& settings) {
+  fwk::Logger::Init("", fwk::Info, true, true);
   std::fputs(Settings::Describe().c_str(), stdout);
   UseNameServer(settings);
   for (const std::string& domain : settings.refuse.GetNames()) {
@@ -167,15 +225,19 @@ int CheckConfiguration(const Settings& settings) {
 }
 
 int Start(bool onlyCheck) {
+  OpenStandardDescriptors();
+  if (!onlyCheck) {
+    std::signal(SIGPIPE, SIG_IGN);
+    pthread_sigmask(SIG_BLOCK, &AllSignals(), nullptr);  // in all threads that there will be
+  }
   SettingsPointer settings;
   try {
     const Environment environment(kName, SPFCHECK_VERSION);
     settings = Settings::Load(Config::m_configFilename);
   } catch (const std::exception& e) {
-    std::fprintf(stderr, "%s: %s\n", kName, e.what());
+    Complain(Explain(e));
     return kMalformed;
   }
-  ServiceLog::SetUp(*settings);
   return onlyCheck ? CheckConfiguration(*settings) : Run(settings);
 }
 

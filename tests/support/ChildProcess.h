@@ -29,6 +29,8 @@ class ChildProcess {
 
   void Signal(int signal) const;
 
+  pid_t GetId() const { return m_process; }
+
   // Waits for the program's end; once.
   ChildResult Wait();
 

@@ -46,36 +46,6 @@ std::string TypeName(int type) {
   }
 }
 
-std::string QuestionOf(const Bytes& query) {
-  std::string name;
-  std::size_t at = kQuestion;
-  while (query.at(at) != 0) {
-    const auto label = query.begin() + static_cast<std::ptrdiff_t>(at + 1);
-    name.append(name.empty() ? "" : ".").append(label, label + query[at]);
-    at += query[at] + std::size_t{1};
-  }
-  return TypeName(query.at(at + 1) << 8 | query.at(at + 2)) + " " + name;
-}
-
-Bytes AnswerFrom(const ScriptedNameServer::Zone& zone, const Bytes& query) {
-  ReplyBuilder reply(query);
-  const std::string question = QuestionOf(query);
-  const auto entry = zone.find(question);
-  if (entry == zone.end()) {
-    return reply.Build();
-  }
-  for (const std::string& value : entry->second) {
-    if (question.starts_with("A ")) {
-      reply.A(value);
-    } else if (question.starts_with("NS ")) {
-      reply.NS(value);
-    } else {
-      reply.TXT({value});
-    }
-  }
-  return reply.Build();
-}
-
 }  // namespace
 
 ScriptedNameServer::ScriptedNameServer(Script script) : ScriptedNameServer(std::move(script), -1) {}
@@ -106,6 +76,36 @@ ScriptedNameServer::~ScriptedNameServer() {
     close(m_replySocket);
   }
   close(m_socket);
+}
+
+std::string ScriptedNameServer::QuestionOf(const Bytes& query) {
+  std::string name;
+  std::size_t at = kQuestion;
+  while (query.at(at) != 0) {
+    const auto label = query.begin() + static_cast<std::ptrdiff_t>(at + 1);
+    name.append(name.empty() ? "" : ".").append(label, label + query[at]);
+    at += query[at] + std::size_t{1};
+  }
+  return TypeName(query.at(at + 1) << 8 | query.at(at + 2)) + " " + name;
+}
+
+Bytes ScriptedNameServer::AnswerFrom(const Zone& zone, const Bytes& query) {
+  ReplyBuilder reply(query);
+  const std::string question = QuestionOf(query);
+  const auto entry = zone.find(question);
+  if (entry == zone.end()) {
+    return reply.Build();
+  }
+  for (const std::string& value : entry->second) {
+    if (question.starts_with("A ")) {
+      reply.A(value);
+    } else if (question.starts_with("NS ")) {
+      reply.NS(value);
+    } else {
+      reply.TXT({value});
+    }
+  }
+  return reply.Build();
 }
 
 std::vector<Bytes> ScriptedNameServer::Queries() const {

@@ -36,10 +36,16 @@ class ScriptedNameServer {
   ScriptedNameServer(const ScriptedNameServer&) = delete;
   ScriptedNameServer& operator=(const ScriptedNameServer&) = delete;
 
+  // Returns the reply that a server of `zone` sends.
+  static Bytes AnswerFrom(const Zone& zone, const Bytes& query);
+
+  // Returns what a query asks: "A", "NS" or "TXT" (another type as a number), a blank and the name.
+  static std::string QuestionOf(const Bytes& query);
+
   // The queries so far, in the order of their arrival.
   std::vector<Bytes> Queries() const;
 
-  // What they asked: "A", "NS" or "TXT" (another type as a number), a blank and the name.
+  // What they asked.
   std::vector<std::string> Questions() const;
 
  private:

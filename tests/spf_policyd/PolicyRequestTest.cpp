@@ -1,11 +1,11 @@
-// PolicyRequest: what makes a request, what is wrong with one, and how much it takes.
+// PolicyRequest: a request as it is taken, what is wrong with one, and how long it may be.
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "examples/policy_server/PolicyRequest.h"
 #include "framework/core/Exceptions.h"
+#include "programs/spf-policyd/PolicyRequest.h"
 
 namespace {
 
@@ -129,13 +129,4 @@ TEST(PolicyRequestTest, WhatIsJustShortEnoughIsTaken) {
     PolicyRequest request;
     EXPECT_TRUE(TakeAll(request, row.text)) << row.name;
   }
-}
-
-TEST(PolicyRequestTest, ItIsEmptyUntilTheFirstByte) {
-  PolicyRequest request;
-  EXPECT_TRUE(request.IsEmpty());
-  EXPECT_FALSE(request.Take('n'));
-  EXPECT_FALSE(request.IsEmpty());
-  request = PolicyRequest();
-  EXPECT_TRUE(request.IsEmpty());
 }

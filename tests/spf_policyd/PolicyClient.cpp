@@ -1,0 +1,142 @@
+#include "tests/spf_policyd/PolicyClient.h"
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <functional>
+#include <stdexcept>
+
+namespace {
+
+constexpr int kAttempts = 1000;
+constexpr int kAttemptMs = 10;
+constexpr int kAnswerMs = 20000;
+
+// Returns a socket that is connected, or -1.
+int Connect(int family, const sockaddr* address, socklen_t length) {
+  const int descriptor = socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (connect(descriptor, address, length) == 0) {
+    return descriptor;
+  }
+  close(descriptor);
+  return -1;
+}
+
+int ConnectToPort(unsigned short port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return Connect(AF_INET, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+}
+
+int ConnectToPath(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+  return Connect(AF_UNIX, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+}
+
+int Persist(const std::function<int()>& connect, const std::string& name) {
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const int descriptor = connect();
+    if (descriptor >= 0) {
+      return descriptor;
+    }
+    poll(nullptr, 0, kAttemptMs);
+  }
+  throw std::runtime_error("nothing listens at " + name);
+}
+
+}  // namespace
+
+PolicyClient::PolicyClient(unsigned short port)
+    : m_descriptor(Persist([&] { return ConnectToPort(port); }, std::to_string(port))) {}
+
+PolicyClient::PolicyClient(const std::string& path)
+    : m_descriptor(Persist([&] { return ConnectToPath(path); }, path)) {}
+
+PolicyClient::~PolicyClient() {
+  close(m_descriptor);
+}
+
+bool PolicyClient::Write(const std::string& text) const {
+  std::size_t written = 0;
+  while (written < text.size()) {
+    const ssize_t result =
+        send(m_descriptor, text.data() + written, text.size() - written, MSG_NOSIGNAL);
+    if (result < 0) {
+      return false;
+    }
+    written += static_cast<std::size_t>(result);
+  }
+  return true;
+}
+
+void PolicyClient::EndWriting() const {
+  shutdown(m_descriptor, SHUT_WR);
+}
+
+std::string PolicyClient::ReadAction() const {
+  std::string answer;
+  while (!answer.ends_with("\n\n")) {
+    char byte = 0;
+    if (!HasAnswer(kAnswerMs)) {
+      return answer + "nothing for 20 s";
+    }
+    if (recv(m_descriptor, &byte, 1, 0) <= 0) {
+      return answer + "closed";
+    }
+    answer += byte;
+  }
+  const std::string begin = "action=";
+  return answer.starts_with(begin) ? answer.substr(begin.size(), answer.size() - begin.size() - 2)
+                                   : "not an answer: " + answer;
+}
+
+std::string PolicyClient::Ask(const std::string& request) const {
+  return Write(request) ? ReadAction() : "closed";
+}
+
+bool PolicyClient::HasAnswer(int milliseconds) const {
+  pollfd event{m_descriptor, POLLIN, 0};
+  return poll(&event, 1, milliseconds) > 0;
+}
+
+PolicyClients MakeClients(int count) {
+  PolicyClients clients;
+  for (int i = 0; i < count; ++i) {
+    clients.push_back(std::make_unique<PolicyClient>());
+  }
+  return clients;
+}
+
+std::string Request(const std::string& address, const std::string& sender) {
+  static std::atomic<int> messages{0};
+  return Request(address, sender, "jane@mail.test", "7b." + std::to_string(++messages));
+}
+
+std::string Request(const std::string& address, const std::string& sender,
+                    const std::string& recipient, const std::string& instance) {
+  return "request=smtpd_access_policy\n"
+         "protocol_state=RCPT\n"
+         "protocol_name=ESMTP\n"
+         "client_address=" +
+         address +
+         "\n"
+         "client_name=unknown\n"
+         "helo_name=client.test\n"
+         "sender=" +
+         sender +
+         "\n"
+         "recipient=" +
+         recipient +
+         "\n"
+         "size=12345\n"
+         "instance=" +
+         instance + "\n\n";
+}
