@@ -1,5 +1,6 @@
 #include "programs/spf-policyd/PolicyServer.h"
 
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -20,6 +21,16 @@ namespace {
 constexpr int kIdleMs = 2000;             // after which a thread that is not needed ends
 constexpr std::size_t kOtherThreads = 8;  // beside those that check
 constexpr std::uint64_t kStopperId = 0;   // listeners have the next numbers, then connections
+
+bool IsReadable(int descriptor) {
+  pollfd event{descriptor, POLLIN, 0};
+  return poll(&event, 1, 0) > 0;
+}
+
+// Returns whether a connection could not be accepted because it is no longer there.
+bool HasLeft(int error) {
+  return error == EAGAIN || error == EWOULDBLOCK || error == ECONNABORTED || error == EINTR;
+}
 
 }  // namespace
 
@@ -189,22 +200,26 @@ void PolicyServer::Handle(std::uint64_t id) {
 
 void PolicyServer::Accept(std::uint64_t id) {
   const int listener = m_listeners[id - 1];
-  while (HasRoom() || EvictIdlest()) {
+  while (IsReadable(listener)) {
+    if (!HasRoom() && !EvictIdlest()) {
+      PauseAccepting();
+      return;
+    }
     auto connection = std::make_shared<PolicyConnection>();
     if (connection->Accept(listener)) {
       Add(std::move(connection));
-    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      Watch(EPOLL_CTL_MOD, listener, EPOLLIN | EPOLLONESHOT, id);
+    } else if (!HasLeft(errno) && !RecoverFrom(errno)) {
+      PauseAccepting();
       return;
-    } else if (errno != ECONNABORTED && errno != EINTR) {
-      const bool isOutOfDescriptors = errno == EMFILE;
-      NoteShortage(FormatSystemError("cannot accept a connection", errno));
-      if (!isOutOfDescriptors || !EvictIdlest()) {
-        break;
-      }
     }
   }
-  PauseAccepting();
+  Watch(EPOLL_CTL_MOD, listener, EPOLLIN | EPOLLONESHOT, id);
+}
+
+// Returns whether another try to accept a connection, after it failed by `error`, is of use.
+bool PolicyServer::RecoverFrom(int error) {
+  NoteShortage(FormatSystemError("cannot accept a connection", error));
+  return error == EMFILE && EvictIdlest();
 }
 
 bool PolicyServer::HasRoom() const {

@@ -63,6 +63,7 @@ class PolicyServer {
   void Handle(std::uint64_t id);
 
   void Accept(std::uint64_t id);
+  bool RecoverFrom(int error);
   bool HasRoom() const;
   bool EvictIdlest();
   void Add(std::shared_ptr<PolicyConnection> connection);
