@@ -72,7 +72,7 @@ TEST(ListenAddressTest, TheSocketIsNonBlockingAndNotPassedOn) {
   const Open socket("127.0.0.1:10040");
   EXPECT_TRUE(socket.Flags(F_GETFL) & O_NONBLOCK);
   EXPECT_TRUE(socket.Flags(F_GETFD) & FD_CLOEXEC);
-  const PolicyClient client;
+  PolicyClient client;
 }
 
 TEST(ListenAddressTest, AnAddressInUseIsTold) {
@@ -91,7 +91,7 @@ TEST(ListenAddressTest, AUnixSocketIsForAllUsersOfTheHost) {
   struct stat file {};
   EXPECT_EQ(stat(path.c_str(), &file), 0);
   EXPECT_EQ(file.st_mode & 0777, 0666U);
-  const PolicyClient client(path);
+  PolicyClient client(path);
 }
 
 TEST(ListenAddressTest, AUnixSocketThatNobodyListensToIsReplaced) {
@@ -100,7 +100,7 @@ TEST(ListenAddressTest, AUnixSocketThatNobodyListensToIsReplaced) {
   { const Open gone("unix:" + path); }
   EXPECT_TRUE(std::filesystem::is_socket(path));
   const Open socket("unix:" + path);
-  const PolicyClient client(path);
+  PolicyClient client(path);
 }
 
 TEST(ListenAddressTest, WhatIsInUseOrNotASocketIsNotReplaced) {
@@ -111,7 +111,7 @@ TEST(ListenAddressTest, WhatIsInUseOrNotASocketIsNotReplaced) {
     EXPECT_EQ(FailureAt("unix:" + path), "cannot listen on " + path +
                                              ": bind :: failed with code 98: Address already in "
                                              "use");
-    const PolicyClient client(path);
+    PolicyClient client(path);
   }
   directory.Write("file", "text");
   EXPECT_NE(FailureAt("unix:" + directory.Path("file")), "nothing");

@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <functional>
 #include <stdexcept>
@@ -81,30 +82,33 @@ void PolicyClient::EndWriting() const {
   shutdown(m_descriptor, SHUT_WR);
 }
 
-std::string PolicyClient::ReadAction() const {
-  std::string answer;
-  while (!answer.ends_with("\n\n")) {
-    char byte = 0;
-    if (!HasAnswer(kAnswerMs)) {
-      return answer + "nothing for 20 s";
+std::string PolicyClient::ReadAction() {
+  static const std::string begin = "action=";
+  std::array<char, 4096> buffer;
+  std::size_t end = 0;
+  while ((end = m_received.find("\n\n")) == std::string::npos) {
+    pollfd event{m_descriptor, POLLIN, 0};
+    if (poll(&event, 1, kAnswerMs) <= 0) {
+      return m_received + "nothing for 20 s";
     }
-    if (recv(m_descriptor, &byte, 1, 0) <= 0) {
-      return answer + "closed";
+    const ssize_t length = recv(m_descriptor, buffer.data(), buffer.size(), 0);
+    if (length <= 0) {
+      return m_received + "closed";
     }
-    answer += byte;
+    m_received.append(buffer.data(), static_cast<std::size_t>(length));
   }
-  const std::string begin = "action=";
-  return answer.starts_with(begin) ? answer.substr(begin.size(), answer.size() - begin.size() - 2)
-                                   : "not an answer: " + answer;
+  const std::string answer = m_received.substr(0, end);
+  m_received.erase(0, end + 2);
+  return answer.starts_with(begin) ? answer.substr(begin.size()) : "not an answer: " + answer;
 }
 
-std::string PolicyClient::Ask(const std::string& request) const {
+std::string PolicyClient::Ask(const std::string& request) {
   return Write(request) ? ReadAction() : "closed";
 }
 
 bool PolicyClient::HasAnswer(int milliseconds) const {
   pollfd event{m_descriptor, POLLIN, 0};
-  return poll(&event, 1, milliseconds) > 0;
+  return !m_received.empty() || poll(&event, 1, milliseconds) > 0;
 }
 
 PolicyClients MakeClients(int count) {

@@ -30,16 +30,17 @@ class PolicyClient {
 
   // Reads up to the end of an answer, for at most 20 s, and returns its action. Where the
   // connection ends, "closed" follows what was read.
-  std::string ReadAction() const;
+  std::string ReadAction();
 
   // Writes a request and reads its action.
-  std::string Ask(const std::string& request) const;
+  std::string Ask(const std::string& request);
 
   // Returns whether anything, the end included, comes within so many milliseconds.
   bool HasAnswer(int milliseconds) const;
 
  private:
   int m_descriptor;
+  std::string m_received;  // and not read yet
 };
 
 using PolicyClients = std::vector<std::unique_ptr<PolicyClient>>;

@@ -28,7 +28,7 @@ class Pair {
     close(listener);
   }
 
-  const PolicyClient& Client() const { return *m_client; }
+  PolicyClient& Client() { return *m_client; }
   PolicyConnection& Connection() { return m_connection; }
   void Leave() { m_client.reset(); }
 

@@ -106,8 +106,8 @@ TEST_F(PolicyServerTest, SeveralListenersAreServed) {
 
 TEST_F(PolicyServerTest, AMalformedRequestClosesItsConnectionOnly) {
   Start(10);
-  const PolicyClient bystander;
-  const PolicyClient client;
+  PolicyClient bystander;
+  PolicyClient client;
   EXPECT_EQ(client.Ask("no equals sign\n"), "closed");
   EXPECT_EQ(bystander.Ask(kUnknown), "DUNNO");
 }
@@ -159,7 +159,7 @@ TEST_F(PolicyServerTest, WhereAllConnectionsAreTakenTheIdlestGivesWay) {
   for (const std::size_t i : {0U, 1U, 2U, 0U}) {
     EXPECT_EQ(clients[i]->Ask(kUnknown), "DUNNO");
   }
-  const PolicyClient next;
+  PolicyClient next;
   EXPECT_EQ(next.Ask(kUnknown), "DUNNO");
   EXPECT_EQ(clients[1]->ReadAction(), "closed");
   EXPECT_EQ(clients[0]->Ask(kUnknown), "DUNNO");
@@ -168,9 +168,9 @@ TEST_F(PolicyServerTest, WhereAllConnectionsAreTakenTheIdlestGivesWay) {
 
 TEST_F(PolicyServerTest, AClientThatDribblesGivesWayBeforeOneThatIsServed) {
   Start(2);
-  const PolicyClient slow;
+  PolicyClient slow;
   EXPECT_TRUE(slow.Write("na"));
-  const PolicyClient served;
+  PolicyClient served;
   EXPECT_EQ(served.Ask(kUnknown), "DUNNO");
   for (int i = 0; i < 10; ++i) {
     EXPECT_TRUE(slow.Write("m"));
@@ -184,10 +184,10 @@ TEST_F(PolicyServerTest, AClientThatDribblesGivesWayBeforeOneThatIsServed) {
 TEST_F(PolicyServerTest, AConnectionThatIsBeingAnsweredDoesNotGiveWay) {
   WaitingNameServer names;
   Start(1);
-  const PolicyClient first;
+  PolicyClient first;
   EXPECT_TRUE(first.Write(kMail));
   names.WaitForQuestion();
-  const PolicyClient second;
+  PolicyClient second;
   EXPECT_TRUE(second.Write(kUnknown));
   EXPECT_FALSE(second.HasAnswer(200));
   names.GoOn();
@@ -212,7 +212,7 @@ TEST_F(PolicyServerTest, AClientThatHangsUpGivesItsPlaceBack) {
   EXPECT_TRUE(ComesTrue([&] {
     clients = MakeClients(1);
     ask(*clients.front());
-    return !clients.front()->HasAnswer(50);  // it is checked
+    return !clients.front()->HasAnswer(50) && silent.Queries().size() > 3;
   }));
   EXPECT_LT(Clock::now() - start, 4s);  // a look-up would take five
 }
@@ -220,7 +220,7 @@ TEST_F(PolicyServerTest, AClientThatHangsUpGivesItsPlaceBack) {
 TEST_F(PolicyServerTest, NewSettingsHoldFromTheNextRequestOn) {
   const ScriptedNameServer names(kZone);
   Start(10);
-  const PolicyClient client;
+  PolicyClient client;
   EXPECT_TRUE(client.Ask(kForged).starts_with("PREPEND X-SPF-Check: mail.test; failed; "));
   Server().SetSettings(std::make_shared<const Settings>(MakeSettings("example.org")));
   EXPECT_TRUE(client.Ask(Request("198.51.100.7", "a@example.org")).starts_with("550 "));
@@ -229,9 +229,9 @@ TEST_F(PolicyServerTest, NewSettingsHoldFromTheNextRequestOn) {
 TEST_F(PolicyServerTest, ItsEndAnswersWhatIsBeingDecidedAndNoMore) {
   WaitingNameServer names;
   Start(10);
-  const PolicyClient idle;
+  PolicyClient idle;
   EXPECT_EQ(idle.Ask(kUnknown), "DUNNO");
-  const PolicyClient asking;
+  PolicyClient asking;
   EXPECT_TRUE(asking.Write(kMail + kUnknown));
   names.WaitForQuestion();
   auto end = std::async(std::launch::async, [this] { Stop(); });
