@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -26,24 +27,35 @@ constexpr char kInside[] = "SPFCHECK_TESTS_INSIDE_PRIVATE_NETWORK";
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-void SkipUnlessAllowed() {
+using Words = std::vector<std::string>;
+
+const Words kOwnUsers = {"--user", "--map-root-user", "--mount", "--net"};
+const Words kOwnProcesses = {"--mount", "--net", "--pid", "--fork", "--kill-child", "--mount-proc"};
+
+void SkipUnlessAllowed(const Words& options) {
   if (std::system("command -v unshare >/dev/null") != 0) {
     Skip("unshare is missing");
   }
-  if (std::system("unshare --user --map-root-user --mount --net -- true >/dev/null 2>&1") != 0) {
+  std::string command = "unshare";
+  for (const std::string& option : options) {
+    command += " " + option;
+  }
+  if (std::system((command + " -- true >/dev/null 2>&1").c_str()) != 0) {
     Skip("this machine forbids private network namespaces");
   }
 }
 
-// Starts this program anew inside; returns only when that fails.
-void EnterAnew(char* argv[]) {
+// Starts this program again inside such namespaces; returns only when that fails.
+void EnterAgain(char* argv[], const Words& options) {
   setenv(kInside, "1", 1);
-  const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+  Words words = {"unshare"};
+  words.insert(words.end(), options.begin(), options.end());
+  words.emplace_back("--");
+  words.emplace_back(std::filesystem::read_symlink("/proc/self/exe"));
   std::vector<char*> arguments;
-  for (const char* word : {"unshare", "--user", "--map-root-user", "--mount", "--net", "--"}) {
-    arguments.push_back(const_cast<char*>(word));
+  for (std::string& word : words) {
+    arguments.push_back(word.data());
   }
-  arguments.push_back(const_cast<char*>(self.c_str()));
   for (char** argument = argv + 1; *argument != nullptr; ++argument) {
     arguments.push_back(*argument);
   }
@@ -62,6 +74,25 @@ void BringLoopbackUp() {
   close(descriptor);
 }
 
+void Enter(char* argv[], const Words& options) {
+  if (std::getenv(kInside) == nullptr) {
+    SkipUnlessAllowed(options);
+    EnterAgain(argv, options);
+    ThrowErrno("unshare");
+  }
+  BringLoopbackUp();
+}
+
+// Returns how many user ids this process may take on.
+unsigned long CountUsers() {
+  std::ifstream map("/proc/self/uid_map");
+  unsigned long count = 0;
+  for (unsigned long inside = 0, outside = 0, size = 0; map >> inside >> outside >> size;) {
+    count += size;
+  }
+  return count;
+}
+
 }  // namespace
 
 void SetResolverFile(const std::string& content) {
@@ -78,10 +109,12 @@ void MountResolverFile(const std::string& path) {
 }
 
 void EnterPrivateNetwork(char* argv[]) {
-  if (std::getenv(kInside) == nullptr) {
-    SkipUnlessAllowed();
-    EnterAnew(argv);
-    ThrowErrno("unshare");
+  Enter(argv, kOwnUsers);
+}
+
+void EnterPrivateMachine(char* argv[]) {
+  if (geteuid() != 0 || CountUsers() < 65536) {
+    Skip("this machine forbids programs with users of their own");
   }
-  BringLoopbackUp();
+  Enter(argv, kOwnProcesses);
 }

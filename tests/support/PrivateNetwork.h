@@ -13,6 +13,10 @@
 // SPFCHECK_TESTS_INSIDE_PRIVATE_NETWORK.
 void EnterPrivateNetwork(char* argv[]);
 
+// The same with the users of the machine, for which it needs root, and with processes of its own,
+// which end with the program.
+void EnterPrivateMachine(char* argv[]);
+
 // Makes content what /etc/resolv.conf holds, for this process and its children, from now on.
 // Throws std::system_error when that fails.
 void SetResolverFile(const std::string& content);
