@@ -1,9 +1,10 @@
 # Installs the programs, and the pages and documents of programs and libraries.
 
 install(TARGETS spfcheck spf-may-send COMPONENT spfcheck)
+install(TARGETS spf-policyd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT spf-policyd)
 if(BUILD_SHARED_LIBS)
   file(RELATIVE_PATH bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-  set_target_properties(spfcheck spf-may-send PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+  set_target_properties(spfcheck spf-may-send spf-policyd PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
 endif()
 install(PROGRAMS examples/bulk/spf-bulk
   DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT spfcheck)
@@ -12,6 +13,10 @@ install(FILES completion/spfcheck completion/spf-may-send
 install(FILES ${PROJECT_BINARY_DIR}/man/spfcheck.1 ${PROJECT_BINARY_DIR}/man/spf-may-send.1
   ${PROJECT_BINARY_DIR}/man/spf-bulk.1
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT spfcheck)
+install(FILES ${PROJECT_BINARY_DIR}/man/spf-policyd.8
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT spf-policyd)
+install(FILES ${PROJECT_BINARY_DIR}/man/spf-policyd.conf.5
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT spf-policyd)
 install(FILES ${PROJECT_BINARY_DIR}/man/fwk.3
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT libfwk-dev)
 

@@ -23,6 +23,7 @@
 #include "framework/config/Config.h"
 #include "framework/config/Environment.h"
 #include "framework/core/Exceptions.h"
+#include "framework/core/Version.h"
 #include "framework/dns/DNSSocket.h"
 #include "framework/dns/NameServer.h"
 #include "framework/logging/Logger.h"
@@ -232,7 +233,7 @@ int Start(bool onlyCheck) {
   }
   SettingsPointer settings;
   try {
-    const Environment environment(kName, SPFCHECK_VERSION);
+    const Environment environment(kName, FWK_VERSION);
     settings = Settings::Load(Config::m_configFilename);
   } catch (const std::exception& e) {
     Complain(Explain(e));
@@ -258,7 +259,7 @@ int main(int argc, char* argv[]) {
         PrintUsage(stdout);
         return std::fflush(stdout) == 0 ? 0 : kMalformed;
       case 'V':
-        std::printf("%s %s\n", kName, SPFCHECK_VERSION);
+        std::printf("%s %s\n", kName, FWK_VERSION);
         return std::fflush(stdout) == 0 ? 0 : kMalformed;
       default:
         PrintUsage(stderr);

@@ -12,7 +12,6 @@
 #include "tests/spf_policyd/PolicyClient.h"
 #include "tests/spf_policyd/RunningService.h"
 #include "tests/spf_policyd/Waiting.h"
-#include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedNameServer.h"
 
 namespace {
@@ -104,9 +103,6 @@ TEST(ShortageTest, WithoutADescriptorForALookUpThereIsNoVerdict) {
 }
 
 TEST(ShortageTest, WhereThreadsRunOutTheOthersGoOn) {
-  if (kMemorySanitizer) {
-    GTEST_SKIP() << "a sanitizer needs address space of its own";
-  }
   const ScriptedNameServer silent(kSilence);
   RunningService service("trial=0\ntime_limit=1\n");
   const PolicyClients clients = MakeClients(20);
