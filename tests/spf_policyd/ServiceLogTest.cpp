@@ -10,7 +10,7 @@
 
 #include "framework/logging/Logger.h"
 #include "programs/spf-policyd/ServiceLog.h"
-#include "tests/logging/OwnProcess.h"
+#include "tests/support/OwnProcess.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace {
