@@ -42,6 +42,7 @@ class LastLookUp : public CheckObserver {
 bool IsNotEvaluated(const SPFTerm& term) {
   switch (term.GetKind()) {
     case Kind::kVersion:
+    case Kind::kExplanation:
     case Kind::kModifier:
     case Kind::kIp6:
       return false;
