@@ -3,8 +3,8 @@
 
   services.py BIN
 
-BIN has spf-policyd, policy_load and paced_name_server. To be run as root of a private network and
-of private mounts, in an empty directory; scripts/bench does that. The other services are those that
+BIN has spf-policyd, policy_load and paced_name_server. To be run by `services`, in a network and
+mounts of its own. The other services are those that
 Debian has; one that is missing is left out. Each runs as Postfix runs it: spf-policyd as one
 process, the others as one for each connection. The targets follow the table; the status is 1 when
 one is missed.
