@@ -32,7 +32,7 @@ bool PolicyConnection::Accept(int listener) {
 }
 
 bool PolicyConnection::Serve(const Answer& answer) {
-  std::array<char, 4096> buffer;
+  std::array<char, 4096> buffer{};
   const ssize_t length = recv(m_descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
   if (length < 0) {
     return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;

@@ -20,7 +20,8 @@ class PolicyConnection : public Socket {
 
   // Decides on a request of the connection with this descriptor and sends the answer by Send();
   // returns whether the connection goes on.
-  using Answer = std::function<bool(const PolicyRequest& request, PolicyConnection& connection)>;
+  using Answer =
+      std::function<bool(const PolicyRequest& request, const PolicyConnection& connection)>;
 
   PolicyConnection();
   ~PolicyConnection() noexcept(false) override;

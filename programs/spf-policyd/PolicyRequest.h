@@ -16,7 +16,7 @@
 class PolicyRequest {
  public:
   static constexpr std::size_t kMaxLine = 2048;  // bytes, without the line feed
-  static constexpr std::size_t kMaxSize = 64 * 1024;
+  static constexpr std::size_t kMaxSize = std::size_t{64} * 1024;
   static constexpr std::size_t kMaxAttributes = 100;
 
   // Takes the next byte. True when it was the last: the line feed of the empty line.

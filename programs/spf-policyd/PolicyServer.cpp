@@ -105,16 +105,10 @@ bool PolicyServer::IsStopping() const {
 }
 
 void PolicyServer::Tidy() {
-  std::vector<std::unique_ptr<Worker>> ended;
+  TakeEnded().clear();
   std::string shortage;
   {
     const Mutex guard(m_mutex, true);
-    for (std::unique_ptr<Worker>& worker : m_workers) {
-      if (worker->HasEnded()) {
-        ended.push_back(std::move(worker));
-      }
-    }
-    std::erase(m_workers, nullptr);
     if (m_waiting == 0) {
       StartWorker();  // none could be had before
     }
@@ -124,6 +118,19 @@ void PolicyServer::Tidy() {
   if (!shortage.empty()) {
     ServiceLog::Write(fwk::Warning, shortage);
   }
+}
+
+// Returns the workers that have ended; who destroys them does not hold the lock.
+std::vector<std::unique_ptr<PolicyServer::Worker>> PolicyServer::TakeEnded() {
+  const Mutex guard(m_mutex, true);
+  std::vector<std::unique_ptr<Worker>> ended;
+  for (std::unique_ptr<Worker>& worker : m_workers) {
+    if (worker->HasEnded()) {
+      ended.push_back(std::move(worker));
+    }
+  }
+  std::erase(m_workers, nullptr);
+  return ended;
 }
 
 void PolicyServer::StartWorker() {
@@ -259,7 +266,7 @@ void PolicyServer::Serve(std::uint64_t id) {
   }
   bool goesOn = false;
   try {
-    goesOn = connection->Serve([this](const PolicyRequest& request, PolicyConnection& peer) {
+    goesOn = connection->Serve([this](const PolicyRequest& request, const PolicyConnection& peer) {
       return Answer(request, peer);
     });
   } catch (...) {
@@ -269,7 +276,7 @@ void PolicyServer::Serve(std::uint64_t id) {
   Release(id, goesOn);
 }
 
-bool PolicyServer::Answer(const PolicyRequest& request, PolicyConnection& connection) {
+bool PolicyServer::Answer(const PolicyRequest& request, const PolicyConnection& connection) {
   const std::shared_ptr<const Settings> settings = GetSettings();
   PolicyDecision decision(request, *settings, m_places, m_memory, connection.GetDescriptor());
   const bool isDelivered = connection.Send(decision.GetAnswer());

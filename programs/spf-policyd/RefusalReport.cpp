@@ -25,13 +25,13 @@ class LastLookUp : public CheckObserver {
  public:
   const LookUp& Get() const { return m_lookUp; }
 
-  void OnCheck(const std::string&) override {}
+  void OnCheck(const std::string& /*domain*/) override {}
   void OnTooDeep() override {}
-  void OnRecord(const std::string&) override {}
+  void OnRecord(const std::string& /*record*/) override {}
   void OnLookUp(const LookUp& lookUp) override { m_lookUp = lookUp; }
-  void OnTerm(const std::string&) override {}
-  void OnTermDone(bool) override {}
-  void OnCheckDone(bool) override {}
+  void OnTerm(const std::string& /*term*/) override {}
+  void OnTermDone(bool /*matched*/) override {}
+  void OnCheckDone(bool /*passed*/) override {}
 
  private:
   LookUp m_lookUp;
@@ -60,8 +60,8 @@ class RecordWalk {
 
   std::string Describe(const std::string& domain) {
     Visit(domain);
-    for (std::size_t i = 0; i < m_domains.size(); ++i) {
-      Read(std::string(m_domains[i]));
+    while (m_read < m_domains.size()) {
+      Read(std::string(m_domains[m_read++]));  // may add domains
     }
     return m_text;
   }
@@ -111,6 +111,7 @@ class RecordWalk {
   LastLookUp m_lookUp;
   CheckBudget m_budget;
   std::vector<std::string> m_domains;
+  std::size_t m_read = 0;  // so many of them
   std::string m_text;
 };
 
