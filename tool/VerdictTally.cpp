@@ -1,6 +1,5 @@
 #include "tool/VerdictTally.h"
 
-
 #include "tool/Printable.h"
 
 namespace {

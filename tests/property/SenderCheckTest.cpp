@@ -31,11 +31,11 @@ using Texts = std::vector<std::string>;
 using Tool = SenderCheck::ToolVerdict;
 using Verdict = SenderCheck::Verdict;
 
-constexpr int kDomains = 6;
+constexpr std::size_t kDomains = 6;
 constexpr char kClient[] = "192.0.2.1";
 
 // d0.test, d1.test and so on.
-std::string Domain(int number) {
+std::string Domain(std::size_t number) {
   return std::string("d").append(std::to_string(number)).append(".test");
 }
 
@@ -99,7 +99,8 @@ class ChangingServer {
 };
 
 std::string AnyTarget(Random& random) {
-  return random.OneIn(8) ? random.Text("ad.-%{}/:", 8) : Domain(random.Between(0, kDomains - 1));
+  return random.OneIn(8) ? random.Text("ad.-%{}/:", 8)
+                         : Domain(random.Between(std::size_t{0}, kDomains - 1));
 }
 
 std::string AnyRange(Random& random) {
@@ -211,7 +212,7 @@ Bytes AnyReply(Random& random, const std::string& domain, std::uint16_t type) {
 
 Replies AnyReplies(Random& random) {
   Replies replies;
-  for (int i = 0; i < kDomains; ++i) {
+  for (std::size_t i = 0; i < kDomains; ++i) {
     for (const std::uint16_t type : {MessageCodec::kTypeA, MessageCodec::kTypeTXT}) {
       SetReply(replies, Domain(i), type, AnyReply(random, Domain(i), type));
     }
@@ -225,7 +226,7 @@ class PlainWorld {
  public:
   // `mayQualify`: whether mechanisms other than `all` may have another qualifier than none.
   PlainWorld(Random& random, bool mayQualify) : m_random(random), m_mayQualify(mayQualify) {
-    for (int i = 0; i < kDomains; ++i) {
+    for (std::size_t i = 0; i < kDomains; ++i) {
       for (int left = random.Between(0, 2); left > 0; --left) {
         m_addresses[i].push_back(random.OneIn(3) ? kClient : "192.0.2.9");
       }
@@ -235,7 +236,7 @@ class PlainWorld {
     }
   }
 
-  char Result(int domain) const {
+  char Result(std::size_t domain) const {
     if (m_records[domain].empty()) {
       return ' ';
     }
@@ -250,7 +251,7 @@ class PlainWorld {
 
   Replies Answers() const {
     Replies replies;
-    for (int i = 0; i < kDomains; ++i) {
+    for (std::size_t i = 0; i < kDomains; ++i) {
       ReplyBuilder text(MessageCodec::EncodeQuery(Domain(i), MessageCodec::kTypeTXT, 7));
       if (!m_records[i].empty()) {
         text.TXT({m_records[i]});
@@ -268,14 +269,14 @@ class PlainWorld {
   std::string Describe() const { return testing::PrintToString(m_records); }
 
  private:
-  std::string AnyTerms(int domain) {
+  std::string AnyTerms(std::size_t domain) {
     const Texts ranges = {"ip4:192.0.2.9",      "ip4:192.0.2.1",   "ip4:192.0.2.0/28",
                           "ip4:192.0.3.0/24",   "ip4:10.0.0.0/8",  "ip4:192.0.2.2/31",
                           "ip4:203.0.113.0/24", "ip4:128.0.0.0/1", "ip4:192.0.2.8/29"};
     std::string terms;
     for (int left = m_random.Between(0, 3); left > 0; --left) {
       terms += ' ' + Qualifier();
-      const int other = m_random.Between(0, kDomains - 1);
+      const auto other = m_random.Between(std::size_t{0}, kDomains - 1);
       if (other > domain && m_random.OneIn(2)) {
         terms += "include:" + Domain(other);
       } else {
@@ -291,12 +292,14 @@ class PlainWorld {
     return m_mayQualify && m_random.OneIn(3) ? m_random.OneOf(qualifiers) : "";
   }
 
+  static std::size_t NumberOf(char digit) { return static_cast<std::size_t>(digit - '0'); }
+
   bool Matches(const std::string& mechanism) const {
     if (mechanism.starts_with("include:d")) {
-      return Result(mechanism[9] - '0') == '+';
+      return Result(NumberOf(mechanism[9])) == '+';
     }
     if (mechanism.starts_with("a:d")) {
-      const Texts& addresses = m_addresses[mechanism[3] - '0'];
+      const Texts& addresses = m_addresses[NumberOf(mechanism[3])];
       return std::ranges::find(addresses, kClient) != addresses.end();
     }
     // Of the ranges above those that hold the client.

@@ -232,3 +232,34 @@ TEST(SPFTermTest, AnAddressStartsARangeOfTheTermsPrefix) {
   EXPECT_FALSE(SPFTerm("a//64").Covers("192.0.2.4", client));
   EXPECT_FALSE(SPFTerm("a/0").Covers("no address", client));
 }
+
+TEST(SPFTermTest, ATermCouldMatchThatIsNotEvaluatedOrReadOtherwise) {
+  const struct {
+    const char* term;
+    bool couldMatch;  // the client 192.0.2.5, where the look-up gave 192.0.2.200
+  } rows[] = {
+      {"ip4:192.0.2.5", true},
+      {"-ip4:192.0.2.10/24", true},
+      {"ip4:192.0.2.6", false},
+      {"a", false},
+      {"a/24", true},
+      {"-a:d.test", true},
+      {"a:%{d}", true},
+      {"include:d.test", false},
+      {"?include:d.test", true},
+      {"redirect=d.test", false},
+      {"redirect=%{d}", true},
+      {"mx", true},
+      {"ptr", true},
+      {"exists:d.test", true},
+      {"all", true},
+      {"ip6:::/0", false},
+      {"exp=d.test", false},
+      {"moo=cow", false},
+      {"v=spf1", false},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(SPFTerm(row.term).CouldMatch(Address("192.0.2.5"), {"192.0.2.200"}), row.couldMatch)
+        << row.term;
+  }
+}

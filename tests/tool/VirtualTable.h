@@ -11,7 +11,7 @@
 template <typename Class>
 std::vector<const void*> VirtualOperations(const Class& object, std::size_t count) {
   const void* const* table = nullptr;
-  std::memcpy(&table, &object, sizeof(table));
+  std::memcpy(&table, static_cast<const void*>(&object), sizeof(table));
   return std::vector<const void*>(table, table + count);
 }
 
