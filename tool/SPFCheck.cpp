@@ -77,15 +77,6 @@ std::string SPFCheck::findRecord() const {
                              : DNSSocket(m_domain).GetSPFRecord();
 }
 
-std::vector<std::string> SPFCheck::findAddresses(const std::string& domain) const {
-  if (m_budget != nullptr) {
-    return BudgetedLookUp(domain, *m_budget).FindAddresses();
-  }
-  std::vector<std::string> addresses;
-  DNSSocket(domain).GetARecords(addresses);
-  return addresses;
-}
-
 void SPFCheck::evaluate(const std::string& ip, std::string_view spfRecord) {
   while (!spfRecord.empty() && !m_result) {
     const std::string term = Trim(std::string(GetToken(' ', spfRecord)), " \n\r\t").CopyCString();

@@ -88,7 +88,6 @@ class FWK_EXPORT SPFCheck : public Socket {
   void tell(void (CheckObserver::*step)(Types...), const Values&... values) const;
   void takeDomainOfSender();
   std::string findRecord() const;
-  std::vector<std::string> findAddresses(const std::string& domain) const;
   void evaluate(const std::string& ip, std::string_view spfRecord);
 
   // Whether a term matches the client address ip. The handlers' definitions stand in
@@ -109,8 +108,11 @@ class FWK_EXPORT SPFCheck : public Socket {
   // The prefix length of a term, from its first "/" on; empty without one.
   static std::string getCIDR(const std::string& term);
 
-  // Whether an A record of domain, with cidr behind it, holds ip; whether the range cidr does.
+  // Return whether one of the A records of `domain`, or of `addresses`, followed by `cidr`, has
+  // `ip`, and whether the range `cidr` does.
   bool checkDomain(const std::string& domain, const std::string& cidr, const std::string& ip) const;
+  static bool checkAddresses(const std::vector<std::string>& addresses, const std::string& cidr,
+                             const std::string& ip);
   static bool checkIP(const std::string& cidr, const std::string& ip);
 
   bool m_result = false;

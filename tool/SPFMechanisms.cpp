@@ -5,6 +5,7 @@
 
 #include "framework/dns/DNSSocket.h"
 #include "framework/logging/Logger.h"
+#include "tool/BudgetedLookUp.h"
 #include "tool/SPFCheck.h"
 
 namespace {
@@ -43,7 +44,18 @@ bool SPFCheck::checkIP(const std::string& cidr, const std::string& ip) {
 
 bool SPFCheck::checkDomain(const std::string& domain, const std::string& cidr,
                            const std::string& ip) const {
-  for (const std::string& address : findAddresses(domain)) {
+  if (m_budget != nullptr) {
+    return checkAddresses(BudgetedLookUp(domain, *m_budget).FindAddresses(), cidr, ip);
+  }
+  DNSSocket dns(domain);
+  std::vector<std::string> addresses;
+  dns.GetARecords(addresses);
+  return checkAddresses(addresses, cidr, ip);
+}
+
+bool SPFCheck::checkAddresses(const std::vector<std::string>& addresses, const std::string& cidr,
+                              const std::string& ip) {
+  for (const std::string& address : addresses) {
     const std::string candidate = address + cidr;
     fwk::Logger::Log(fwk::Debug, "SPFCheck::checkDomain: ip::%s == ARecord::%s", ip.c_str(),
                      candidate.c_str());
