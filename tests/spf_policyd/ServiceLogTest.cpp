@@ -19,7 +19,7 @@ class ServiceLogTest : public testing::Test {
  protected:
   ServiceLogTest() { m_settings.logging = m_directory.Path() + "/"; }
 
-  void SetUp(int level) {
+  void LogFrom(int level) {
     m_settings.logLevel = level;
     ServiceLog::SetUp(m_settings);
   }
@@ -37,33 +37,33 @@ class ServiceLogTest : public testing::Test {
 }  // namespace
 
 TEST_F(ServiceLogTest, LinesOfTheLevelAndAboveAreWrittenWithTheirLevel) {
-  SetUp(fwk::Warning);
+  LogFrom(fwk::Warning);
   ServiceLog::Write(fwk::Info, "left out");
   ServiceLog::Write(fwk::Warning, "one");
   ServiceLog::Write(fwk::Error, "two");
-  SetUp(fwk::Debug);
+  LogFrom(fwk::Debug);
   ServiceLog::Write(fwk::Debug, "three");
   ServiceLog::Write(fwk::Info, "four");
   EXPECT_EQ(Log(), "Warning: one\nError: two\nDebug: three\nInfo: four\n");
-  SetUp(6);
+  LogFrom(6);
   ServiceLog::Write(fwk::Error, "left out");
   EXPECT_EQ(Log(), "Warning: one\nError: two\nDebug: three\nInfo: four\n");
 }
 
 TEST_F(ServiceLogTest, ALineIsPrintableAscii) {
-  SetUp(fwk::Info);
+  LogFrom(fwk::Info);
   ServiceLog::Write(fwk::Info, "a\nError: b\x1b\xc3\xa4%s");
   EXPECT_EQ(Log(), "Info: a\\012Error: b\\033\\303\\244%s\n");
 }
 
 TEST_F(ServiceLogTest, ALongLineIsCut) {
-  SetUp(fwk::Info);
+  LogFrom(fwk::Info);
   ServiceLog::Write(fwk::Info, std::string(100000, 'x'));
   EXPECT_EQ(Log(), "Info: " + std::string(2000, 'x') + "...\n");
 }
 
 TEST_F(ServiceLogTest, TheFrameworksLinesAreKeptOut) {
-  SetUp(0);
+  LogFrom(0);
   for (const int level : {fwk::DebugThread, fwk::Debug, fwk::Info, fwk::Warning, fwk::Error}) {
     fwk::Logger::Log(level, "text");
     fwk::Logger::LogSync(level, "text");
@@ -89,7 +89,7 @@ TEST_F(ServiceLogTest, AtTheEndAllLinesAreWritten) {
     expected += "Info: " + std::to_string(i) + "\n";
   }
   InOwnProcess([this] {
-    SetUp(fwk::Info);
+    LogFrom(fwk::Info);
     fwk::Logger::StartAsync();
     for (int i = 0; i < 500; ++i) {
       ServiceLog::Write(fwk::Info, std::to_string(i));
@@ -101,7 +101,7 @@ TEST_F(ServiceLogTest, AtTheEndAllLinesAreWritten) {
 
 TEST_F(ServiceLogTest, WhileTheLogIsStuckFewLinesWaitForIt) {
   InOwnProcess([this] {
-    SetUp(fwk::Info);
+    LogFrom(fwk::Info);
     fwk::Logger::StartAsync();
     std::atomic<std::uint32_t> written{0};
     std::vector<std::jthread> writers;
