@@ -132,8 +132,8 @@ void SPFTerm::ParseMechanism(const std::string& text) {
   m_qualifier = hasQualifier ? text[0] : '+';
   const std::string_view rest = std::string_view(text).substr(hasQualifier ? 1 : 0);
   const std::string_view name = rest.substr(0, rest.find_first_of(":/"));
-  const auto known = std::ranges::find(kMechanisms, ToLower(std::string(name)),
-                                       &std::pair<std::string_view, Kind>::first);
+  const auto* const known = std::ranges::find(kMechanisms, ToLower(std::string(name)),
+                                              &std::pair<std::string_view, Kind>::first);
   if (known == std::end(kMechanisms)) {
     return;
   }

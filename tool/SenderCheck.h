@@ -41,7 +41,7 @@ class FWK_EXPORT SenderCheck {
   enum class ToolVerdict { kPassed, kFailed, kNone };
 
   struct Limits {
-    std::uint32_t lookUps;                           // DNS questions
+    std::uint32_t lookUps = 0;                       // DNS questions
     std::chrono::steady_clock::time_point deadline;  // the check ends at most 0.1 s later
     int hangUp = -1;  // a stream socket whose peer ends the check by closing its end; -1: none
   };
