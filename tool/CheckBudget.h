@@ -13,6 +13,7 @@
 
 class FWK_EXPORT CheckBudget {
  public:
+  // The clock of the deadline.
   using Clock = std::chrono::steady_clock;
 
   // Allows `lookUps` look-ups, the last of which begins and ends before `deadline`. `observer` must
@@ -29,6 +30,7 @@ class FWK_EXPORT CheckBudget {
   // Counts a look-up that is about to be made. Throws a BudgetException when it must not be made.
   void TakeLookUp();
 
+  // What ended a wait.
   enum class Wait { kReadable, kTimedOut, kDeadline, kHangUp };
 
   // Blocks until `descriptor` can be read, at most `timeoutMs` milliseconds and not past the
@@ -38,6 +40,7 @@ class FWK_EXPORT CheckBudget {
   // Returns how many look-ups were made.
   std::uint32_t GetLookUps() const { return m_made; }
 
+  // Returns the observer that the budget was given.
   CheckObserver& GetObserver() const { return m_observer; }
 
  private:

@@ -9,8 +9,10 @@
 #include <vector>
 
 struct LookUp {
+  // The type of the records that were asked for.
   enum class Type { kA, kTXT };
 
+  // What came of it.
   enum class Outcome {
     kAnswered,   // in full; that the domain does not exist is an answer, too
     kErrorCode,  // the reply has an error code, which is in `errorCode`
@@ -20,10 +22,10 @@ struct LookUp {
     kNoAnswer,   // nothing came, or no reply to this question, or a referral to other servers
   };
 
-  std::string domain;
-  Type type = Type::kA;
-  Outcome outcome = Outcome::kNoAnswer;
-  std::uint8_t errorCode = 0;          // RCODE of RFC 1035, section 4.1.1
-  std::vector<std::string> addresses;  // of type A: dotted quads as the check took them
-  std::vector<std::string> policies;   // of type TXT: the published texts that are SPF records
+  std::string domain;                    // the name that was asked about
+  Type type = Type::kA;                  // what was asked for
+  Outcome outcome = Outcome::kNoAnswer;  // what came of it
+  std::uint8_t errorCode = 0;            // RCODE of RFC 1035, section 4.1.1
+  std::vector<std::string> addresses;    // of type A: dotted quads as the check took them
+  std::vector<std::string> policies;     // of type TXT: the published texts that are SPF records
 };

@@ -16,9 +16,9 @@
 
 struct ReplyFacts {
   LookUp::Outcome outcome = LookUp::Outcome::kNoAnswer;  // any but kMisread
-  std::uint8_t errorCode = 0;
-  std::vector<std::string> addresses;  // of the A records, dotted quads
-  std::vector<std::string> texts;      // of the TXT records, their strings joined
+  std::uint8_t errorCode = 0;                            // RCODE of RFC 1035, section 4.1.1
+  std::vector<std::string> addresses;                    // of the A records, dotted quads
+  std::vector<std::string> texts;                        // of the TXT records, their strings joined
 };
 
 // Reads `reply`, which came for the question `query`, as MessageCodec::EncodeQuery made it. `room`

@@ -22,6 +22,7 @@ FWK_EXPORT std::vector<std::string> SplitSPFRecord(std::string_view record);
 
 class FWK_EXPORT SPFTerm {
  public:
+  // What a term is.
   enum class Kind {
     kVersion,
     kAll,
@@ -41,6 +42,7 @@ class FWK_EXPORT SPFTerm {
   // `text`: the term, without blanks around it.
   explicit SPFTerm(const std::string& text);
 
+  // Returns what the term is.
   Kind GetKind() const { return m_kind; }
 
   // Returns '+', also where the term does not say it, '-', '~' or '?'.

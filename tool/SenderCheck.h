@@ -34,12 +34,14 @@ class VerdictTally;
 
 class FWK_EXPORT SenderCheck {
  public:
+  // The four verdicts.
   enum class Verdict { kPassed, kFailed, kNone, kNoVerdict };
 
   // The verdict that spfcheck would print; kNone where the check was not made, was ended by an
   // exception, as spfcheck is then, or by a limit.
   enum class ToolVerdict { kPassed, kFailed, kNone };
 
+  // What a check may cost.
   struct Limits {
     std::uint32_t lookUps = 0;                       // DNS questions
     std::chrono::steady_clock::time_point deadline;  // the check ends at most 0.1 s later
@@ -53,7 +55,10 @@ class FWK_EXPORT SenderCheck {
               const std::optional<std::string>& record, const Limits& limits,
               CheckObserver* observer);
 
+  // Returns the verdict.
   Verdict GetVerdict() const { return m_verdict; }
+
+  // Returns the verdict that spfcheck would print.
   ToolVerdict GetToolVerdict() const { return m_toolVerdict; }
 
   // Returns why, in printable ASCII on one line of at most some 300 characters.
