@@ -47,7 +47,7 @@ bool IsAsked(const ScriptedNameServer& server) {
 }
 
 // A machine that has other work starts and ends the process later.
-constexpr double kSlack = 0.8;
+constexpr double kSlack = 2;
 
 }  // namespace
 
@@ -55,28 +55,30 @@ TEST_F(LimitTest, WithASilentServerItEndsATenthOfASecondAfterTheLimitAtMost) {
   const ScriptedNameServer server(Silence());
   for (const int limitMs : {100, 300, 1000}) {
     SCOPED_TRACE(limitMs);
-    double least = 1e9;  // of a few, as the machine may have other work
-    for (int i = 0; i < 3; ++i) {
+    const double limit = limitMs / 1000.0;
+    double least = 1e9;  // of some, as the machine may have other work
+    for (int i = 0; i < 10 && least >= limit + 0.1; ++i) {
       const Clock::time_point start = Clock::now();
-      ExpectVerdict({"-t", std::to_string(limitMs / 1000.0), "192.0.2.7", "example.org"},
-                    kNoVerdict, kTimeReached);
+      ExpectVerdict({"-t", std::to_string(limit), "192.0.2.7", "example.org"}, kNoVerdict,
+                    kTimeReached);
       least = std::min(least, SecondsSince(start));
     }
-    EXPECT_GE(least, limitMs / 1000.0);
-    EXPECT_LT(least, limitMs / 1000.0 + 0.1);
+    EXPECT_GE(least, limit);
+    EXPECT_LT(least, limit + 0.1);
   }
 }
 
+// Without the limit the look-ups would take 3.6 s.
 TEST_F(LimitTest, TheLimitIsForAllLookUpsTogether) {
   const ScriptedNameServer server([](const Bytes& query) {
-    std::this_thread::sleep_for(milliseconds(200));
+    std::this_thread::sleep_for(milliseconds(400));
     return Datagrams{ReplyBuilder(query).TXT({"v=spf1 a a a a a a a a -all"}).Build()};
   });
   const Clock::time_point start = Clock::now();
-  MaySendRun run({"-t", "0.7", "192.0.2.7", "example.org"});
+  MaySendRun run({"-t", "1", "192.0.2.7", "example.org"});
   EXPECT_EQ(run.GetStatus(), kNoVerdict);
   EXPECT_TRUE(run.GetOutput().starts_with("no verdict: time limit reached")) << run.GetOutput();
-  EXPECT_LT(SecondsSince(start), 0.7 + kSlack);
+  EXPECT_LT(SecondsSince(start), 1 + kSlack);
 }
 
 TEST_F(LimitTest, ALookUpWithoutAnAnswerEndsAfterFiveSecondsBelowTheLimit) {
@@ -88,19 +90,20 @@ TEST_F(LimitTest, ALookUpWithoutAnAnswerEndsAfterFiveSecondsBelowTheLimit) {
   EXPECT_LT(SecondsSince(start), 5.0 + kSlack);
 }
 
+// If a signal began the wait again it would take twice as long.
 TEST_F(LimitTest, AStormOfSignalsDoesNotMoveTheLimit) {
   const ScriptedNameServer server(Silence());
-  MaySendRun run({"-t", "1", "192.0.2.7", "example.org"});
+  MaySendRun run({"-t", "3", "192.0.2.7", "example.org"});
   EXPECT_TRUE(IsAsked(server));
   const Clock::time_point start = Clock::now();
-  while (SecondsSince(start) < 0.9) {
+  while (SecondsSince(start) < 2.9) {
     for (const int signal : {SIGSTOP, SIGCONT, SIGWINCH, SIGCHLD, SIGPIPE}) {
       run.Signal(signal);
     }
     std::this_thread::sleep_for(milliseconds(1));
   }
   EXPECT_EQ(run.GetStatus(), kNoVerdict);
-  EXPECT_LT(SecondsSince(start), 1.0 + kSlack);
+  EXPECT_LT(SecondsSince(start), 3.0 + kSlack);
   EXPECT_EQ(run.GetOutput(), kTimeReached);
 }
 
