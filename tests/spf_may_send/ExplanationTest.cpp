@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <regex>
 #include <string>
@@ -172,7 +173,7 @@ TEST_F(ExplanationTest, ARecordWithoutAnAnswerIsNotRead) {
 }
 
 TEST_F(ExplanationTest, FailuresOfLookUpsAreToldInWords) {
-  std::uint16_t flags = 0;
+  std::atomic<std::uint16_t> flags = 0;
   const ScriptedNameServer server([&flags](const Bytes& query) {
     return Datagrams{ReplyBuilder(query).SetFlags(flags).Build()};
   });

@@ -417,7 +417,7 @@ TEST_F(PolicyDecisionTest, AHeaderIsAtMost998CharactersLong) {
   m_settings.host = "h" + label + label + label + label;
   const std::string domain = "x" + label + label + label + label;
   const std::string term = "exists:" + std::string(100, 'y');
-  Serve([&](const Bytes& query) {
+  Serve([term](const Bytes& query) {
     return Datagrams{ReplyBuilder(query).TXT({"v=spf1 " + term}).Build()};
   });
   const std::string answer = Answer(Request(kBad, "a@" + domain));
