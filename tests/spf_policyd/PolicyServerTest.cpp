@@ -158,6 +158,7 @@ TEST_F(PolicyServerTest, WhereAllConnectionsAreTakenTheIdlestGivesWay) {
   const PolicyClients clients = MakeClients(3);
   for (const std::size_t i : {0U, 1U, 2U, 0U}) {
     EXPECT_EQ(clients[i]->Ask(kUnknown), "DUNNO");
+    std::this_thread::sleep_for(50ms);  // it waits from a moment after its answer
   }
   PolicyClient next;
   EXPECT_EQ(next.Ask(kUnknown), "DUNNO");
