@@ -47,6 +47,15 @@ SenderCheck::SenderCheck(const std::string& address, const std::string& sender,
   }
 }
 
+SenderCheck::SenderCheck(const std::string& address, const AsWritten& written, const Limits& limits)
+    : m_domain(written.domain) {
+  if (!IsAddress(address)) {
+    SetNoVerdict("malformed address: " + ToPrintable(address, kLongestArgument));
+  } else {
+    Evaluate(address, "", limits, nullptr);
+  }
+}
+
 bool SenderCheck::IsAddress(const std::string& text) {
   in_addr address{};
   return text.find('\0') == std::string::npos && inet_pton(AF_INET, text.c_str(), &address) == 1;

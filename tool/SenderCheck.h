@@ -48,12 +48,20 @@ class FWK_EXPORT SenderCheck {
     int hangUp = -1;  // a stream socket whose peer ends the check by closing its end; -1: none
   };
 
+  // A domain to be asked for as spfcheck would: it may end in a dot, or be longer than DNS allows.
+  struct AsWritten {
+    std::string domain;
+  };
+
   // Checks whether the host with `address`, a dotted quad, may send mail for the domain of
   // `sender` (see DomainOf). `record` is evaluated in place of the published one. `observer`, if it
   // is not null, is told of each step; it must not throw.
   SenderCheck(const std::string& address, const std::string& sender,
               const std::optional<std::string>& record, const Limits& limits,
               CheckObserver* observer);
+
+  // Checks the same for `written`, by its published record.
+  SenderCheck(const std::string& address, const AsWritten& written, const Limits& limits);
 
   // Returns the verdict.
   Verdict GetVerdict() const { return m_verdict; }
