@@ -1,14 +1,13 @@
 # Installs the programs, and the pages and documents of programs and libraries.
 
-install(TARGETS spfcheck spf-may-send COMPONENT spfcheck)
+install(TARGETS spfcheck spf-may-send spf-bulk COMPONENT spfcheck)
 install(TARGETS spf-policyd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT spf-policyd)
 if(BUILD_SHARED_LIBS)
   file(RELATIVE_PATH bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-  set_target_properties(spfcheck spf-may-send spf-policyd PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+  set_target_properties(spfcheck spf-may-send spf-bulk spf-policyd
+    PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
 endif()
-install(PROGRAMS examples/bulk/spf-bulk
-  DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT spfcheck)
-install(FILES completion/spfcheck completion/spf-may-send
+install(FILES completion/spfcheck completion/spf-may-send completion/spf-bulk
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT spfcheck)
 install(FILES ${PROJECT_BINARY_DIR}/man/spfcheck.1 ${PROJECT_BINARY_DIR}/man/spf-may-send.1
   ${PROJECT_BINARY_DIR}/man/spf-bulk.1
@@ -28,4 +27,4 @@ install(FILES docs/architecture.md docs/embedding.md
   DESTINATION ${documents}/docs COMPONENT libfwk-dev)
 install(DIRECTORY examples
   DESTINATION ${documents} COMPONENT libfwk-dev
-  FILES_MATCHING PATTERN "*.h" PATTERN "*.cpp" PATTERN bulk EXCLUDE)
+  FILES_MATCHING PATTERN "*.h" PATTERN "*.cpp")

@@ -48,7 +48,8 @@ class FWK_EXPORT SenderCheck {
     int hangUp = -1;  // a stream socket whose peer ends the check by closing its end; -1: none
   };
 
-  // A domain to be asked for as spfcheck would: it may end in a dot, or be longer than DNS allows.
+  // A domain that is asked for as it is written, as spfcheck does: also one that ends in a dot, or
+  // is longer than DNS allows.
   struct AsWritten {
     std::string domain;
   };

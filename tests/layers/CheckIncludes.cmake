@@ -13,7 +13,7 @@ set(layers
   "framework/logging framework/config framework/net"
   "framework/dns"
   "tool"
-  "programs/spf-may-send programs/spf-policyd")
+  "programs/spf-bulk programs/spf-may-send programs/spf-policyd")
 
 # The log sink reads the product name; the environment starts the logger.
 set(sideways

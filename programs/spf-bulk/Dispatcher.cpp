@@ -1,0 +1,187 @@
+#include "programs/spf-bulk/Dispatcher.h"
+
+#include <algorithm>
+#include <utility>
+
+using std::chrono::seconds;
+
+namespace {
+
+constexpr std::size_t kWindow = 32 * 1024 * 1024;  // bytes of lines
+constexpr std::size_t kReadAhead = 1024 * 1024;
+constexpr seconds kGathering{1};  // how long repetitions wait for more of them
+constexpr seconds kFresh{1};      // how long a check counts for the quiet that they need
+
+}  // namespace
+
+Dispatcher::Dispatcher(unsigned jobs) : m_load(jobs), m_begins(jobs) {}
+
+bool Dispatcher::Add(std::unique_ptr<LineBlock> block) {
+  Mutex guard(m_lock, true);
+  while (!m_hasEnded &&
+         (m_window.GetWeight() >= kWindow || m_window.GetWaitingWeight() >= kReadAhead)) {
+    m_isFull = true;
+    guard.Unlock();
+    m_room.acquire();
+    guard.Lock();
+  }
+  for (std::size_t i = 0; i < block->GetCount(); ++i) {
+    m_totals.malformed += block->GetState(i) == LineBlock::State::kMalformed ? 1 : 0;
+  }
+  m_window.Add(std::move(block));
+  WakeChecker(Clock::now());
+  return !m_hasEnded;
+}
+
+void Dispatcher::Close(const std::string& fault) {
+  const Mutex guard(m_lock, true);
+  m_isClosed = true;
+  m_fault = m_fault.empty() ? fault : m_fault;
+  if (IsFinished()) {
+    WakeAll();
+  }
+}
+
+bool Dispatcher::Exchange(unsigned thread, std::optional<Task>& task, const Outcome& outcome) {
+  Mutex guard(m_lock, true);
+  if (task) {
+    Finish(thread, *task, outcome);
+  }
+  while (!IsFinished()) {
+    if (Start(thread, task)) {
+      return true;
+    }
+    ++m_idle;
+    guard.Unlock();
+    m_task.acquire();
+    guard.Lock();
+  }
+  WakeAll();
+  return false;
+}
+
+void Dispatcher::Finish(unsigned thread, const Task& task, const Outcome& outcome) {
+  const Clock::time_point now = Clock::now();
+  --m_underWay;
+  m_begins[thread] = {};
+  if (m_hasEnded) {
+    return;
+  }
+  m_load.OnEnd(now);
+  if (outcome.lacksAnswer && !task.firstBegin) {
+    m_repetitions.push_back({task.place, task.begin, now});
+    return;
+  }
+  if (task.firstBegin && !outcome.lacksAnswer) {
+    m_load.OnLoss(*task.firstBegin, now);
+  }
+  m_totals.Add(outcome.verdict, outcome.lacksAnswer);
+  m_window.SetOutcome(task.place, outcome);
+}
+
+bool Dispatcher::Wait(Clock::duration time) {
+  static_cast<void>(m_finished.try_acquire_for(time));
+  const Mutex guard(m_lock, true);
+  WakeChecker(Clock::now());  // time alone may have made a check possible
+  return IsFinished();
+}
+
+bool Dispatcher::Print(std::string& output, std::string& errors) {
+  const Mutex guard(m_lock, true);
+  const bool isAll = m_window.Print(output, errors);
+  WakeReader();
+  return isAll;
+}
+
+void Dispatcher::End(const std::string& fault) {
+  const Mutex guard(m_lock, true);
+  m_hasEnded = true;
+  m_fault = m_fault.empty() ? fault : m_fault;
+  WakeAll();
+}
+
+Totals Dispatcher::GetTotals() const {
+  const Mutex guard(m_lock, true);
+  return m_totals;
+}
+
+std::string Dispatcher::GetFault() const {
+  const Mutex guard(m_lock, true);
+  return m_fault;
+}
+
+Dispatcher::Choice Dispatcher::Choose(Clock::time_point now) const {
+  if (m_underWay >= m_load.Get()) {
+    return Choice::kNone;
+  }
+  const bool isDue = !m_repetitions.empty() && now - m_repetitions.front().since >= kGathering;
+  if (m_window.HasWaiting() && !isDue) {
+    return Choice::kFirst;
+  }
+  const bool isQuiet = !m_repetitions.empty() && CountFresh(now) < std::max(m_load.Get() / 2, 1U);
+  return isQuiet ? Choice::kRepetition : Choice::kNone;
+}
+
+unsigned Dispatcher::CountFresh(Clock::time_point now) const {
+  return static_cast<unsigned>(
+      std::count_if(m_begins.begin(), m_begins.end(), [now](Clock::time_point begin) {
+        return begin != Clock::time_point() && now - begin < kFresh;
+      }));
+}
+
+// Gives a task to a thread, if one may begin now.
+bool Dispatcher::Start(unsigned thread, std::optional<Task>& task) {
+  const Clock::time_point now = Clock::now();
+  const Choice choice = Choose(now);
+  if (choice == Choice::kNone) {
+    return false;
+  }
+  task = TakeTask(choice, now);
+  m_begins[thread] = now;
+  ++m_underWay;
+  WakeChecker(now);
+  WakeReader();
+  return true;
+}
+
+Dispatcher::Task Dispatcher::TakeTask(Choice choice, Clock::time_point now) {
+  Task task;
+  task.begin = now;
+  if (choice == Choice::kRepetition) {
+    task.place = m_repetitions.front().place;
+    task.firstBegin = m_repetitions.front().firstBegin;
+    m_repetitions.pop_front();
+  } else {
+    task.place = m_window.StartNext();
+  }
+  task.line = task.place.block->GetLine(task.place.index);
+  return task;
+}
+
+// Returns whether no check is or will be under way.
+bool Dispatcher::IsFinished() const {
+  return m_hasEnded ||
+         (m_isClosed && m_underWay == 0 && !m_window.HasWaiting() && m_repetitions.empty());
+}
+
+void Dispatcher::WakeChecker(Clock::time_point now) {
+  if (m_idle > 0 && Choose(now) != Choice::kNone) {
+    --m_idle;
+    m_task.release();
+  }
+}
+
+void Dispatcher::WakeReader() {
+  if (m_isFull && m_window.GetWeight() < kWindow && m_window.GetWaitingWeight() < kReadAhead / 2) {
+    m_isFull = false;
+    m_room.release();
+  }
+}
+
+void Dispatcher::WakeAll() {
+  m_task.release(m_idle);
+  m_idle = 0;
+  m_room.release(m_isFull ? 1 : 0);
+  m_isFull = false;
+  m_finished.release();
+}

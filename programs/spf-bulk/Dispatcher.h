@@ -1,0 +1,108 @@
+// Dispatcher gives the lines of the input to the threads that check them, and the outcomes to the
+// thread that writes them, in the order of the input. It decides when which check begins:
+//
+//   - No more are under way than the name server bears (LoadLimit).
+//   - A check that lacked an answer is made once more. Such checks wait for a second, so that some
+//     come together; then no other one begins until half as many are under way, not counting those
+//     that have been waiting for an answer for a second. Their questions find room at the server.
+//   - Lines are read ahead of those that are checked by 1 MiB, and ahead of the first one whose
+//     outcome is not known by 32 MiB.
+//
+// Any thread may use it, in the role that the operation belongs to.
+
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <semaphore>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "framework/core/Locks.h"
+#include "framework/core/ThreadAnnotations.h"
+#include "programs/spf-bulk/LineBlock.h"
+#include "programs/spf-bulk/LineWindow.h"
+#include "programs/spf-bulk/LoadLimit.h"
+#include "programs/spf-bulk/Outcome.h"
+#include "programs/spf-bulk/Totals.h"
+
+class Dispatcher {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  // One check of a line.
+  struct Task {
+    LineWindow::Place place;
+    std::string_view line;  // valid until the task is finished
+    Clock::time_point begin;
+    std::optional<Clock::time_point> firstBegin;  // of a check that is made once more
+  };
+
+  // `jobs`: how many threads check.
+  explicit Dispatcher(unsigned jobs);
+
+  // For the thread that reads. Add blocks until there is room, and returns false once the run has
+  // ended. Close tells that no more lines follow; `fault`: what is wrong with the input, if
+  // anything is.
+  bool Add(std::unique_ptr<LineBlock> block);
+  void Close(const std::string& fault);
+
+  // For the threads that check, numbered from 0: finishes `task`, if there is one, with `outcome`,
+  // and takes the next. Blocks until there is one, and returns false when there are no more.
+  bool Exchange(unsigned thread, std::optional<Task>& task, const Outcome& outcome);
+
+  // For the thread that writes. Wait blocks for at most `time`, and returns whether all lines are
+  // done or the run has ended. Print appends what can be written now, some 64 KiB at most; it
+  // returns false if there is more.
+  bool Wait(Clock::duration time);
+  bool Print(std::string& output, std::string& errors);
+
+  // Ends the run before its time, because of `fault`: no task is given any more, and what is not
+  // finished yet never will be.
+  void End(const std::string& fault);
+
+  Totals GetTotals() const;
+
+  // Returns the first fault that ended the input or the run; empty: none did.
+  std::string GetFault() const;
+
+ private:
+  enum class Choice { kNone, kFirst, kRepetition };
+
+  struct Repetition {
+    LineWindow::Place place;
+    Clock::time_point firstBegin;
+    Clock::time_point since;
+  };
+
+  void Finish(unsigned thread, const Task& task, const Outcome& outcome) FWK_REQUIRES(m_lock);
+  bool Start(unsigned thread, std::optional<Task>& task) FWK_REQUIRES(m_lock);
+  Task TakeTask(Choice choice, Clock::time_point now) FWK_REQUIRES(m_lock);
+  Choice Choose(Clock::time_point now) const FWK_REQUIRES(m_lock);
+  unsigned CountFresh(Clock::time_point now) const FWK_REQUIRES(m_lock);
+  bool IsFinished() const FWK_REQUIRES(m_lock);
+  void WakeChecker(Clock::time_point now) FWK_REQUIRES(m_lock);
+  void WakeReader() FWK_REQUIRES(m_lock);
+  void WakeAll() FWK_REQUIRES(m_lock);
+
+  mutable MutexInstance m_lock{PTHREAD_MUTEX_RECURSIVE};
+  LineWindow m_window FWK_GUARDED_BY(m_lock);
+  LoadLimit m_load FWK_GUARDED_BY(m_lock);
+  Totals m_totals FWK_GUARDED_BY(m_lock);
+  std::deque<Repetition> m_repetitions FWK_GUARDED_BY(m_lock);
+  std::vector<Clock::time_point> m_begins FWK_GUARDED_BY(m_lock);  // by thread; {}: none
+  unsigned m_underWay FWK_GUARDED_BY(m_lock) = 0;
+  unsigned m_idle FWK_GUARDED_BY(m_lock) = 0;    // threads that wait for m_task
+  bool m_isFull FWK_GUARDED_BY(m_lock) = false;  // the reader waits for m_room
+  bool m_isClosed FWK_GUARDED_BY(m_lock) = false;
+  bool m_hasEnded FWK_GUARDED_BY(m_lock) = false;
+  std::string m_fault FWK_GUARDED_BY(m_lock);
+  std::counting_semaphore<> m_task{0};
+  std::counting_semaphore<> m_room{0};
+  std::counting_semaphore<> m_finished{0};
+};

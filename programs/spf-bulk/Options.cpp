@@ -1,0 +1,163 @@
+#include "programs/spf-bulk/Options.h"
+
+#include <arpa/inet.h>
+#include <getopt.h>
+
+#include <charconv>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+
+#include "tool/Printable.h"
+
+namespace {
+
+constexpr std::size_t kLongestQuote = 80;       // characters of an argument in a message
+constexpr double kShortestTime = 0.001;         // seconds
+constexpr double kLongestTime = 24 * 60 * 60.;  // seconds
+constexpr double kLeastRate = 0.001;            // checks a second
+constexpr double kMostRate = 1e6;
+
+// ":": messages of the program's own.
+constexpr char kShortOptions[] = ":j:hV";
+
+// Of options without a letter.
+enum Word { kOutput = 256, kResume, kErrors, kTimeLimit, kRate, kServer, kProgress, kNoProgress };
+
+constexpr option kLongOptions[] = {{"jobs", required_argument, nullptr, 'j'},
+                                   {"output", required_argument, nullptr, kOutput},
+                                   {"resume", no_argument, nullptr, kResume},
+                                   {"errors", required_argument, nullptr, kErrors},
+                                   {"time-limit", required_argument, nullptr, kTimeLimit},
+                                   {"rate", required_argument, nullptr, kRate},
+                                   {"server", required_argument, nullptr, kServer},
+                                   {"progress", no_argument, nullptr, kProgress},
+                                   {"no-progress", no_argument, nullptr, kNoProgress},
+                                   {"help", no_argument, nullptr, 'h'},
+                                   {"version", no_argument, nullptr, 'V'},
+                                   {nullptr, 0, nullptr, 0}};
+
+std::string Quote(std::string_view text) {
+  return ToPrintable(text, kLongestQuote);
+}
+
+// Returns the number that `text` is; -1 where it is none.
+double ReadNumber(const std::string& text) {
+  double number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
+  return error == std::errc() && rest == end ? number : -1;
+}
+
+// Returns what is wrong with an option that getopt_long did not take. `word`: the argument before
+// the next one to be read.
+std::string DescribeFault(int fault, const std::string& word) {
+  if (fault == ':') {
+    return "a value is missing after " + Quote(word);
+  }
+  if (optopt > ' ' && optopt <= '~') {
+    return std::string("no such option: -") + static_cast<char>(optopt);
+  }
+  return (optopt >= kOutput ? "an option that takes no value: " : "no such option: ") + Quote(word);
+}
+
+}  // namespace
+
+Options::Options(int count, char* arguments[]) {
+  opterr = 0;
+  int option = 0;
+  while (m_action == Action::kRun &&
+         (option = getopt_long(count, arguments, kShortOptions, kLongOptions, nullptr)) != -1) {
+    TakeOption(option, arguments[optind - 1]);
+  }
+  if (m_action == Action::kRun) {
+    TakeArguments({arguments + std::min(optind, count), arguments + count});
+  }
+}
+
+void Options::TakeOption(int option, const char* word) {
+  switch (option) {
+    case 'j':
+      return TakeJobs(optarg);
+    case kOutput:
+      m_output = optarg;
+      break;
+    case kResume:
+      m_isResumed = true;
+      break;
+    case kErrors:
+      m_errors = optarg;
+      break;
+    case kTimeLimit:
+      return TakeTimeLimit(optarg);
+    case kRate:
+      return TakeRate(optarg);
+    case kServer:
+      return TakeServer(optarg);
+    case kProgress:
+    case kNoProgress:
+      m_progress = option == kProgress;
+      break;
+    case 'h':
+      m_action = Action::kHelp;
+      break;
+    case 'V':
+      m_action = Action::kVersion;
+      break;
+    default:
+      throw std::invalid_argument(DescribeFault(option, word));
+  }
+}
+
+void Options::TakeJobs(const std::string& value) {
+  const double jobs = ReadNumber(value);
+  if (jobs > kMostJobs) {
+    throw std::invalid_argument(
+        "at most 900 checks at once, as the descriptor of a look-up must be below 1024: " +
+        Quote(value));
+  }
+  if (jobs < 1 || value.find_first_not_of("0123456789") != std::string::npos) {
+    throw std::invalid_argument("the number of checks at once is 1 to 900: " + Quote(value));
+  }
+  m_jobs = static_cast<unsigned>(jobs);
+}
+
+void Options::TakeTimeLimit(const std::string& value) {
+  const double seconds = ReadNumber(value);
+  if (!(seconds >= kShortestTime && seconds <= kLongestTime)) {
+    throw std::invalid_argument("the time limit is a number of seconds, 0.001 to 86400: " +
+                                Quote(value));
+  }
+  m_timeLimit =
+      std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+}
+
+void Options::TakeRate(const std::string& value) {
+  const double rate = ReadNumber(value);
+  if (!(rate >= kLeastRate && rate <= kMostRate)) {
+    throw std::invalid_argument("the rate is a number of checks a second, 0.001 to 1000000: " +
+                                Quote(value));
+  }
+  m_interval = std::chrono::ceil<std::chrono::nanoseconds>(std::chrono::duration<double>(1 / rate));
+}
+
+void Options::TakeServer(const std::string& value) {
+  in_addr address{};
+  if (inet_pton(AF_INET, value.c_str(), &address) != 1 || address.s_addr == INADDR_ANY) {
+    throw std::invalid_argument("the name server is an IPv4 address other than 0.0.0.0: " +
+                                Quote(value));
+  }
+  m_server = value;
+}
+
+void Options::TakeArguments(const std::vector<std::string>& arguments) {
+  if (arguments.size() > 1) {
+    throw std::invalid_argument("one file at most: " + Quote(arguments[1]));
+  }
+  if (!arguments.empty() && arguments[0] != "-") {
+    m_input = arguments[0];
+  }
+  if (m_isResumed && !m_output) {
+    throw std::invalid_argument("--resume needs --output");
+  }
+}

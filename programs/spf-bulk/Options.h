@@ -1,0 +1,67 @@
+// Options is what the command line of spf-bulk asks for.
+//
+// A value type; one thread at a time makes one, as getopt_long keeps state of the process.
+
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+class Options {
+ public:
+  enum class Action { kRun, kHelp, kVersion };
+
+  // Each look-up has a descriptor, which must be below 1024; some are left for files.
+  static constexpr unsigned kMostJobs = 900;
+
+  // Reads the arguments of main(). Throws std::invalid_argument with a text for the user, in
+  // printable ASCII, for wrong use.
+  Options(int count, char* arguments[]);
+
+  Action GetAction() const { return m_action; }
+
+  // Return the paths of the input and the output; nothing: standard input and standard output.
+  const std::optional<std::string>& GetInput() const { return m_input; }
+  const std::optional<std::string>& GetOutput() const { return m_output; }
+
+  // Returns the path of the errors file.
+  const std::string& GetErrors() const { return m_errors; }
+
+  bool IsResumed() const { return m_isResumed; }
+
+  // Returns how many checks may be under way, 1 to kMostJobs.
+  unsigned GetJobs() const { return m_jobs; }
+
+  // Returns how long a check may take, 1 ms to a day.
+  std::chrono::milliseconds GetTimeLimit() const { return m_timeLimit; }
+
+  // Returns the time between the beginnings of two checks; nothing: there is no limit of the rate.
+  const std::optional<std::chrono::nanoseconds>& GetInterval() const { return m_interval; }
+
+  // Returns the name server to ask, a dotted quad; empty for the system's.
+  const std::string& GetServer() const { return m_server; }
+
+  // Returns whether the progress is to be shown; nothing: on a terminal.
+  const std::optional<bool>& GetProgress() const { return m_progress; }
+
+ private:
+  void TakeOption(int option, const char* word);
+  void TakeJobs(const std::string& value);
+  void TakeTimeLimit(const std::string& value);
+  void TakeRate(const std::string& value);
+  void TakeServer(const std::string& value);
+  void TakeArguments(const std::vector<std::string>& arguments);
+
+  Action m_action = Action::kRun;
+  std::optional<std::string> m_input;
+  std::optional<std::string> m_output;
+  std::string m_errors = "spf-bulk.errors";
+  bool m_isResumed = false;
+  unsigned m_jobs = 64;
+  std::chrono::milliseconds m_timeLimit{20000};
+  std::optional<std::chrono::nanoseconds> m_interval;
+  std::string m_server;
+  std::optional<bool> m_progress;
+};

@@ -1,0 +1,57 @@
+#include "programs/spf-bulk/RunFiles.h"
+
+#include "framework/core/Exceptions.h"
+#include "programs/spf-bulk/Resumption.h"
+#include "programs/spf-bulk/SenderLine.h"
+
+RunFiles::RunFiles(const Options& options, int hangUp)
+    : m_input(options.GetInput()),
+      m_lines(m_input.GetDescriptor(), SenderLine::kEnough, m_input.GetName(), hangUp),
+      m_hasOutput(options.GetOutput().has_value()),
+      m_output(options.GetOutput()) {
+  if (m_output.IsSameAs(m_input.GetDescriptor())) {
+    throw StdException("the output is the input: " + m_output.GetName());
+  }
+  if (m_hasOutput && !options.IsResumed() && m_output.GetSize() != 0) {
+    throw StdException(m_output.GetName() + " is not empty: go on with --resume, or remove it");
+  }
+  OpenErrors(options.GetErrors());
+  if (options.IsResumed()) {
+    Resume(options);
+  } else {
+    m_errors->Cut(0);
+  }
+}
+
+// Opens the errors file, and locks what is written.
+void RunFiles::OpenErrors(const std::string& path) {
+  m_errors.emplace(path);
+  if (m_errors->IsSameAs(m_input.GetDescriptor())) {
+    throw StdException("the errors file is the input: " + m_errors->GetName());
+  }
+  if (m_errors->IsSameAs(m_output.GetDescriptor())) {
+    throw StdException("the errors file is the output: " + m_errors->GetName());
+  }
+  m_output.Lock();
+  m_errors->Lock();
+}
+
+void RunFiles::Resume(const Options& options) {
+  if (!m_output.IsRegular() || !m_errors->IsRegular()) {
+    throw StdException("to resume, output and errors file must be regular files");
+  }
+  const Resumption resumption(m_lines, *options.GetOutput(), options.GetErrors());
+  m_output.Cut(resumption.GetOutputSize());
+  m_errors->Cut(resumption.GetErrorsSize());
+  m_earlier = resumption.GetTotals();
+}
+
+void RunFiles::Append(std::string_view output, std::string_view errors) {
+  m_errors->Append(errors);
+  m_output.Append(output);
+}
+
+void RunFiles::Close() {
+  m_errors->Close();
+  m_output.Close();
+}

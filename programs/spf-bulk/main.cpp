@@ -1,0 +1,108 @@
+// spf-bulk: tells for each line of a file whether the host may send mail for the domain.
+//
+// spf-bulk(1) says how it is used. Exit status: 0 when each line has passed or failed, 1 when some
+// are malformed or have the verdict "error", 2 for wrong use and for a run that is not complete.
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "framework/core/Exceptions.h"
+#include "framework/core/Version.h"
+#include "framework/dns/DNSSocket.h"
+#include "framework/dns/NameServer.h"
+#include "framework/logging/Logger.h"
+#include "programs/spf-bulk/BulkRun.h"
+#include "programs/spf-bulk/Options.h"
+#include "tool/Printable.h"
+
+namespace {
+
+enum Status { kVerdicts = 0, kErrors = 1, kIncomplete = 2 };
+
+constexpr std::size_t kLongestServer = 80;  // characters in a message
+
+constexpr char kHelp[] =
+    "Usage: spf-bulk [OPTION]... [FILE]\n"
+    "Reads lines \"domain,ip,sender\" from FILE or standard input, checks for each whether the "
+    "host\n"
+    "may send mail for the domain, and writes the lines with the verdict after them: passed, "
+    "failed,\n"
+    "or error where there is none.\n"
+    "\n"
+    "  -j, --jobs N                  at most so many checks at once, 1 to 900 (64)\n"
+    "      --output FILE             where the lines go (standard output)\n"
+    "      --resume                  go on after the lines that the output has\n"
+    "      --errors FILE             where malformed lines and reasons go (spf-bulk.errors)\n"
+    "      --time-limit SECONDS      how long a check may take (20)\n"
+    "      --rate N                  begin at most so many checks a second\n"
+    "      --server ADDRESS          the name server to ask (that of /etc/resolv.conf)\n"
+    "      --progress, --no-progress show how far the run is, or do not (on a terminal)\n"
+    "  -h, --help                    show this\n"
+    "  -V, --version                 show the version\n"
+    "\n"
+    "The exit status is 0 when each line has passed or failed, 1 when some are malformed or have\n"
+    "the verdict error, 2 for wrong use and for a run that is not complete. See spf-bulk(1).\n";
+
+// Finds the name server, once for all threads.
+void FindServer(const std::string& server) {
+  dns_servers = server;
+  const DNSSocket first("");
+  const in_addr_t address = inet_addr(dns_servers.c_str());
+  if (address == INADDR_ANY || address == INADDR_NONE) {
+    throw StdException("/etc/resolv.conf names no server with an IPv4 address, but " +
+                       ToPrintable(dns_servers, kLongestServer) + ": name one by --server");
+  }
+}
+
+int Print(const char* text) {
+  return std::fputs(text, stdout) >= 0 && std::fflush(stdout) == 0 ? kVerdicts : kIncomplete;
+}
+
+int Start(const Options& options) {
+  switch (options.GetAction()) {
+    case Options::Action::kHelp:
+      return Print(kHelp);
+    case Options::Action::kVersion:
+      return Print("spf-bulk " FWK_VERSION "\n");
+    case Options::Action::kRun:
+      break;
+  }
+  FindServer(options.GetServer());
+  return BulkRun(options).Run() ? kVerdicts : kErrors;
+}
+
+// Keeps the descriptors of the standard streams from becoming those of other files. One that is
+// closed then fails as it should.
+void OccupyStandardStreams() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) < 0) {
+      open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+  }
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  OccupyStandardStreams();
+  fwk::Logger::Init("", fwk::Error + 1, false, false);  // no log
+  std::signal(SIGPIPE, SIG_IGN);                        // a pipe that nobody reads is an error, too
+  try {
+    return Start(Options(argc, argv));
+  } catch (const std::invalid_argument& e) {
+    std::fprintf(stderr, "spf-bulk: %s\nTry 'spf-bulk --help' or 'man spf-bulk'.\n", e.what());
+  } catch (const std::bad_alloc&) {
+    std::fputs("spf-bulk: out of memory\n", stderr);
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "spf-bulk: %s\n", e.what());
+  }
+  return kIncomplete;
+}

@@ -1,0 +1,74 @@
+// What bash offers for spf-bulk's arguments.
+
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "tests/spf_bulk/BulkDirectory.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+const Texts kOptions = {"--jobs",        "--output", "--resume", "--errors",
+                        "--time-limit",  "--rate",   "--server", "--progress",
+                        "--no-progress", "--help",   "--version"};
+
+// Expects `candidates` for the words as bash cuts them, the last of which is being completed, in a
+// directory with two files.
+void ExpectCandidates(const Texts& candidates, const Texts& words) {
+  const BulkDirectory directory;
+  directory.Write("1.csv", "");
+  directory.Write("senders.csv", "");
+  std::string line = "spf-bulk";
+  for (const std::string& word : words) {
+    line += " '" + word + "'";
+  }
+  const std::string script = "compopt() { :; }; . '" SPF_BULK_COMPLETION "'; COMP_WORDS=(" + line +
+                             ") COMP_CWORD=" + std::to_string(words.size()) +
+                             " COMPREPLY=(left over); _spf_bulk spf-bulk '" + words.back() +
+                             "' \"${COMP_WORDS[COMP_CWORD - 1]}\"; "
+                             "[ ${#COMPREPLY[@]} = 0 ] || printf '%s\\n' \"${COMPREPLY[@]}\"";
+  const ChildResult result = RunChild("/bin/bash", {"bash", "-c", script}, directory.Path());
+  EXPECT_EQ(result.standardError, "");
+  EXPECT_EQ(result.standardOutput, Lines(candidates)) << line;
+}
+
+}  // namespace
+
+TEST(CompletionTest, EachOptionOfTheProgramIsKnown) {
+  const BulkDirectory directory;
+  const std::string help = directory.Run({"--help"}).standardOutput;
+  const std::string list = help.substr(help.find("\n  -j"));
+  const std::regex option("--[a-z-]+");
+  Texts options;
+  for (std::sregex_iterator found(list.begin(), list.end(), option);
+       found != std::sregex_iterator(); ++found) {
+    options.push_back(found->str());
+  }
+  EXPECT_EQ(options, kOptions);
+  ExpectCandidates(kOptions, {"--"});
+}
+
+TEST(CompletionTest, AnOptionIsCompletedWhereverItStands) {
+  ExpectCandidates({"--rate"}, {"--ra"});
+  ExpectCandidates({"--resume"}, {"--output", "out", "--res"});
+  ExpectCandidates({"--resume"}, {"senders.csv", "--res"});
+}
+
+TEST(CompletionTest, FilesAreCompleted) {
+  ExpectCandidates({"senders.csv"}, {"s"});
+  ExpectCandidates({"senders.csv"}, {"--output", "s"});
+  ExpectCandidates({"senders.csv"}, {"--errors", "=", "s"});
+  ExpectCandidates({"1.csv"}, {"--rate", "10", "1"});
+}
+
+TEST(CompletionTest, AValueThatIsNoFileIsNotCompleted) {
+  for (const char* option : {"-j", "--jobs", "--time-limit", "--rate", "--server"}) {
+    ExpectCandidates({}, {option, "1"});
+    ExpectCandidates({}, {option, ""});
+  }
+  ExpectCandidates({}, {"--rate", "=", "1"});
+}

@@ -1,0 +1,235 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "programs/spf-bulk/Dispatcher.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Task = std::optional<Dispatcher::Task>;
+
+std::unique_ptr<LineBlock> MakeBlock(std::uint64_t number, int count) {
+  auto block = std::make_unique<LineBlock>(number);
+  for (int i = 0; i < count; ++i) {
+    block->Add("a,1.1.1.1," + std::to_string(number + static_cast<std::uint64_t>(i)));
+  }
+  block->Close();
+  return block;
+}
+
+Outcome Passed() {
+  Outcome outcome;
+  outcome.verdict = Verdict::kPassed;
+  return outcome;
+}
+
+Outcome Lacking() {
+  Outcome outcome;
+  outcome.verdict = Verdict::kFailed;
+  outcome.note = "no answer";
+  outcome.lacksAnswer = true;
+  return outcome;
+}
+
+std::string NameOf(const Task& task) {
+  return std::string(task->line.substr(10));
+}
+
+// Returns all of the output that can be written now.
+std::string PrintAll(Dispatcher& dispatcher) {
+  std::string all;
+  bool isAll = false;
+  while (!isAll) {
+    std::string output;
+    std::string errors;
+    isAll = dispatcher.Print(output, errors);
+    all += output;
+  }
+  return all;
+}
+
+TEST(DispatcherTest, LinesComeOutInTheOrderOfTheInputWhoeverChecksThem) {
+  constexpr int kThreads = 8;
+  constexpr int kLines = 20000;
+  Dispatcher dispatcher(kThreads);
+  std::vector<std::thread> threads;
+  for (unsigned i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&dispatcher, i] {
+      Task task;
+      while (dispatcher.Exchange(i, task, Passed())) {
+      }
+    });
+  }
+  threads.emplace_back([&] {
+    for (int i = 0; i < kLines; i += 100) {
+      EXPECT_TRUE(dispatcher.Add(MakeBlock(static_cast<std::uint64_t>(i) + 1, 100)));
+    }
+    dispatcher.Close("");
+  });
+  std::string output;
+  bool isDone = false;
+  while (!isDone) {
+    isDone = dispatcher.Wait(1ms);
+    output += PrintAll(dispatcher);
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  std::string wanted;
+  for (int i = 1; i <= kLines; ++i) {
+    wanted += "a,1.1.1.1," + std::to_string(i) + ",passed\n";
+  }
+  EXPECT_EQ(output.substr(0, 1000), wanted.substr(0, 1000));
+  EXPECT_TRUE(output == wanted);
+  EXPECT_EQ(dispatcher.GetTotals().passed, static_cast<std::uint64_t>(kLines));
+}
+
+TEST(DispatcherTest, ACheckThatLacksAnAnswerIsMadeOnceMoreWhenOthersAreDone) {
+  Dispatcher dispatcher(1);
+  dispatcher.Add(MakeBlock(1, 2));
+  dispatcher.Close("");
+  Task task;
+  ASSERT_TRUE(dispatcher.Exchange(0, task, {}));
+  EXPECT_EQ(NameOf(task), "1");
+  ASSERT_TRUE(dispatcher.Exchange(0, task, Lacking()));
+  EXPECT_EQ(NameOf(task), "2");
+  ASSERT_TRUE(dispatcher.Exchange(0, task, Passed()));
+  EXPECT_EQ(NameOf(task), "1");
+  EXPECT_TRUE(task->firstBegin.has_value());
+  EXPECT_FALSE(dispatcher.Exchange(0, task, Lacking()));
+  std::string output;
+  std::string errors;
+  EXPECT_TRUE(dispatcher.Print(output, errors));
+  EXPECT_EQ(output, "a,1.1.1.1,1,failed\na,1.1.1.1,2,passed\n");
+  EXPECT_EQ(errors, "1,no answer,a,1.1.1.1,1\n");
+  EXPECT_EQ(dispatcher.GetTotals().doubtful, 1U);
+}
+
+TEST(DispatcherTest, OtherChecksWaitForARepetitionThatHasWaitedForASecond) {
+  Dispatcher dispatcher(4);
+  dispatcher.Add(MakeBlock(1, 10));
+  Task first;
+  ASSERT_TRUE(dispatcher.Exchange(0, first, {}));
+  ASSERT_TRUE(dispatcher.Exchange(0, first, Lacking()));
+  EXPECT_EQ(NameOf(first), "2");
+  std::this_thread::sleep_for(1100ms);
+  Task second;
+  ASSERT_TRUE(dispatcher.Exchange(1, second, {}));
+  EXPECT_EQ(NameOf(second), "1");
+  Task third;
+  ASSERT_TRUE(dispatcher.Exchange(2, third, {}));
+  EXPECT_EQ(NameOf(third), "3");
+}
+
+TEST(DispatcherTest, ARepetitionWaitsUntilHalfAsManyAreFresh) {
+  Dispatcher dispatcher(4);
+  dispatcher.Add(MakeBlock(1, 10));
+  Task tasks[4];
+  for (unsigned i = 0; i < 3; ++i) {
+    ASSERT_TRUE(dispatcher.Exchange(i, tasks[i], {}));
+  }
+  ASSERT_TRUE(dispatcher.Exchange(0, tasks[0], Lacking()));
+  std::this_thread::sleep_for(1100ms);
+  ASSERT_TRUE(dispatcher.Exchange(1, tasks[1], Passed()));
+  EXPECT_EQ(NameOf(tasks[1]), "1");  // those that began a second ago do not count
+  EXPECT_TRUE(tasks[1]->firstBegin.has_value());
+}
+
+TEST(DispatcherTest, ALossThatARepetitionProvesLowersTheNumberOfChecks) {
+  Dispatcher dispatcher(2);
+  dispatcher.Add(MakeBlock(1, 10));
+  Task one;
+  Task two;
+  ASSERT_TRUE(dispatcher.Exchange(0, one, {}));
+  ASSERT_TRUE(dispatcher.Exchange(0, one, Lacking()));
+  std::this_thread::sleep_for(1100ms);
+  ASSERT_TRUE(dispatcher.Exchange(0, one, Passed()));
+  EXPECT_EQ(NameOf(one), "1");
+  ASSERT_TRUE(dispatcher.Exchange(0, one, Passed()));  // now one at a time is allowed
+  std::thread other([&] { EXPECT_FALSE(dispatcher.Exchange(1, two, {})); });
+  std::this_thread::sleep_for(100ms);
+  EXPECT_FALSE(two.has_value());
+  dispatcher.End("");
+  other.join();
+}
+
+TEST(DispatcherTest, TheReaderWaitsWhileMuchIsNotStarted) {
+  Dispatcher dispatcher(1);
+  int added = 0;
+  std::thread reader([&] {
+    for (std::uint64_t i = 0; i < 100 && dispatcher.Add(MakeBlock(i * 1000 + 1, 1000)); ++i) {
+      ++added;
+    }
+  });
+  std::this_thread::sleep_for(200ms);
+  dispatcher.End("");
+  reader.join();
+  EXPECT_EQ(added, 66);  // 1000 lines weigh some 16,000 bytes
+}
+
+TEST(DispatcherTest, ThirtyTwoMebibytesAreHeldForASlowLine) {
+  Dispatcher dispatcher(2);
+  std::uint64_t added = 0;
+  std::thread reader([&] {
+    while (dispatcher.Add(MakeBlock(added * 1000 + 1, 1000))) {
+      ++added;
+    }
+  });
+  Task slow;
+  ASSERT_TRUE(dispatcher.Exchange(0, slow, {}));
+  std::thread checker([&] {
+    Task task;
+    while (dispatcher.Exchange(1, task, Passed())) {
+    }
+  });
+  std::string output;
+  std::string errors;
+  std::uint64_t before = 0;
+  do {
+    before = dispatcher.GetTotals().passed;
+    std::this_thread::sleep_for(500ms);
+    EXPECT_TRUE(dispatcher.Print(output, errors));
+  } while (dispatcher.GetTotals().passed != before);
+  EXPECT_EQ(output, "");
+  EXPECT_GT(before * 18, 32000000U);  // a line has 16 to 18 bytes
+  EXPECT_LT(before * 16, 34000000U);
+  dispatcher.End("");
+  reader.join();
+  checker.join();
+}
+
+TEST(DispatcherTest, TheFirstFaultIsKeptAndAllLinesBeforeItAreDone) {
+  Dispatcher dispatcher(1);
+  dispatcher.Add(MakeBlock(1, 1));
+  dispatcher.Close("cannot read");
+  Task task;
+  EXPECT_TRUE(dispatcher.Exchange(0, task, {}));
+  EXPECT_FALSE(dispatcher.Wait(0ms));
+  EXPECT_FALSE(dispatcher.Exchange(0, task, Passed()));
+  EXPECT_TRUE(dispatcher.Wait(0ms));
+  dispatcher.End("another");
+  EXPECT_EQ(dispatcher.GetFault(), "cannot read");
+}
+
+TEST(DispatcherTest, WhatIsFinishedAfterTheEndDoesNotCount) {
+  Dispatcher dispatcher(1);
+  dispatcher.Add(MakeBlock(1, 2));
+  Task task;
+  EXPECT_TRUE(dispatcher.Exchange(0, task, {}));
+  dispatcher.End("");
+  EXPECT_FALSE(dispatcher.Exchange(0, task, Passed()));
+  std::string output;
+  std::string errors;
+  EXPECT_TRUE(dispatcher.Print(output, errors));
+  EXPECT_EQ(output, "");
+  EXPECT_FALSE(dispatcher.Add(MakeBlock(3, 1)));
+}
+
+}  // namespace
