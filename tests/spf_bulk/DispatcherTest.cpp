@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -162,13 +163,16 @@ TEST(DispatcherTest, ALossThatARepetitionProvesLowersTheNumberOfChecks) {
 
 TEST(DispatcherTest, TheReaderWaitsWhileMuchIsNotStarted) {
   Dispatcher dispatcher(1);
-  int added = 0;
+  std::atomic<int> added{0};
   std::thread reader([&] {
     for (std::uint64_t i = 0; i < 100 && dispatcher.Add(MakeBlock(i * 1000 + 1, 1000)); ++i) {
       ++added;
     }
   });
-  std::this_thread::sleep_for(200ms);
+  for (int i = 0; i < 2000 && added < 66; ++i) {
+    std::this_thread::sleep_for(10ms);
+  }
+  std::this_thread::sleep_for(100ms);
   dispatcher.End("");
   reader.join();
   EXPECT_EQ(added, 66);  // 1000 lines weigh some 16,000 bytes

@@ -49,7 +49,7 @@ TEST(MessageMemoryTest, ThreadsMayShareIt) {
   std::vector<std::jthread> threads;
   for (int thread = 0; thread < 4; ++thread) {
     threads.emplace_back([&memory, thread] {
-      for (int i = 0; i < 5000; ++i) {
+      for (std::size_t i = 0; i < MessageMemory::kMaxMessages / 4; ++i) {
         const std::string name = std::to_string(thread) + "." + std::to_string(i);
         memory.Keep(name, {name, "DUNNO"});
         EXPECT_EQ(ActionOf(memory, name), name + ": DUNNO");

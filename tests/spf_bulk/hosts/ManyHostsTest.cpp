@@ -44,7 +44,7 @@ class ManyHostsTest : public testing::Test {
     m_directory.Write("senders.csv", input);
     m_directory.Write("hosts", "127.0.0.11\n127.0.0.12\n127.0.0.13\n");
     std::string cut = ReadBlock("cut-list");
-    cut.replace(cut.find("l/16"), 4, "l/6");  // more take long
+    cut.replace(cut.find("l/16"), 4, "l/4");  // more take long
     m_directory.Write("cut-list", cut);
     m_directory.Write("check-on-hosts", ReadBlock("check-on-hosts"));
     m_directory.Write("join-results", ReadBlock("join-results"));
