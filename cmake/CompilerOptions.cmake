@@ -1,6 +1,5 @@
-# What every target of the project is compiled and linked with: warnings and sanitizers, by
-# spfcheck_options; those that are delivered take spfcheck_hardened, which brings these and hardening.
-# Neither is handed on to those who use the libraries.
+# Defines spfcheck_options, the warnings and sanitizers of every target, and spfcheck_hardened, which
+# adds hardening for the targets that are delivered. Users of the libraries inherit neither.
 
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
@@ -15,14 +14,14 @@ target_link_libraries(spfcheck_hardened INTERFACE spfcheck_options)
 target_compile_options(spfcheck_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wnon-virtual-dtor
   -Woverloaded-virtual
-  # Assertion texts name a source by its path from the repository's root.
+  # Assertion texts name a source by its path relative to the repository's root.
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 if(SPFCHECK_WARNINGS_AS_ERRORS)
   target_compile_options(spfcheck_options INTERFACE -Werror)
 endif()
 
-# So that a program can leave out what it does not need of a library.
+# A program can leave out the parts of a library that it does not need.
 target_compile_options(spfcheck_hardened INTERFACE -ffunction-sections -fdata-sections)
 
 if(SPFCHECK_COVERAGE)
@@ -34,11 +33,11 @@ if(SPFCHECK_SANITIZE)
   target_compile_options(spfcheck_options INTERFACE
     -fsanitize=${SPFCHECK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(spfcheck_options INTERFACE -fsanitize=${SPFCHECK_SANITIZE})
-  # With sanitizers g++ 12 takes parts of the standard library's <regex> for uninitialized.
+  # With sanitizers, g++ 12 reports parts of the standard library's <regex> as uninitialized.
   target_compile_options(spfcheck_options INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 else()
-  # Hardened as Debian hardens its packages. Sanitizers bring checks of their own instead.
+  # Hardens as Debian does for its packages. Sanitizers have checks of their own instead.
   target_compile_options(spfcheck_hardened INTERFACE -fstack-protector-strong)
   foreach(flag -fstack-clash-protection -fcf-protection)
     string(MAKE_C_IDENTIFIER "has${flag}" has_flag)
@@ -47,7 +46,7 @@ else()
       target_compile_options(spfcheck_hardened INTERFACE ${flag})
     endif()
   endforeach()
-  # _FORTIFY_SOURCE works in optimized code only.
+  # _FORTIFY_SOURCE works only in optimized code.
   target_compile_options(spfcheck_hardened INTERFACE
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
     $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)

@@ -1,10 +1,10 @@
-# Installs the libraries, and what programs on them are built with. Each component of an installation
-# has the name of the Debian package that is made of it (packaging/control).
+# Installs the libraries with their headers and package files. Each component of an installation is
+# named after the Debian package that is made from it (packaging/control).
 
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
-# While the major version is 0 each minor one may break callers.
+# While the major version is 0, each minor version may break callers.
 set(abi_version ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 
 foreach(directory CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
@@ -14,7 +14,7 @@ foreach(directory CMAKE_INSTALL_INCLUDEDIR CMAKE_INSTALL_LIBDIR)
   endif()
 endforeach()
 
-# install_pkgconfig(TARGET): what pkg-config reads. The prefix is known when it is installed.
+# install_pkgconfig(TARGET): installs the file for pkg-config. Only the installation knows the prefix.
 function(install_pkgconfig target)
   set(prefix @CMAKE_INSTALL_PREFIX@)
   set(template ${PROJECT_BINARY_DIR}/${target}.pc.in)
@@ -27,8 +27,8 @@ function(install_pkgconfig target)
     COMPONENT libfwk-dev)
 endfunction()
 
-# install_library(TARGET HEADER...): the library and its headers, which keep their paths from the
-# repository's root.
+# install_library(TARGET HEADER...): installs the library and its headers, which keep their paths
+# relative to the repository's root.
 function(install_library target)
   list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/)
   target_sources(${target} PUBLIC

@@ -1,4 +1,4 @@
-# Installs the programs, and the pages and documents of programs and libraries.
+# Installs the programs, and the manual pages and documents of programs and libraries.
 
 install(TARGETS spfcheck spf-may-send spf-bulk COMPONENT spfcheck)
 install(TARGETS spf-policyd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT spf-policyd)
@@ -19,7 +19,7 @@ install(FILES ${PROJECT_BINARY_DIR}/man/spf-policyd.conf.5
 install(FILES ${PROJECT_BINARY_DIR}/man/fwk.3
   DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT libfwk-dev)
 
-# The documents of both packages stand as in the checkout, so that links between them work.
+# The documents of both packages are placed as in the checkout, so that links between them work.
 set(documents ${CMAKE_INSTALL_DATADIR}/doc/spfcheck)
 install(FILES CHANGELOG.md SECURITY.md DESTINATION ${documents} COMPONENT spfcheck)
 install(FILES docs/bulk.md DESTINATION ${documents}/docs COMPONENT spfcheck)

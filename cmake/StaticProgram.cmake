@@ -1,6 +1,5 @@
-# link_statically(TARGET): without a loader, and with what it does not need left out, a short program
-# starts in far less time. Sanitizers and shared libraries need the loader, so their builds stay as
-# they are.
+# link_statically(TARGET): links a program without a loader and without unused parts, so that it starts
+# in far less time. Does nothing for sanitizers and shared libraries, which need the loader.
 
 include(CheckSourceRuns)
 
@@ -11,7 +10,7 @@ function(link_statically target)
   set_property(TARGET ${target} PROPERTY POSITION_INDEPENDENT_CODE) # it would link by -pie
   target_compile_options(${target} PRIVATE -fPIE)
   target_link_options(${target} PRIVATE -static-pie LINKER:--gc-sections)
-  # The linker alone does not do: the C library must unpack them when the program starts.
+  # The linker alone is not enough: the C library must unpack them when the program starts.
   set(CMAKE_REQUIRED_LINK_OPTIONS -static-pie LINKER:-z,pack-relative-relocs)
   check_source_runs(CXX "
     int number = 0;

@@ -1,7 +1,7 @@
 // Asks DNS blocklists about an IPv4 address and prints one line for each:
 //   blocklist ADDRESS ZONE...
 //
-// Built and run where libfwk-dev is installed:
+// Build and run it where libfwk-dev is installed:
 //   c++ -std=c++20 blocklist.cpp -o blocklist $(pkg-config --cflags --libs fwk)
 //   ./blocklist 192.0.2.2 lists.example.org
 

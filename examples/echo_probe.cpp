@@ -1,10 +1,10 @@
-// Tells how long a datagram takes to an echo server and back:
+// Prints how long a datagram takes to an echo server and back:
 //   echo_probe ADDRESS PORT
 //
-// Built and run where libfwk-dev is installed:
+// Build and run it where libfwk-dev is installed:
 //   c++ -std=c++20 echo_probe.cpp -o echo_probe $(pkg-config --cflags --libs fwk)
 //   ./echo_probe 127.0.0.1 7007
-// The last line needs an echo_server 7007.
+// The last line needs a running `echo_server 7007`.
 
 #include <chrono>
 #include <cstdio>

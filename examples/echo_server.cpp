@@ -1,7 +1,7 @@
 // Echoes datagrams, and prints them, until SIGTERM or SIGINT:
 //   echo_server PORT
 //
-// Built and run where libfwk-dev is installed:
+// Build and run it where libfwk-dev is installed:
 //   c++ -std=c++20 echo_server.cpp -o echo_server $(pkg-config --cflags --libs fwk)
 //   ./echo_server 7007
 
@@ -16,11 +16,11 @@
 
 namespace {
 
-constexpr int kPollMs = 200;  // how long a signal may have to wait
+constexpr int kPollMs = 200;  // the longest delay of a signal
 
 volatile std::sig_atomic_t stopped = 0;
 
-// Whether text is a port: Listen would take the text "abc" for the port 0, which means any.
+// Returns whether `text` is a port. Listen would read "abc" as port 0, which means any port.
 bool IsPort(const std::string& text) {
   const int port = text.size() <= 5 ? StringToIntOr(text, 0) : 0;
   return port >= 1 && port <= 65535;
@@ -30,7 +30,7 @@ void Stop(int /*signal*/) {
   stopped = 1;
 }
 
-// Without SA_RESTART, so that the signal ends a wait.
+// Calls Stop on `signal`, without SA_RESTART, so that the signal ends a wait.
 void StopOn(int signal) {
   struct sigaction action {};
   action.sa_handler = Stop;
@@ -45,7 +45,7 @@ class EchoServer : public UDPSocket {
     while (stopped == 0) {
       try {
         Echo();
-      } catch (const UDPSocketTimeoutException&) {  // nothing came: look at the signals
+      } catch (const UDPSocketTimeoutException&) {  // nothing came: check for a signal
       } catch (const StdException& e) {
         if (stopped == 0) {
           std::fprintf(stderr, "echo_server: %s\n", e.what());

@@ -1,13 +1,13 @@
-// A daemon in miniature: reads /etc/NAME.conf, logs what it found and what its workers do, from a
-// thread for the log, and ends:
+// Shows a daemon in miniature: it reads /etc/NAME.conf, logs its settings and the work of its
+// workers from a thread of the log's own, and ends:
 //   greylog NAME VERSION
 //
-// Built and run where libfwk-dev is installed:
+// Build and run it where libfwk-dev is installed:
 //   c++ -std=c++20 greylog.cpp -o greylog $(pkg-config --cflags --libs fwk)
 //   ./greylog GreyLog 1.0
 //
-// The log is current.log in the directory that the configuration names by a line "logging=.../",
-// or else in /var/log/NAME/ (NAME in lower case), which must exist.
+// The log is current.log in the directory of the configuration's line "logging=.../", or else in
+// /var/log/NAME/ (NAME in lower case). The directory must exist.
 
 #include <chrono>
 #include <cstdio>
@@ -43,7 +43,7 @@ void RunWorkers() {
   }
 }
 
-// Logs the environment. Throws where the log file did not grow by it, which the logger never tells.
+// Logs the environment. Throws if the log file did not grow, because the logger reports no failure.
 void ShowEnvironment() {
   const std::string path = Environment::m_logging + "current.log";
   const bool wanted = !Environment::m_logging.empty() && Environment::m_logLevel <= fwk::Info;
@@ -67,7 +67,7 @@ int main(int argc, char* argv[]) {
     ShowEnvironment();
     fwk::Logger::StartAsync();
     RunWorkers();
-    fwk::Logger::Drain(10s);  // StopAsync drops what is not written yet
+    fwk::Logger::Drain(10s);  // StopAsync drops lines that are not written yet
     fwk::Logger::StopAsync();
     fwk::Logger::Log(fwk::Info, "%s ends", Environment::PRODUCT_NAME.c_str());
   } catch (const std::exception& e) {

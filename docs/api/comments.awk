@@ -1,14 +1,14 @@
-# Makes Doxygen comments of the plain ones in a header, and prints it with them.
+# Prints a header with its plain comments turned into Doxygen comments.
 #
-#   - The comment at the top documents the file, the class of its name and, behind their own, all
-#     other classes.
-#   - A comment above declarations documents each of them, up to the next blank line, but those
-#     further down that are destructors or deleted; one behind a declaration documents that, too,
-#     and one behind an include nothing.
-#   - Indented lines stay as they are written; in all others no character is special.
+#   - The comment at the top documents the file, the class of its name and, after their own comments,
+#     all other classes.
+#   - A comment above declarations documents each of them up to the next blank line, except destructors
+#     and deleted functions further down. A comment after a declaration documents it, too; one after an
+#     include documents nothing.
+#   - Indented lines are kept verbatim; in other lines no character is special.
 #
-# It relies on the sources' format: what continues a declaration is indented deeper than its start.
-# Lines in Doxygen's warnings are those of what is printed here.
+# It relies on the sources' format: the continuation of a declaration is indented deeper than its start.
+# Line numbers in Doxygen's warnings are those of the output.
 
 function indent(line) { return match(line, /[^ ]/) }
 
