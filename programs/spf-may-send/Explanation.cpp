@@ -40,7 +40,7 @@ void Explanation::OnRecord(const std::string& record) {
   ReadRecord& place = *m_levels.back().record;
   place.text = record;
   for (const std::string& term : SplitSPFRecord(record)) {
-    if (term.find_first_not_of("\n\r\t") != std::string::npos) {  // else it is skipped
+    if (term.find_first_not_of("\n\r\t") != std::string::npos) {  // otherwise it is skipped
       place.terms.emplace_back().text = term;
     }
   }

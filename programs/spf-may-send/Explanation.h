@@ -1,4 +1,4 @@
-// Explanation watches a check and keeps the tree of the records that it reads.
+// Explanation observes a check and keeps the tree of the records that it reads.
 //
 // One thread at a time; nothing blocks.
 
@@ -14,10 +14,10 @@
 
 class Explanation : public CheckObserver {
  public:
-  // Ends the records that the check was reading when it ended, if there are any.
+  // Closes the records that the check was still reading when it ended.
   void Finish();
 
-  // Returns the record of the domain that was checked; null when the check did not begin.
+  // Returns the record of the checked domain; null if the check did not begin.
   const ReadRecord* GetRecord() const { return m_record.get(); }
 
   void OnCheck(const std::string& domain) override;
@@ -35,12 +35,12 @@ class Explanation : public CheckObserver {
   struct Level {
     ReadRecord* record = nullptr;
     Clock::time_point begin{};
-    std::size_t reached = 0;  // terms
-    bool isAtTerm = false;    // false: at one of blanks alone
+    std::size_t reached = 0;  // number of terms
+    bool isAtTerm = false;    // false: at a term of white space only
   };
 
   void Close();
 
   std::unique_ptr<ReadRecord> m_record;
-  std::vector<Level> m_levels;  // the innermost last
+  std::vector<Level> m_levels;  // the innermost is the last
 };

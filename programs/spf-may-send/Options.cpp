@@ -19,7 +19,7 @@ constexpr std::size_t kLongestQuote = 80;       // characters of an argument in 
 constexpr double kShortestTime = 0.001;         // seconds
 constexpr double kLongestTime = 24 * 60 * 60.;  // seconds
 
-// "+": no permutation; ":": messages of the program's own.
+// "+" stops at the first argument that is not an option; ":" leaves messages to this program.
 constexpr char kShortOptions[] = "+:t:s:r:eqhV";
 
 constexpr option kLongOptions[] = {{"time-limit", required_argument, nullptr, 't'},
@@ -35,8 +35,8 @@ std::string Quote(std::string_view text) {
   return ToPrintable(text, kLongestQuote);
 }
 
-// Returns what is wrong with an option that getopt_long did not take. `word`: the argument before
-// the next one to be read.
+// Describes an option that getopt_long rejected with `fault`. `word`: the argument before the next
+// one to be read.
 std::string DescribeFault(int fault, const std::string& word) {
   if (fault == ':') {
     return "a value is missing after " + Quote(word);
@@ -120,7 +120,7 @@ void Options::TakeArguments(const std::vector<std::string>& arguments) {
   m_sender = arguments[1];
 }
 
-// A record without quotes makes arguments of its terms.
+// Throws `fault`, with a hint if the terms of a record without quotes became arguments.
 void Options::Refuse(const std::string& fault) const {
   const bool isCut = m_record && IsSPFRecord(*m_record) && m_record->find(' ') == std::string::npos;
   throw std::invalid_argument(isCut ? fault + "; a record is written in quotes" : fault);

@@ -1,6 +1,6 @@
-// Options is what the command line of spf-may-send asks for.
+// Options has what the command line of spf-may-send asks for.
 //
-// A value type; one thread at a time makes one, as getopt_long keeps state of the process.
+// A value type. Only one thread at a time may make one: getopt_long has process-wide state.
 
 #pragma once
 
@@ -13,9 +13,9 @@ class Options {
  public:
   enum class Action { kCheck, kHelp, kVersion };
 
-  // Reads the arguments of main(). Options end at the first argument that is none, so that nothing
-  // after the client's address, which a stranger may choose, is taken for an option. Throws
-  // std::invalid_argument with a text for the user, in printable ASCII, for wrong use.
+  // Reads the arguments of main(). Options end at the first argument that is not one, so that text
+  // after the client's address, which a stranger may choose, is never taken for an option. Throws
+  // std::invalid_argument for wrong use, with a text for the user in printable ASCII.
   Options(int count, char* arguments[]);
 
   Action GetAction() const { return m_action; }
@@ -26,13 +26,13 @@ class Options {
   // Returns the name server to ask, a dotted quad; empty for the system's.
   const std::string& GetServer() const { return m_server; }
 
-  // Returns the record to evaluate in place of the published one.
+  // Returns the record to evaluate instead of the published one.
   const std::optional<std::string>& GetRecord() const { return m_record; }
 
   bool IsExplained() const { return m_isExplained; }
   bool IsQuiet() const { return m_isQuiet; }
 
-  // Return the two arguments, which are not checked.
+  // Return the arguments, unchecked.
   const std::string& GetAddress() const { return m_address; }
   const std::string& GetSender() const { return m_sender; }
 

@@ -10,7 +10,7 @@ bool ReadRecord::IsRead() const {
   return text && (!lookUp || lookUp->outcome == LookUp::Outcome::kAnswered);
 }
 
-// RFC 7208, sections 5.1 and 6.1: after an `all` no mechanism counts, and beside one no redirect.
+// An `all` disables the mechanisms after it and any redirect (RFC 7208, sections 5.1 and 6.1).
 ReadRecord::Count ReadRecord::CountLookUps() const {
   const auto isAll = [](const Term& term) { return SPFTerm(term.text).GetKind() == Kind::kAll; };
   const auto all = std::ranges::find_if(terms, isAll);

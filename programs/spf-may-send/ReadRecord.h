@@ -1,5 +1,4 @@
-// ReadRecord is a record that a check has read, or tried to, with all that the check found out
-// below it: a tree.
+// ReadRecord is a record that a check has read, or tried to read, and the tree of records below it.
 //
 // A value type; nothing blocks.
 
@@ -20,24 +19,24 @@ struct ReadRecord {
     std::string text;
     State state = State::kNotReached;
     std::optional<LookUp> lookUp;        // of the term's addresses
-    std::unique_ptr<ReadRecord> record;  // of the domain that is included or redirected to
+    std::unique_ptr<ReadRecord> record;  // of the included or redirect domain
   };
 
   std::string domain;
-  std::chrono::milliseconds time{0};  // with all below it
-  bool isTooDeep = false;             // and so was not read
+  std::chrono::milliseconds time{0};  // including the records below it
+  bool isTooDeep = false;             // nested too deep, so not read
   std::optional<LookUp> lookUp;       // of the record, unless it was given
-  std::optional<std::string> text;    // empty where there is none; not there when it was not read
+  std::optional<std::string> text;    // empty: no record; no value: not read
   std::vector<Term> terms;
 
-  // Returns whether the record is known, or that there is none.
+  // Returns whether it is known what the record is, or that there is none.
   bool IsRead() const;
 
-  // The terms that RFC 7208, section 4.6.4, lets other receivers count while they evaluate the
-  // record for a client that none matches.
+  // The number of terms that other receivers count (RFC 7208, section 4.6.4) when they evaluate the
+  // record for a client that no term matches.
   struct Count {
     int terms = 0;
-    bool isComplete = true;  // false: more may be in records that were not read
+    bool isComplete = true;  // false: records that were not read may have more
   };
   Count CountLookUps() const;
 };

@@ -14,8 +14,8 @@ namespace {
 using Kind = SPFTerm::Kind;
 using Term = ReadRecord::Term;
 
-constexpr std::size_t kLongestText = 5000;  // characters; more than a record from DNS makes
-constexpr std::size_t kOutcomeWidth = 15;   // of the column before the terms
+constexpr std::size_t kLongestText = 5000;  // characters, more than a record from DNS has
+constexpr std::size_t kOutcomeWidth = 15;   // characters of the column before the terms
 constexpr std::size_t kIndentation = 2;
 constexpr int kAllowedTerms = 10;  // RFC 7208, section 4.6.4
 
@@ -23,7 +23,7 @@ std::string Printable(const std::string& text) {
   return ToPrintable(text, kLongestText);
 }
 
-// RFC 1035, section 4.1.1.
+// Names an error code as RFC 1035, section 4.1.1, does.
 std::string DescribeErrorCode(std::uint8_t code) {
   constexpr std::array kNames = {"",           "format error",    "server failure",
                                  "name error", "not implemented", "refused"};
@@ -31,7 +31,7 @@ std::string DescribeErrorCode(std::uint8_t code) {
   return code < kNames.size() ? number + " (" + kNames[code] + ")" : number;
 }
 
-// Returns what came of a look-up; empty where it was answered in full.
+// Returns why a look-up failed; empty if it was answered in full.
 std::string DescribeFailure(const LookUp& lookUp) {
   switch (lookUp.outcome) {
     case LookUp::Outcome::kAnswered:
@@ -63,7 +63,7 @@ std::string DescribeAddresses(const LookUp& lookUp) {
   return "A " + Printable(lookUp.domain) + ": " + (text.empty() ? "no address" : text);
 }
 
-// Returns what the check took for the record, after what is wrong with it.
+// Returns the text that the check evaluated, after what is wrong with the record.
 std::string DescribeText(const ReadRecord& record) {
   if (record.isTooDeep) {
     return "not read, nested too deep";
@@ -82,14 +82,14 @@ std::string DescribeText(const ReadRecord& record) {
                            : failure + ", taken for " + text;
 }
 
-// Returns whether an answer that the term, or one below it, needs did not come.
+// Returns whether the term, or one below it, lacks an answer.
 bool HasFailed(const Term& term) {
   const ReadRecord* const below = term.record.get();
   return (term.lookUp && term.lookUp->outcome != LookUp::Outcome::kAnswered) ||
          (below != nullptr && (!below->IsRead() || std::ranges::any_of(below->terms, HasFailed)));
 }
 
-// Returns what became of a term that is not the version.
+// Returns the outcome of a term other than the version.
 const char* DescribeOutcome(const Term& term, in_addr_t client) {
   const SPFTerm parsed(term.text);
   if (term.state == Term::State::kNotReached) {
@@ -115,7 +115,8 @@ const char* DescribeOutcome(const Term& term, in_addr_t client) {
                                                                                 : "no match";
 }
 
-// Returns whether a term has a record to read that the check does not read again.
+// Returns whether a term includes, or redirects to, the domain of its own record, which is not read
+// again.
 bool IsOfOwnDomain(const Term& term) {
   const SPFTerm parsed(term.text);
   return term.state == Term::State::kPassedOver && parsed.IsEvaluated() &&

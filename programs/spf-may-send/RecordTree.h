@@ -1,4 +1,4 @@
-// The tree of the records that a check has read, as text for --explain.
+// Prints the tree of the records that a check has read, for --explain.
 //
 // Any thread may call; nothing blocks.
 
@@ -10,6 +10,6 @@
 
 #include "programs/spf-may-send/ReadRecord.h"
 
-// Returns lines of printable ASCII, each with a line feed: the records and terms of the check of
-// `client`, then how many terms other receivers count.
+// Returns lines of printable ASCII, each ending with a line feed: the records and terms of the
+// check of `client`, then the number of terms that other receivers count.
 std::string DescribeTree(const ReadRecord& record, in_addr_t client);

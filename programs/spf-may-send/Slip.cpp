@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::size_t kLongestQuote = 80;  // characters of an argument in an advice
+constexpr std::size_t kLongestQuote = 80;  // characters of an argument in the text
 
 std::string Quote(std::string_view text) {
   return ToPrintable(text, kLongestQuote);
@@ -29,7 +29,7 @@ bool IsNumeric(const std::string& text) {
   return text.find_first_not_of("0123456789.") == std::string::npos;
 }
 
-// Returns the one dotted quad that `text` has among other characters; empty if there is none.
+// Returns the only dotted quad in `text`; empty if there is none or more than one.
 std::string AddressWithin(const std::string& text) {
   std::string found;
   std::size_t at = 0;

@@ -1,4 +1,4 @@
-// spf-may-send: tells a script whether a host may send mail for a domain, and an administrator why.
+// spf-may-send: tells scripts whether a host may send mail for a domain, and administrators why.
 //
 // The verdict is the exit status and, with its reason, the first line of standard output.
 
@@ -31,8 +31,7 @@ namespace {
 
 enum Status { kPassed = 0, kFailed = 1, kWrongUse = 2, kNone = 3, kNoVerdict = 4 };
 
-// As many as a record that keeps to RFC 7208 needs, 11, and some more to show by how many another
-// one does not.
+// A record that keeps to RFC 7208 needs at most 11. More of them show how far a record exceeds that.
 constexpr std::uint32_t kLookUps = 20;
 
 constexpr std::size_t kLongestServer = 80;  // characters in a reason
@@ -70,7 +69,7 @@ void Complain(const std::string& text) {
   std::fprintf(stderr, "spf-may-send: %s\n", text.c_str());
 }
 
-// Returns `status`, if `text` reaches standard output.
+// Prints `text`. Returns `status`, or kWrongUse if standard output cannot be written.
 int Print(const std::string& text, Status status) {
   const bool isWritten = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
   if (!isWritten || std::fclose(stdout) != 0) {
@@ -79,13 +78,14 @@ int Print(const std::string& text, Status status) {
   }
   return status;
 }
-// Returns whether the name server that was asked is one that can be asked, as the look-ups read it.
+
+// Returns whether look-ups can be sent to the name server, whose text they read by inet_addr.
 bool HasServer() {
   const in_addr_t address = inet_addr(dns_servers.c_str());
   return address != INADDR_ANY && address != INADDR_NONE;
 }
 
-// Returns which name server was asked, and what to do where there is none.
+// Returns which name server was asked, and what to do if there is none.
 std::string DescribeServer() {
   const std::string server = ToPrintable(dns_servers, kLongestServer);
   return HasServer() ? "the name server is " + server
@@ -150,7 +150,7 @@ int Run(const Options& options) {
 
 int main(int argc, char* argv[]) {
   fwk::Logger::Init("", fwk::Error, false, false);  // no log
-  std::signal(SIGPIPE, SIG_IGN);                    // a pipe that nobody reads is an error, too
+  std::signal(SIGPIPE, SIG_IGN);                    // a pipe without a reader becomes an error
   try {
     return Run(Options(argc, argv));
   } catch (const std::invalid_argument& e) {

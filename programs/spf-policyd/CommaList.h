@@ -1,4 +1,4 @@
-// Lists as settings have them.
+// Reads the lists in settings.
 //
 // Any thread may call; nothing blocks.
 
@@ -7,6 +7,6 @@
 #include <string>
 #include <vector>
 
-// Returns the items of `text`, which commas separate, without the blanks around them. An empty text
-// has none. Throws a StdException for an empty item.
+// Returns the items of `text`, which are separated by commas, without the blanks around them; none
+// for an empty text. Throws a StdException for an empty item.
 std::vector<std::string> SplitCommaList(const std::string& text);

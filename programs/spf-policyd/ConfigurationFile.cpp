@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::size_t kTooLong = 1024;  // characters of a line, of which the reader keeps as many
+constexpr std::size_t kTooLong = 1024;  // characters of a line; Config cuts a longer one
 
 }  // namespace
 

@@ -1,6 +1,6 @@
-// DomainList is a set of domains, of which each may stand for all below it, too.
+// DomainList is a set of domains; each may include all domains below it.
 //
-// A value type that never changes: any thread may ask.
+// An immutable value type: any thread may use it.
 
 #pragma once
 
@@ -9,11 +9,11 @@
 
 class DomainList {
  public:
-  // Reads domains separated by commas; ".example.org" is example.org and all domains below it.
-  // Throws a StdException that names the one that is not a domain.
+  // Reads domains separated by commas; ".example.org" means example.org and all domains below it.
+  // Throws a StdException that names an item that is not a domain.
   explicit DomainList(const std::string& text);
 
-  // Returns whether the list has `domain`, in whatever case it is written.
+  // Returns whether the list has `domain`, regardless of case.
   bool Has(const std::string& domain) const;
 
   // Returns the domains, in lower case and without a leading dot.

@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::string_view kUnix = "unix:";
 
-// A stream socket that is closed again unless it is given away.
+// Owns a stream socket, and closes it unless it is released.
 class Listener : public Socket {
  public:
   Listener(int family, const std::string& name) : Socket(0, 0), m_name(name) {

@@ -1,7 +1,7 @@
-// MessageMemory remembers what was answered for the first recipient of a message, so that its other
-// recipients get an answer that fits, on whatever connection they come.
+// MessageMemory remembers the answer for the first recipient of a message, so that its other
+// recipients get a consistent answer, even on other connections.
 //
-// What it keeps is bounded: beyond kMaxMessages it forgets the oldest. Any thread may use it.
+// Beyond kMaxMessages it forgets the oldest message. Any thread may use it.
 
 #pragma once
 
@@ -20,13 +20,13 @@ class MessageMemory {
 
   struct Answer {
     std::string recipient;  // the first one
-    std::string action;     // what it was answered
+    std::string action;     // the answer for it
   };
 
-  // Returns what was remembered of a message, if anything was.
+  // Returns the answer for `message`, if one is remembered.
   std::optional<Answer> Find(const std::string& message) const;
 
-  // Remembers `answer` for `message`, unless there is one already. An empty name is no message.
+  // Remembers `answer` for `message`, unless it has one already. Ignores an empty name.
   void Keep(const std::string& message, const Answer& answer);
 
  private:

@@ -14,7 +14,7 @@ int BitsOf(int family) {
   return family == AF_INET ? 32 : 128;
 }
 
-// Returns the number that `text` is, or -1.
+// Returns `text` as a number, or -1 if it is not one.
 int ReadPrefix(const std::string& text, int limit) {
   const bool isNumber = !text.empty() && text.size() <= 3 &&
                         std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });

@@ -1,6 +1,6 @@
 // NetworkList is a set of IPv4 and IPv6 networks.
 //
-// A value type that never changes: any thread may ask.
+// An immutable value type: any thread may use it.
 
 #pragma once
 
@@ -10,12 +10,12 @@
 
 class NetworkList {
  public:
-  // Reads networks as "192.0.2.0/24", or "192.0.2.7" for a single host, separated by commas. Throws
-  // a StdException that names the one that is not a network; one is not when a bit after its
-  // prefix is set.
+  // Reads networks such as "192.0.2.0/24", or "192.0.2.7" for a single host, separated by commas.
+  // Throws a StdException that names an item that is not a network, or has a bit set after its
+  // prefix.
   explicit NetworkList(const std::string& text);
 
-  // Returns whether a network has `address`; false for a text that is not an address.
+  // Returns whether a network contains `address`; false for a text that is not an address.
   bool Has(const std::string& address) const;
 
  private:

@@ -8,11 +8,11 @@
 
 namespace {
 
-// What registries of countries put between a name and the country.
+// The labels that registries of countries put between a name and the country.
 constexpr std::string_view kRegistries[] = {"ac", "co",  "com", "edu", "gov",
                                             "ne", "net", "or",  "org"};
 
-// Returns where the label before the one at `begin` begins; 0 where there is none.
+// Returns where the label before the one at `begin` begins; 0 if there is none.
 std::size_t LabelBefore(const std::string& name, std::size_t begin) {
   const std::size_t dot = begin < 2 ? std::string::npos : name.rfind('.', begin - 2);
   return dot == std::string::npos ? 0 : dot + 1;

@@ -1,7 +1,7 @@
-// Places limits how many checks are under way, and keeps one client or one domain from taking all
-// of them: while less than half of them are free, none may hold more than a tenth. A domain counts
-// together with all of its subdomains, as its last two labels, or the last three where the two
-// belong to a registry, as "co.uk" does.
+// Places limits the number of checks under way, and the share of each client and each domain: while
+// less than half of the places are free, none may have more than a tenth of them. A domain counts
+// together with its subdomains, by its last two labels, or by the last three if the two belong to a
+// registry, such as "co.uk".
 //
 // Any thread may use it.
 
@@ -17,7 +17,7 @@
 
 class Places {
  public:
-  // A place that is held while this object exists; the Places must outlive it.
+  // Holds a place while this object exists; the Places must outlive it.
   class Place {
    public:
     Place(Places& places, std::string client, std::string domain);
@@ -34,14 +34,14 @@ class Places {
 
   explicit Places(std::size_t count);
 
-  // Returns a place for a check of `client` and `domain`, or nothing when there is none for them.
-  // `isExempt`: the domain's share is not limited, nor that of the client that names it.
+  // Returns a place for a check of `client` and `domain`, or nothing if there is none for them.
+  // `isExempt`: neither the share of the domain nor that of the client is limited.
   std::optional<Place> Take(const std::string& client, const std::string& domain, bool isExempt);
 
-  // Returns how many places are held.
+  // Returns the number of places that are held.
   std::size_t GetTaken() const;
 
-  // Returns the domain that the share of `domain` counts for.
+  // Returns the domain whose share includes `domain`.
   static std::string GroupOf(const std::string& domain);
 
  private:

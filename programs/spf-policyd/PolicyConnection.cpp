@@ -61,7 +61,7 @@ bool PolicyConnection::Take(const char* bytes, std::size_t count, const Answer& 
 
 bool PolicyConnection::Send(const std::string& action) const {
   const std::string text = "action=" + action + "\n\n";
-  // A peer that has gone is no SIGPIPE; nobody waits for one that does not read.
+  // A closed peer must not raise SIGPIPE; a peer that does not read must not block.
   const ssize_t sent = send(m_descriptor, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
   pollfd event{m_descriptor, POLLRDHUP, 0};
   return sent == static_cast<ssize_t>(text.size()) && poll(&event, 1, 0) == 0;

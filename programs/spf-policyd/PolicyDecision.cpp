@@ -14,9 +14,9 @@ namespace {
 
 constexpr char kRefusal[] = "550 5.7.23 ";
 constexpr std::size_t kLongestInstance = 100;
-constexpr std::size_t kLongestAddress = 45;  // an IPv6 one that ends as an IPv4 one does
+constexpr std::size_t kLongestAddress = 45;  // an IPv6 address whose end is written as an IPv4 one
 
-// Returns the domain that a mail is checked for; empty where there is none.
+// Returns the domain to check; empty if there is none.
 std::string DomainOf(const PolicyRequest& request) {
   const std::string sender = request.Get("sender");
   return SenderCheck::DomainOf(sender.empty() ? request.Get("helo_name") : sender);
@@ -70,14 +70,14 @@ void PolicyDecision::Decide() {
   Act(address, domain, isNamed);
 }
 
-// Returns whether another recipient of the message has had an answer that decides this one's.
+// Returns whether the answer for another recipient of the message decides this one.
 bool PolicyDecision::DecideByMemory(bool isNamed) {
   const std::optional<MessageMemory::Answer> answer = m_memory.Find(MessageName());
   const bool isRefused = answer && answer->action.starts_with(kRefusal);
   if (!answer || (isRefused && !isNamed)) {
     return false;
   }
-  // Postfix repeats a request whose answer it did not get.
+  // Postfix repeats a request if it did not get the answer.
   if (isRefused || answer->recipient == Digest(m_request.Get("recipient"))) {
     m_action = answer->action;
   }
@@ -86,7 +86,7 @@ bool PolicyDecision::DecideByMemory(bool isNamed) {
   return true;
 }
 
-// What was answered on trial is no answer for later: no header was added.
+// Returns a name for the message. Answers on trial are kept apart: they added no header.
 std::string PolicyDecision::MessageName() const {
   const std::string instance = m_request.Get("instance");
   if (instance.empty() || instance.size() > kLongestInstance) {
@@ -115,7 +115,7 @@ void PolicyDecision::Check(const std::string& address, const std::string& domain
   Try(address, domain, end);
 }
 
-// Returns whether another try would be of no use.
+// Checks once. Returns whether another try would be useless.
 bool PolicyDecision::Try(const std::string& address, const std::string& domain,
                          steady_clock::time_point deadline) {
   const SenderCheck check(address, domain, std::nullopt,

@@ -1,19 +1,11 @@
-// PolicyDecision decides what Postfix is to do with a mail. Its action is one of these:
+// PolicyDecision decides what Postfix is to do with a mail: spf-policyd(8) lists the actions, and
+// says which domain is checked.
 //
-//   PREPEND X-SPF-Check: HOST; VERDICT; client=ADDRESS; domain=DOMAIN; REASON
-//     for the first recipient of each mail from an outside client, also where nothing was checked
-//   550 5.7.23 ...
-//     for every recipient, when the verdict is "failed" and the domain is one of `refuse`
-//   DUNNO
-//     for another protocol state, a client in a skipped network, and the further recipients of a
-//     message that has its header
+// A check of a domain in `refuse` that ends without a verdict because an answer is missing is
+// repeated, up to kMostTries times in all. Each try except the last may take only a small part of
+// the time, so that a lost answer does not use up all of it.
 //
-// The domain is that of the sender; for a bounce, which has no sender, the name in HELO. A check of
-// a domain in `refuse` that ends without a verdict because an answer is missing is made again, up
-// to kMostTries times in all. Each but the last may take a small part of the time only, so that a
-// lost answer does not use up all of it.
-//
-// One thread at a time. Making one blocks as SenderCheck does.
+// One thread at a time. The constructor blocks as SenderCheck does.
 
 #pragma once
 
@@ -32,16 +24,15 @@ class PolicyDecision {
  public:
   static constexpr int kMostTries = 8;
 
-  // Decides on `request`. A check takes one of `places` and ends when the peer of `connection`
-  // hangs up. All arguments must outlive the object.
+  // Decides on `request`. A check takes one of `places`, and ends when the peer of `connection`, a
+  // descriptor, hangs up. All arguments must outlive the object.
   PolicyDecision(const PolicyRequest& request, const Settings& settings, Places& places,
                  MessageMemory& memory, int connection);
 
-  // Returns what to answer: the action, or DUNNO while the service is on trial.
+  // Returns the answer: the action, or DUNNO while the service is on trial.
   std::string GetAnswer() const;
 
-  // Notes that the answer was delivered: remembers it for further recipients and writes the line of
-  // the log.
+  // Writes the line of the log. If the answer was delivered, remembers it for further recipients.
   void Conclude(bool isDelivered);
 
  private:
@@ -65,7 +56,7 @@ class PolicyDecision {
   std::string m_reason;
   std::string m_domain = "-";
   std::uint32_t m_lookUps = 0;
-  bool m_isFirst = false;  // of its message
+  bool m_isFirst = false;  // the first recipient of its message
   bool m_isChecked = false;
   fwk::LogLevel m_level = fwk::Info;
 };

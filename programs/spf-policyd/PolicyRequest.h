@@ -1,9 +1,8 @@
-// PolicyRequest gathers one request of Postfix's policy protocol from the bytes of a connection:
-// lines "name=value", ended by an empty line (https://www.postfix.org/SMTPD_POLICY_README.html).
+// PolicyRequest reads one request of Postfix's policy protocol from the bytes of a connection:
+// lines "name=value", then an empty line (https://www.postfix.org/SMTPD_POLICY_README.html).
 //
-// What it keeps is bounded, whatever is sent. It is kept printable, too: every byte that is not a
-// printable ASCII character becomes a "?", so that nothing in a request can add a line to an answer
-// or to the log.
+// It bounds what it keeps, and replaces every byte that is not a printable ASCII character by "?",
+// so that nothing in a request can add a line to an answer or to the log.
 //
 // A value type: each thread uses objects of its own.
 
@@ -19,17 +18,17 @@ class PolicyRequest {
   static constexpr std::size_t kMaxSize = std::size_t{64} * 1024;
   static constexpr std::size_t kMaxAttributes = 100;
 
-  // Takes the next byte. True when it was the last: the line feed of the empty line.
-  // Throws a StdException that says what is wrong with the request; no more can be taken then.
+  // Takes the next byte. Returns whether it was the last, the line feed of the empty line. Throws a
+  // StdException that says what is wrong with the request; afterwards no byte can be taken.
   bool Take(char byte);
 
-  // The value of an attribute, the last one's if it was sent again; empty if it was not sent.
+  // Returns the last value of the attribute `name`; empty if it was not sent.
   std::string Get(const std::string& name) const;
 
  private:
   void TakeLine();
 
   std::map<std::string, std::string> m_attributes;
-  std::string m_line;      // what was taken of the line that is not complete yet
+  std::string m_line;      // the incomplete line
   std::size_t m_size = 0;  // bytes taken
 };

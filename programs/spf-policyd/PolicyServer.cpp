@@ -18,23 +18,23 @@
 
 namespace {
 
-constexpr int kIdleMs = 2000;             // after which a thread that is not needed ends
-constexpr std::size_t kOtherThreads = 8;  // beside those that check
-constexpr std::uint64_t kStopperId = 0;   // listeners have the next numbers, then connections
+constexpr int kIdleMs = 2000;             // time after which an idle thread ends
+constexpr std::size_t kOtherThreads = 8;  // in addition to those that check
+constexpr std::uint64_t kStopperId = 0;   // listeners have the next ids, then connections
 
 bool IsReadable(int descriptor) {
   pollfd event{descriptor, POLLIN, 0};
   return poll(&event, 1, 0) > 0;
 }
 
-// Returns whether a connection could not be accepted because it is no longer there.
+// Returns whether `error` of accept says that the connection is gone.
 bool HasLeft(int error) {
   return error == EAGAIN || error == EWOULDBLOCK || error == ECONNABORTED || error == EINTR;
 }
 
 }  // namespace
 
-// A thread of the server.
+// Runs a thread of the server.
 class PolicyServer::Worker : public ThreadedObject {
  public:
   explicit Worker(PolicyServer& server) : m_server(server) {}
@@ -110,7 +110,7 @@ void PolicyServer::Tidy() {
   {
     const Mutex guard(m_mutex, true);
     if (m_waiting == 0) {
-      StartWorker();  // none could be had before
+      StartWorker();  // starting one failed before
     }
     ResumeAccepting();
     shortage.swap(m_shortage);
@@ -120,7 +120,7 @@ void PolicyServer::Tidy() {
   }
 }
 
-// Returns the workers that have ended; who destroys them does not hold the lock.
+// Returns the workers that have ended. Destroy them without the lock.
 std::vector<std::unique_ptr<PolicyServer::Worker>> PolicyServer::TakeEnded() {
   const Mutex guard(m_mutex, true);
   std::vector<std::unique_ptr<Worker>> ended;
@@ -144,7 +144,7 @@ void PolicyServer::StartWorker() {
     m_workers.push_back(std::move(worker));
     ++m_threads;
     ++m_waiting;
-  } catch (const std::exception& e) {  // those that there are go on
+  } catch (const std::exception& e) {  // the existing threads continue
     NoteShortage(std::string("no further thread: ") + e.what());
   }
 }
@@ -164,7 +164,7 @@ void PolicyServer::Work() {
   }
 }
 
-// Returns false when the server ends.
+// Returns false if the server ends.
 bool PolicyServer::BeginToWork() {
   const Mutex guard(m_mutex, true);
   --m_waiting;
@@ -178,7 +178,7 @@ bool PolicyServer::BeginToWork() {
   return true;
 }
 
-// Returns whether this thread is to end, as another one waits.
+// Returns whether this thread must end because another one is waiting.
 bool PolicyServer::LeaveIfSpare() {
   const Mutex guard(m_mutex, true);
   if (m_waiting < 2 && !m_isStopping) {
@@ -197,7 +197,7 @@ void PolicyServer::Handle(std::uint64_t id) {
     } else {
       Serve(id);
     }
-  } catch (const std::exception& e) {  // as memory that is short
+  } catch (const std::exception& e) {  // for example for lack of memory
     NoteShortage(e.what());
     if (isListener) {
       PauseAccepting();
@@ -223,7 +223,7 @@ void PolicyServer::Accept(std::uint64_t id) {
   Watch(EPOLL_CTL_MOD, listener, EPOLLIN | EPOLLONESHOT, id);
 }
 
-// Returns whether another try to accept a connection, after it failed by `error`, is of use.
+// Handles `error` of accept. Returns whether to try again.
 bool PolicyServer::RecoverFrom(int error) {
   NoteShortage(FormatSystemError("cannot accept a connection", error));
   return error == EMFILE && EvictIdlest();
@@ -234,7 +234,7 @@ bool PolicyServer::HasRoom() const {
   return m_connections.size() < m_mostConnections;
 }
 
-// Returns whether there was a connection to be closed.
+// Closes the connection that has been idle for the longest time. Returns whether there was one.
 bool PolicyServer::EvictIdlest() {
   const Mutex guard(m_mutex, true);
   auto idlest = m_connections.end();
@@ -284,7 +284,7 @@ bool PolicyServer::Answer(const PolicyRequest& request, const PolicyConnection& 
   return isDelivered && !IsStopping();
 }
 
-// Returns the connection for this thread alone; null when it is gone.
+// Reserves the connection for this thread and returns it; null if it is gone.
 std::shared_ptr<PolicyConnection> PolicyServer::Occupy(std::uint64_t id) {
   const Mutex guard(m_mutex, true);
   const auto found = m_connections.find(id);
@@ -318,7 +318,7 @@ void PolicyServer::Watch(int operation, int descriptor, std::uint32_t events,
   }
 }
 
-// Accepts nothing until a connection ends, or Tidy().
+// Stops accepting until a connection ends, or until Tidy().
 void PolicyServer::PauseAccepting() {
   const Mutex guard(m_mutex, true);
   m_isAccepting = false;
@@ -334,13 +334,14 @@ void PolicyServer::ResumeAccepting() {
   }
 }
 
-// It is not logged at once: each event may meet the same one, and the caller may hold the lock.
+// Keeps a shortage for Tidy() to log: many events may meet the same one, and the caller may hold
+// the lock.
 void PolicyServer::NoteShortage(const std::string& text) noexcept {
   try {
     const Mutex guard(m_mutex, true);
     if (m_shortage.empty()) {
       m_shortage = text;
     }
-  } catch (...) {  // memory is short
+  } catch (...) {  // out of memory
   }
 }

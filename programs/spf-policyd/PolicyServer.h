@@ -1,15 +1,15 @@
 // PolicyServer accepts connections and answers their requests.
 //
-// Its threads wait together for something to do, so an idle connection holds none. A thread is
-// started when the last one that waits has got work, and ends after some seconds without any. There
-// are never more than kMostChecks checks under way: each needs a descriptor below 1024.
+// Its threads wait together for work, so an idle connection holds none. When the last waiting
+// thread gets work, another one is started; a thread ends after some seconds without work. At most
+// kMostChecks checks are under way: each needs a descriptor below 1024.
 //
-// When all connections are taken, the one that has had no answer for the longest time, as it is
-// idle or slow to ask, gives way to a new one; where each is being answered, new ones wait in the
-// system's queue.
+// When all connections are taken, the one without an answer for the longest time, because it is
+// idle or slow to ask, is closed for a new one. While all of them are being answered, new ones wait
+// in the system's queue.
 //
-// One thread, the owner's, makes it, calls the operations below, and destroys it, which ends it:
-// what is being decided on is still answered. The owner's other threads must block signals.
+// Only the owner's thread makes it, calls the operations below, and destroys it. The destructor
+// still answers the requests that are being decided. The owner's other threads must block signals.
 
 #pragma once
 
@@ -32,8 +32,8 @@ class PolicyServer {
  public:
   static constexpr std::size_t kMostChecks = 900;
 
-  // Takes over `listeners`, which are non-blocking, listening sockets. Has at most `connections` at
-  // once, whatever the settings say. Throws a SocketException when the system is short.
+  // Takes over `listeners`, which are non-blocking, listening sockets. Serves at most `connections`
+  // at once, whatever the settings say. Throws a SocketException if the system lacks resources.
   PolicyServer(const std::vector<int>& listeners, std::size_t connections,
                std::shared_ptr<const Settings> settings);
   ~PolicyServer() noexcept(false);
@@ -41,11 +41,11 @@ class PolicyServer {
   PolicyServer(const PolicyServer&) = delete;
   PolicyServer& operator=(const PolicyServer&) = delete;
 
-  // Decides by `settings` from the next request on.
+  // Uses `settings` from the next request on.
   void SetSettings(std::shared_ptr<const Settings> settings);
 
-  // Clears away threads that have ended, and tries again to start the thread and to accept the
-  // connection that could not be had; a shortage is logged. To be called every second or so.
+  // Removes threads that have ended, tries again to start a thread or to accept a connection after
+  // a failure, and logs a shortage. Call it about every second.
   void Tidy();
 
  private:
@@ -53,7 +53,7 @@ class PolicyServer {
 
   struct Entry {
     std::shared_ptr<PolicyConnection> connection;
-    bool isBusy = false;  // a thread serves it
+    bool isBusy = false;  // a thread is serving it
   };
 
   std::vector<std::unique_ptr<Worker>> TakeEnded();
@@ -83,7 +83,7 @@ class PolicyServer {
 
   const std::vector<int> m_listeners;
   const int m_events;   // epoll
-  const int m_stopper;  // readable once the server is to end
+  const int m_stopper;  // becomes readable to end the server
   const std::size_t m_mostConnections;
   Places m_places;
   MessageMemory m_memory;
@@ -94,7 +94,7 @@ class PolicyServer {
   std::vector<std::unique_ptr<Worker>> m_workers FWK_GUARDED_BY(m_mutex);
   std::uint64_t m_nextId FWK_GUARDED_BY(m_mutex);
   std::size_t m_waiting FWK_GUARDED_BY(m_mutex) = 0;  // threads without work
-  std::size_t m_threads FWK_GUARDED_BY(m_mutex) = 0;  // that have not ended
+  std::size_t m_threads FWK_GUARDED_BY(m_mutex) = 0;  // threads that have not ended
   bool m_isStopping FWK_GUARDED_BY(m_mutex) = false;
   bool m_isAccepting FWK_GUARDED_BY(m_mutex) = true;
   std::string m_shortage FWK_GUARDED_BY(m_mutex);  // the first one since the last Tidy()

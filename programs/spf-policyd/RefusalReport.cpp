@@ -20,7 +20,7 @@ constexpr std::uint32_t kLookUps = 20;
 constexpr std::chrono::seconds kTimeLimit{20};
 constexpr std::size_t kLongestTerm = 200;
 
-// Keeps what came of the last look-up.
+// Keeps the outcome of the last look-up.
 class LastLookUp : public CheckObserver {
  public:
   const LookUp& Get() const { return m_lookUp; }
@@ -37,8 +37,8 @@ class LastLookUp : public CheckObserver {
   LookUp m_lookUp;
 };
 
-// Returns whether a term can keep a check from a verdict: SPFCheck does not look at what it says,
-// and it could match a host with an IPv4 address.
+// Returns whether a term can prevent a verdict: SPFCheck does not evaluate it, and it could match a
+// host with an IPv4 address.
 bool IsNotEvaluated(const SPFTerm& term) {
   switch (term.GetKind()) {
     case Kind::kVersion:
@@ -53,7 +53,7 @@ bool IsNotEvaluated(const SPFTerm& term) {
   }
 }
 
-// Reads a record and those that it includes.
+// Reads a record and the records that it includes.
 class RecordWalk {
  public:
   RecordWalk() : m_budget(kLookUps, CheckBudget::Clock::now() + kTimeLimit, m_lookUp) {}
@@ -111,7 +111,7 @@ class RecordWalk {
   LastLookUp m_lookUp;
   CheckBudget m_budget;
   std::vector<std::string> m_domains;
-  std::size_t m_read = 0;  // so many of them
+  std::size_t m_read = 0;  // number of domains that were read
   std::string m_text;
 };
 

@@ -11,7 +11,7 @@
 
 namespace {
 
-// A level above all of the framework's; such a line has no prefix.
+// A level above all levels of the framework; its lines have no prefix.
 constexpr int kServiceLevel = fwk::Error + 1;
 
 constexpr std::size_t kLongestLine = 2000;
@@ -56,11 +56,11 @@ void ServiceLog::Write(fwk::LogLevel level, const std::string& text) noexcept {
     const std::string line = NameOf(level) + ToPrintable(text, kLongestLine);
     fwk::Logger::Log(kServiceLevel, "%s", line.c_str());
     LimitBacklog();
-  } catch (...) {  // memory is short: the line is lost
+  } catch (...) {  // out of memory: the line is lost
   }
 }
 
-// Those that come while one waits here wait with it.
+// Waits for the logging thread; writers that arrive meanwhile wait, too.
 void ServiceLog::LimitBacklog() {
   if (++m_lines < kBacklog) {
     return;

@@ -1,8 +1,8 @@
-// ServiceLog writes the service's own lines. The framework's lines, whose texts come from DNS, are
-// kept out of the log: it writes on no level of theirs.
+// ServiceLog writes the service's own lines. It uses a level of its own, so that the framework's
+// lines, whose texts come from DNS, are not logged.
 //
-// Any thread may write. Lines are handed to the logging thread once that runs. After each kBacklog
-// lines all who write wait until it has caught up, at most a second: memory stays bounded.
+// Any thread may write. Lines are handed to the logging thread once it runs. After each kBacklog
+// lines all writers wait until it has caught up, at most a second, so that memory stays bounded.
 
 #pragma once
 
@@ -20,18 +20,18 @@ class ServiceLog {
 
   ServiceLog() = delete;
 
-  // Writes from now on to where `settings` says, on the levels that it says.
+  // Sets the target and level of later lines from `settings`.
   static void SetUp(const Settings& settings);
 
-  // Returns why the log cannot be written; empty when it can.
+  // Returns why the log cannot be written; empty if it can.
   static std::string FindFault(const Settings& settings);
 
-  // Writes `text` as one line of printable ASCII, unless its level is not wanted. As the logger
-  // does, it tells nobody when a line is lost.
+  // Writes `text` as one line of printable ASCII if `level` is wanted. Like the logger, it does not
+  // report a lost line.
   static void Write(fwk::LogLevel level, const std::string& text) noexcept;
 
-  // Waits until all lines are written, at most ten seconds, and ends the logging thread. Returns
-  // whether they are.
+  // Waits at most ten seconds until all lines are written, then ends the logging thread. Returns
+  // whether all were written.
   static bool End();
 
  private:

@@ -1,7 +1,9 @@
-// ServiceManager speaks with systemd, if that started the program: it takes the sockets that were
-// opened for the program, and tells when the program is ready. Elsewhere it does nothing.
+// ServiceManager communicates with systemd, if systemd started the program: it takes over the
+// sockets that systemd has opened, and reports when the program is ready. Otherwise it does
+// nothing.
 //
-// For the main thread, before others run; Notify() for any. Nothing blocks.
+// TakeListeners() is for the main thread, before others run; any thread may call Notify(). Nothing
+// blocks.
 
 #pragma once
 
@@ -12,9 +14,9 @@ class ServiceManager {
  public:
   ServiceManager() = delete;
 
-  // Returns the listening sockets that were handed over (sd_listen_fds(3)), which the caller owns
-  // then; they are set non-blocking and are not passed on to other programs. Throws a
-  // SocketException for a descriptor that is not one.
+  // Returns the listening sockets from systemd (sd_listen_fds(3)), which the caller then owns.
+  // Makes them non-blocking and closed on exec. Throws a SocketException for a descriptor that is
+  // not a listening socket.
   static std::vector<int> TakeListeners();
 
   // Sends `state`, such as "READY=1" (sd_notify(3)).

@@ -94,7 +94,7 @@ std::string GetNameServer() {
 
 std::string GetListenAddress() {
   std::string address = Get("listen");
-  static_cast<void>(ListenAddress(address));  // throws for what is not one
+  static_cast<void>(ListenAddress(address));  // throws if it is not one
   return address;
 }
 

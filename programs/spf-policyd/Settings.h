@@ -1,8 +1,7 @@
-// Settings is the configuration of the service as spf-policyd.conf(5) describes it, read and
-// checked.
+// Settings is the checked configuration of the service, as spf-policyd.conf(5) describes it.
 //
-// An object never changes once it was read, so requests share one. Load() is for the one thread
-// that uses Config.
+// An object never changes after it was loaded, so requests share one. Only the thread that uses
+// Config may call Load().
 
 #pragma once
 
@@ -18,25 +17,25 @@
 
 struct Settings {
   std::string listen;                     // ADDRESS:PORT, or unix:PATH
-  DomainList refuse{""};                  // whose failures are refused
-  NetworkList skip{""};                   // whose clients are not checked
-  std::string host;                       // in the header
+  DomainList refuse{""};                  // domains whose forged mail is refused
+  NetworkList skip{""};                   // networks whose clients are not checked
+  std::string host;                       // the name of this host in the header
   std::chrono::milliseconds timeLimit{};  // of one check
   std::uint32_t lookUps = 0;              // of one check
-  std::size_t connections = 0;            // at once
+  std::size_t connections = 0;            // the most at once
   bool isTrial = true;                    // log, and answer DUNNO
   std::string nameServer;                 // empty: that of the system
   bool hasSyslog = false;                 // log to the system log
-  std::string logging;                    // where the log files are
+  std::string logging;                    // the beginning of the log files' names
   int logLevel = 0;
 
-  // Returns the settings that Config holds, which was loaded from the file at `path`. Throws a
-  // StdException that says what is malformed and where.
+  // Returns the settings in Config, which was loaded from the file at `path`. Throws a StdException
+  // that says what is malformed and where.
   static std::shared_ptr<const Settings> Load(const std::string& path);
 
-  // Returns the keys that differ from `other` and count at the start of the program only.
+  // Returns the keys that differ from `other` and take effect only at the start of the program.
   std::vector<std::string> FindRestartKeys(const Settings& other) const;
 
-  // Returns every setting that Config holds, or its default, as "key=value", one on a line.
+  // Returns each setting in Config, or its default, as a line "key=value".
   static std::string Describe();
 };

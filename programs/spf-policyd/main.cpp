@@ -1,9 +1,7 @@
-// spf-policyd: a policy service for Postfix that tells, in a header of each mail, whether the
-// client may send mail for the sender's domain, and refuses forged mail of domains that are named.
+// spf-policyd: a policy service for Postfix that says, in a header of each mail, whether the client
+// may send mail for the sender's domain, and refuses forged mail of the domains that are named.
 //
-// spf-policyd(8) says how it is used. SIGHUP reads the configuration again; SIGTERM and SIGINT end
-// the program when what it decides on is answered. Exit status: 0; 1 when it cannot serve; 2 for a
-// malformed configuration or wrong use.
+// spf-policyd(8) describes its use, signals and exit status.
 
 #include <fcntl.h>
 #include <getopt.h>
@@ -41,7 +39,7 @@ constexpr char kName[] = "spf-policyd";
 constexpr int kCannotServe = 1;
 constexpr int kMalformed = 2;
 constexpr rlim_t kLookUpDescriptors = 1024;
-constexpr rlim_t kOtherDescriptors = 64;  // neither of a look-up nor of a connection
+constexpr rlim_t kOtherDescriptors = 64;  // for neither look-ups nor connections
 
 using SettingsPointer = std::shared_ptr<const Settings>;
 
@@ -59,7 +57,8 @@ void PrintUsage(std::FILE* stream) {
       stream);
 }
 
-// Opens what is closed of standard input, output and error: no socket is to get their numbers.
+// Opens standard input, output and error where they are closed, so that no socket gets their
+// numbers.
 void OpenStandardDescriptors() {
   int descriptor = 0;
   while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
@@ -87,7 +86,8 @@ const sigset_t& AllSignals() {
   return set;
 }
 
-// Blocks until a signal comes, at most a second. One that ends the program comes before others.
+// Blocks until a signal arrives, at most a second. A signal that ends the program is returned
+// first.
 int WaitForSignal() {
   const timespec now{.tv_sec = 0, .tv_nsec = 0};
   const timespec second{.tv_sec = 1, .tv_nsec = 0};
@@ -95,7 +95,7 @@ int WaitForSignal() {
   return end > 0 ? end : sigtimedwait(&AllSignals(), nullptr, &second);
 }
 
-// Returns what an exception says, and where the reader of the configuration leaves that out.
+// Returns the text of an exception, with the path that the reader of the configuration leaves out.
 std::string Explain(const std::exception& e) {
   const bool isReaders = dynamic_cast<const ConfigException*>(&e) != nullptr;
   return e.what() + (isReaders ? " " + Config::m_configFilename : "");
@@ -109,11 +109,12 @@ void UseNameServer(const Settings& settings) {
   if (!settings.nameServer.empty()) {
     dns_servers = settings.nameServer;
   }
-  const DNSSocket first("");  // finds the system's name server, unless there is one
+  const DNSSocket first("");  // finds the system's name server unless one is set
 }
 
-// Allows as many descriptors as `connections` need beside look-ups. Returns how many connections
-// there can be; where the system allows fewer descriptors, each may need one more for a look-up.
+// Raises the limit of descriptors for `connections` in addition to look-ups. Returns how many
+// connections are possible; if the system allows fewer descriptors, each may need one more for a
+// look-up.
 std::size_t AllowDescriptors(std::size_t connections) {
   const rlim_t needed = kLookUpDescriptors + kOtherDescriptors + connections;
   rlimit limit{};
@@ -156,7 +157,7 @@ void SetUpLog(const Settings& settings) {
   ServiceLog::SetUp(settings);
 }
 
-// Reads the configuration again. Returns the settings from now on.
+// Reads the configuration again. Returns the settings to use from now on.
 SettingsPointer Reload(const SettingsPointer& current, const Settings& atStart) {
   try {
     Config::Load(Config::m_configFilename, "");
@@ -229,7 +230,7 @@ int Start(bool onlyCheck) {
   OpenStandardDescriptors();
   if (!onlyCheck) {
     std::signal(SIGPIPE, SIG_IGN);
-    pthread_sigmask(SIG_BLOCK, &AllSignals(), nullptr);  // in all threads that there will be
+    pthread_sigmask(SIG_BLOCK, &AllSignals(), nullptr);  // also in all later threads
   }
   SettingsPointer settings;
   try {
