@@ -31,7 +31,7 @@ namespace {
 
 enum Status { kPassed = 0, kFailed = 1, kWrongUse = 2, kNone = 3, kNoVerdict = 4 };
 
-// A record that keeps to RFC 7208 needs at most 11. More of them show how far a record exceeds that.
+// A record that keeps to RFC 7208 needs at most 11. More show how far a record exceeds that.
 constexpr std::uint32_t kLookUps = 20;
 
 constexpr std::size_t kLongestServer = 80;  // characters in a reason
