@@ -51,7 +51,7 @@ class FWK_EXPORT SenderCheck {
   // A domain that is asked for as it is written, as spfcheck does: also one that ends in a dot, or
   // is longer than DNS allows.
   struct AsWritten {
-    std::string domain;
+    std::string domain;  // the name, without any change
   };
 
   // Checks whether the host with `address`, a dotted quad, may send mail for the domain of
