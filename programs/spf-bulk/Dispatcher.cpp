@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 namespace {
@@ -11,6 +12,8 @@ constexpr std::size_t kWindow = 32 * 1024 * 1024;  // bytes of lines
 constexpr std::size_t kReadAhead = 1024 * 1024;
 constexpr seconds kGathering{1};  // how long repetitions wait for more of them
 constexpr seconds kFresh{1};      // how long a check counts for the quiet that they need
+constexpr milliseconds kQuiet{200};
+constexpr unsigned kQuietShare = 4;  // so many times fewer checks are under way then
 
 }  // namespace
 
@@ -64,15 +67,16 @@ void Dispatcher::Finish(unsigned thread, const Task& task, const Outcome& outcom
   const Clock::time_point now = Clock::now();
   --m_underWay;
   m_begins[thread] = {};
+  m_repeating -= task.firstBegin ? 1 : 0;
   if (m_hasEnded) {
     return;
   }
   m_load.OnEnd(now);
   if (outcome.lacksAnswer && !task.firstBegin) {
-    m_repetitions.push_back({task.place, task.begin, now});
+    m_gathering.push_back({task.place, task.begin, now});
     return;
   }
-  if (task.firstBegin && !outcome.lacksAnswer) {
+  if (task.firstBegin && !outcome.lacksAnswer && outcome.verdict != Verdict::kError) {
     m_load.OnLoss(*task.firstBegin, now);
   }
   m_totals.Add(outcome.verdict, outcome.lacksAnswer);
@@ -110,23 +114,35 @@ std::string Dispatcher::GetFault() const {
   return m_fault;
 }
 
-Dispatcher::Choice Dispatcher::Choose(Clock::time_point now) const {
-  if (m_underWay >= m_load.Get()) {
+Dispatcher::Choice Dispatcher::Choose(Clock::time_point now) {
+  GatherRepetitions(now);
+  if (m_underWay >= m_load.Get() || (MustBeQuiet(now) && !IsQuiet(now))) {
     return Choice::kNone;
   }
-  const bool isDue = !m_repetitions.empty() && now - m_repetitions.front().since >= kGathering;
-  if (m_window.HasWaiting() && !isDue) {
-    return Choice::kFirst;
+  if (!m_repetitions.empty()) {
+    return Choice::kRepetition;
   }
-  const bool isQuiet = !m_repetitions.empty() && CountFresh(now) < std::max(m_load.Get() / 2, 1U);
-  return isQuiet ? Choice::kRepetition : Choice::kNone;
+  return m_window.HasWaiting() ? Choice::kFirst : Choice::kNone;
 }
 
-unsigned Dispatcher::CountFresh(Clock::time_point now) const {
-  return static_cast<unsigned>(
-      std::count_if(m_begins.begin(), m_begins.end(), [now](Clock::time_point begin) {
-        return begin != Clock::time_point() && now - begin < kFresh;
-      }));
+// Lets the repetitions begin that have gathered, if it is time, or if there is nothing else to do.
+void Dispatcher::GatherRepetitions(Clock::time_point now) {
+  if (m_repetitions.empty() && !m_gathering.empty() &&
+      (now - m_gathering.front().since >= kGathering || !m_window.HasWaiting())) {
+    m_repetitions.swap(m_gathering);
+  }
+}
+
+bool Dispatcher::MustBeQuiet(Clock::time_point now) const {
+  return !m_repetitions.empty() || (m_repeating > 0 && now - m_lastRepetition < kQuiet);
+}
+
+// Returns whether few of the checks that are under way began lately.
+bool Dispatcher::IsQuiet(Clock::time_point now) const {
+  const auto fresh = std::count_if(m_begins.begin(), m_begins.end(), [now](auto begin) {
+    return begin != Clock::time_point() && now - begin < kFresh;
+  });
+  return fresh < std::max(m_load.Get() / kQuietShare, 1U);
 }
 
 // Gives a task to a thread, if one may begin now.
@@ -151,6 +167,8 @@ Dispatcher::Task Dispatcher::TakeTask(Choice choice, Clock::time_point now) {
     task.place = m_repetitions.front().place;
     task.firstBegin = m_repetitions.front().firstBegin;
     m_repetitions.pop_front();
+    m_lastRepetition = now;
+    ++m_repeating;
   } else {
     task.place = m_window.StartNext();
   }
@@ -160,8 +178,8 @@ Dispatcher::Task Dispatcher::TakeTask(Choice choice, Clock::time_point now) {
 
 // Returns whether no check is or will be under way.
 bool Dispatcher::IsFinished() const {
-  return m_hasEnded ||
-         (m_isClosed && m_underWay == 0 && !m_window.HasWaiting() && m_repetitions.empty());
+  return m_hasEnded || (m_isClosed && m_underWay == 0 && !m_window.HasWaiting() &&
+                        m_gathering.empty() && m_repetitions.empty());
 }
 
 void Dispatcher::WakeChecker(Clock::time_point now) {

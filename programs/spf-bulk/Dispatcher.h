@@ -2,9 +2,11 @@
 // thread that writes them, in the order of the input. It decides when which check begins:
 //
 //   - No more are under way than the name server bears (LoadLimit).
-//   - A check that lacked an answer is made once more. Such checks wait for a second, so that some
-//     come together; then no other one begins until half as many are under way, not counting those
-//     that have been waiting for an answer for a second. Their questions find room at the server.
+//   - A check that lacked an answer is made once more. Such repetitions gather for a second. Then
+//     they begin while fewer than a quarter as many checks are under way, not counting those that
+//     began a second ago or earlier, which wait for an answer. No other check begins meanwhile, nor
+//     within 0.2 s after a repetition that is still under way, except where as few are under way.
+//     So all questions of a repetition find room at the server.
 //   - Lines are read ahead of those that are checked by 1 MiB, and ahead of the first one whose
 //     outcome is not known by 32 MiB.
 //
@@ -83,8 +85,10 @@ class Dispatcher {
   void Finish(unsigned thread, const Task& task, const Outcome& outcome) FWK_REQUIRES(m_lock);
   bool Start(unsigned thread, std::optional<Task>& task) FWK_REQUIRES(m_lock);
   Task TakeTask(Choice choice, Clock::time_point now) FWK_REQUIRES(m_lock);
-  Choice Choose(Clock::time_point now) const FWK_REQUIRES(m_lock);
-  unsigned CountFresh(Clock::time_point now) const FWK_REQUIRES(m_lock);
+  Choice Choose(Clock::time_point now) FWK_REQUIRES(m_lock);
+  void GatherRepetitions(Clock::time_point now) FWK_REQUIRES(m_lock);
+  bool MustBeQuiet(Clock::time_point now) const FWK_REQUIRES(m_lock);
+  bool IsQuiet(Clock::time_point now) const FWK_REQUIRES(m_lock);
   bool IsFinished() const FWK_REQUIRES(m_lock);
   void WakeChecker(Clock::time_point now) FWK_REQUIRES(m_lock);
   void WakeReader() FWK_REQUIRES(m_lock);
@@ -94,7 +98,10 @@ class Dispatcher {
   LineWindow m_window FWK_GUARDED_BY(m_lock);
   LoadLimit m_load FWK_GUARDED_BY(m_lock);
   Totals m_totals FWK_GUARDED_BY(m_lock);
-  std::deque<Repetition> m_repetitions FWK_GUARDED_BY(m_lock);
+  std::deque<Repetition> m_gathering FWK_GUARDED_BY(m_lock);       // that are not to begin yet
+  std::deque<Repetition> m_repetitions FWK_GUARDED_BY(m_lock);     // that are
+  unsigned m_repeating FWK_GUARDED_BY(m_lock) = 0;                 // repetitions under way
+  Clock::time_point m_lastRepetition FWK_GUARDED_BY(m_lock);       // when it began
   std::vector<Clock::time_point> m_begins FWK_GUARDED_BY(m_lock);  // by thread; {}: none
   unsigned m_underWay FWK_GUARDED_BY(m_lock) = 0;
   unsigned m_idle FWK_GUARDED_BY(m_lock) = 0;    // threads that wait for m_task

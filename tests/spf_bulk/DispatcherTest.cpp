@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -113,23 +115,25 @@ TEST(DispatcherTest, ACheckThatLacksAnAnswerIsMadeOnceMoreWhenOthersAreDone) {
   EXPECT_EQ(dispatcher.GetTotals().doubtful, 1U);
 }
 
-TEST(DispatcherTest, OtherChecksWaitForARepetitionThatHasWaitedForASecond) {
-  Dispatcher dispatcher(4);
+TEST(DispatcherTest, RepetitionsThatHaveGatheredForASecondBeginBeforeOtherChecks) {
+  Dispatcher dispatcher(16);
   dispatcher.Add(MakeBlock(1, 10));
-  Task first;
-  ASSERT_TRUE(dispatcher.Exchange(0, first, {}));
-  ASSERT_TRUE(dispatcher.Exchange(0, first, Lacking()));
-  EXPECT_EQ(NameOf(first), "2");
-  std::this_thread::sleep_for(1100ms);
-  Task second;
-  ASSERT_TRUE(dispatcher.Exchange(1, second, {}));
-  EXPECT_EQ(NameOf(second), "1");
-  Task third;
-  ASSERT_TRUE(dispatcher.Exchange(2, third, {}));
-  EXPECT_EQ(NameOf(third), "3");
+  Task tasks[4];
+  ASSERT_TRUE(dispatcher.Exchange(0, tasks[0], {}));
+  ASSERT_TRUE(dispatcher.Exchange(0, tasks[0], Lacking()));
+  EXPECT_EQ(NameOf(tasks[0]), "2");
+  std::this_thread::sleep_for(900ms);
+  ASSERT_TRUE(dispatcher.Exchange(0, tasks[0], Lacking()));
+  EXPECT_EQ(NameOf(tasks[0]), "3");
+  std::this_thread::sleep_for(200ms);
+  for (unsigned i = 1; i < 4; ++i) {
+    ASSERT_TRUE(dispatcher.Exchange(i, tasks[i], {}));
+    EXPECT_EQ(NameOf(tasks[i]), std::to_string(i < 3 ? i : 4));
+    EXPECT_EQ(tasks[i]->firstBegin.has_value(), i < 3);
+  }
 }
 
-TEST(DispatcherTest, ARepetitionWaitsUntilHalfAsManyAreFresh) {
+TEST(DispatcherTest, ARepetitionWaitsUntilAQuarterAsManyAreFresh) {
   Dispatcher dispatcher(4);
   dispatcher.Add(MakeBlock(1, 10));
   Task tasks[4];
@@ -141,6 +145,67 @@ TEST(DispatcherTest, ARepetitionWaitsUntilHalfAsManyAreFresh) {
   ASSERT_TRUE(dispatcher.Exchange(1, tasks[1], Passed()));
   EXPECT_EQ(NameOf(tasks[1]), "1");  // those that began a second ago do not count
   EXPECT_TRUE(tasks[1]->firstBegin.has_value());
+}
+
+// Begins a check in another thread. Returns whether it may begin within 0.1 s; `meanwhile` must let
+// it begin or end the run.
+bool MayBegin(Dispatcher& dispatcher, unsigned thread, const std::function<void()>& meanwhile) {
+  std::promise<void> begun;
+  std::future<void> future = begun.get_future();
+  std::thread other([&] {
+    Task task;
+    dispatcher.Exchange(thread, task, {});
+    begun.set_value();
+  });
+  const bool mayBegin = future.wait_for(100ms) == std::future_status::ready;
+  meanwhile();
+  other.join();
+  return mayBegin;
+}
+
+TEST(DispatcherTest, FewChecksBeginWhileARepetitionIsUnderWay) {
+  Dispatcher dispatcher(8);
+  dispatcher.Add(MakeBlock(1, 10));
+  Task one;
+  Task two;
+  Task three;
+  ASSERT_TRUE(dispatcher.Exchange(0, one, {}));
+  ASSERT_TRUE(dispatcher.Exchange(0, one, Lacking()));
+  std::this_thread::sleep_for(1100ms);
+  ASSERT_TRUE(dispatcher.Exchange(1, two, {}));
+  ASSERT_TRUE(two->firstBegin.has_value());
+  ASSERT_TRUE(dispatcher.Exchange(2, three, {}));
+  EXPECT_FALSE(MayBegin(dispatcher, 3, [&] {
+    EXPECT_TRUE(dispatcher.Exchange(1, two, Lacking()));  // now none is
+  }));
+  EXPECT_TRUE(MayBegin(dispatcher, 4, [] {}));
+}
+
+TEST(DispatcherTest, ARepetitionThatTakesLongHoldsUpNoOthers) {
+  Dispatcher dispatcher(4);
+  dispatcher.Add(MakeBlock(1, 10));
+  Task one;
+  Task two;
+  ASSERT_TRUE(dispatcher.Exchange(0, one, {}));
+  ASSERT_TRUE(dispatcher.Exchange(0, one, Lacking()));
+  std::this_thread::sleep_for(1100ms);
+  ASSERT_TRUE(dispatcher.Exchange(1, two, {}));
+  ASSERT_TRUE(two->firstBegin.has_value());
+  std::this_thread::sleep_for(250ms);
+  EXPECT_TRUE(MayBegin(dispatcher, 2, [&] { dispatcher.End(""); }));
+}
+
+TEST(DispatcherTest, ARepetitionThatReachesItsLimitOfTimeProvesNoLoss) {
+  Dispatcher dispatcher(2);
+  dispatcher.Add(MakeBlock(1, 10));
+  Task one;
+  ASSERT_TRUE(dispatcher.Exchange(0, one, {}));
+  ASSERT_TRUE(dispatcher.Exchange(0, one, Lacking()));
+  std::this_thread::sleep_for(1100ms);
+  ASSERT_TRUE(dispatcher.Exchange(0, one, Passed()));
+  ASSERT_TRUE(one->firstBegin.has_value());
+  ASSERT_TRUE(dispatcher.Exchange(0, one, {.verdict = Verdict::kError, .note = "time limit"}));
+  EXPECT_TRUE(MayBegin(dispatcher, 1, [&] { dispatcher.End(""); }));
 }
 
 TEST(DispatcherTest, ALossThatARepetitionProvesLowersTheNumberOfChecks) {
