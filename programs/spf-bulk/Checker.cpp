@@ -25,6 +25,7 @@ void Checker::CheckAll() {
   std::optional<Dispatcher::Task> task;
   Outcome outcome;
   while (m_run.dispatcher.Exchange(m_number, task, outcome)) {
+    m_run.hangUp.WaitUntil(task->begin);
     if (m_run.pace != nullptr) {
       m_run.hangUp.WaitUntil(m_run.pace->TakeTurn());
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+using std::chrono::microseconds;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
@@ -13,6 +14,7 @@ constexpr std::size_t kReadAhead = 1024 * 1024;
 constexpr seconds kGathering{1};  // how long repetitions wait for more of them
 constexpr seconds kFresh{1};      // how long a check counts for the quiet that they need
 constexpr milliseconds kQuiet{200};
+constexpr microseconds kSpace{250};  // between the beginnings of repetitions
 constexpr unsigned kQuietShare = 4;  // so many times fewer checks are under way then
 
 }  // namespace
@@ -153,7 +155,7 @@ bool Dispatcher::Start(unsigned thread, std::optional<Task>& task) {
     return false;
   }
   task = TakeTask(choice, now);
-  m_begins[thread] = now;
+  m_begins[thread] = task->begin;
   ++m_underWay;
   WakeChecker(now);
   WakeReader();
@@ -167,7 +169,8 @@ Dispatcher::Task Dispatcher::TakeTask(Choice choice, Clock::time_point now) {
     task.place = m_repetitions.front().place;
     task.firstBegin = m_repetitions.front().firstBegin;
     m_repetitions.pop_front();
-    m_lastRepetition = now;
+    task.begin = std::max(now, m_lastRepetition + kSpace);
+    m_lastRepetition = task.begin;
     ++m_repeating;
   } else {
     task.place = m_window.StartNext();

@@ -3,10 +3,10 @@
 //
 //   - No more are under way than the name server bears (LoadLimit).
 //   - A check that lacked an answer is made once more. Such repetitions gather for a second. Then
-//     they begin while fewer than a quarter as many checks are under way, not counting those that
-//     began a second ago or earlier, which wait for an answer. No other check begins meanwhile, nor
-//     within 0.2 s after a repetition that is still under way, except where as few are under way.
-//     So all questions of a repetition find room at the server.
+//     they begin 0.25 ms after one another, while fewer than a quarter as many checks are under
+//     way; those that began a second ago wait for an answer and do not count. Until none of them
+//     began in the last 0.2 s, other checks begin only while as few are under way. So all questions
+//     of a repetition find room at the server.
 //   - Lines are read ahead of those that are checked by 1 MiB, and ahead of the first one whose
 //     outcome is not known by 32 MiB.
 //
@@ -40,8 +40,8 @@ class Dispatcher {
   // One check of a line.
   struct Task {
     LineWindow::Place place;
-    std::string_view line;  // valid until the task is finished
-    Clock::time_point begin;
+    std::string_view line;                        // valid until the task is finished
+    Clock::time_point begin;                      // when it may begin
     std::optional<Clock::time_point> firstBegin;  // of a check that is made once more
   };
 

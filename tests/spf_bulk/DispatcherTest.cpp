@@ -131,6 +131,7 @@ TEST(DispatcherTest, RepetitionsThatHaveGatheredForASecondBeginBeforeOtherChecks
     EXPECT_EQ(NameOf(tasks[i]), std::to_string(i < 3 ? i : 4));
     EXPECT_EQ(tasks[i]->firstBegin.has_value(), i < 3);
   }
+  EXPECT_GE(tasks[2]->begin - tasks[1]->begin, 250us);
 }
 
 TEST(DispatcherTest, ARepetitionWaitsUntilAQuarterAsManyAreFresh) {

@@ -72,6 +72,20 @@ TEST(RepetitionTest, OthersGoOnMeanwhile) {
   EXPECT_LT(server.GetTimes()[990] - begin, 4s);  // long before the first line is done
 }
 
+TEST(RepetitionTest, RepetitionsDoNotBeginAllAtOnce) {
+  const BulkServer server;
+  const BulkDirectory directory;
+  std::string input;
+  for (int i = 0; i < 400; ++i) {
+    input += "refused.test,192.0.2.1,\n";
+  }
+  directory.Write("in", input);
+  EXPECT_EQ(directory.Run({"-j", "400"}).exitStatus, 0);
+  const std::vector<Clock::time_point> times = server.GetTimes();
+  ASSERT_EQ(times.size(), 800U);
+  EXPECT_GE(times.back() - times.front(), 399 * 250us);
+}
+
 TEST(RepetitionTest, ALimitOfTheTimeEndsACheckForGood) {
   const BulkServer server;
   const BulkDirectory directory;
