@@ -26,6 +26,7 @@ InputFile::InputFile(const std::optional<std::string>& path)
   if (S_ISDIR(status.st_mode)) {
     throw StdException("cannot read " + m_name + ": " + std::strerror(EISDIR));
   }
+  m_begin = lseek(m_descriptor, 0, SEEK_CUR);
 }
 
 InputFile::~InputFile() {

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <sys/types.h>
+
 #include <optional>
 #include <string>
 
@@ -17,10 +19,14 @@ class InputFile {
 
   int GetDescriptor() const { return m_descriptor; }
 
+  // Returns the position at which reading begins; -1 where the input has none.
+  off_t GetBegin() const { return m_begin; }
+
   // Returns its name for messages.
   const std::string& GetName() const { return m_name; }
 
  private:
   std::string m_name;
   int m_descriptor;
+  off_t m_begin = -1;
 };

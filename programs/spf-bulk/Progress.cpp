@@ -35,10 +35,11 @@ std::string DescribeTime(double time) {
 
 }  // namespace
 
-Progress::Progress(int input, Clock::time_point now) : m_input(input), m_drawn(now - kInterval) {
+Progress::Progress(const InputFile& input, Clock::time_point now)
+    : m_input(input.GetDescriptor()), m_drawn(now - kInterval) {
   struct stat status {};
-  if (fstat(input, &status) == 0 && S_ISREG(status.st_mode)) {
-    m_position = lseek(input, 0, SEEK_CUR);
+  if (fstat(m_input, &status) == 0 && S_ISREG(status.st_mode)) {
+    m_position = input.GetBegin();
     m_buffer.resize(kBufferSize);
   }
 }

@@ -10,15 +10,16 @@
 #include <string>
 #include <vector>
 
+#include "programs/spf-bulk/InputFile.h"
 #include "programs/spf-bulk/Totals.h"
 
 class Progress {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // `input`: the descriptor of the input, whose lines are counted meanwhile if it is a regular
-  // file; it is not moved.
-  Progress(int input, Clock::time_point now);
+  // `input`: of which the lines are counted meanwhile if it is a regular file, also those that an
+  // earlier run has done. It is not moved.
+  Progress(const InputFile& input, Clock::time_point now);
 
   // Draws the line, unless that was done less than a tenth of a second ago.
   void Draw(const Totals& totals, Clock::time_point now);

@@ -26,8 +26,7 @@ class RunFiles {
   // Returns the input, for the thread that reads.
   LineSource& GetLines() { return m_lines; }
 
-  // Returns the descriptor of the input.
-  int GetInput() const { return m_input.GetDescriptor(); }
+  const InputFile& GetInput() const { return m_input; }
 
   // Returns what was done before the run was resumed.
   const Totals& GetEarlier() const { return m_earlier; }

@@ -116,6 +116,16 @@ TEST(ProgressTest, ItIsShownElsewhereWhenAskedFor) {
             "spf-bulk: 1 line: 1 passed, 0 failed, 0 error, 0 malformed\n");
 }
 
+TEST(ProgressTest, TheLinesOfAResumedRunAreCountedFromTheFirstOn) {
+  const BulkServer server;
+  const BulkDirectory directory;
+  directory.Write("in.csv", Lines({"pass.test,192.0.2.1,", "fail.test,192.0.2.1,"}));
+  directory.Write("out.csv", "pass.test,192.0.2.1,,passed\n");
+  const ChildResult result =
+      directory.Run({"--progress", "--output", "out.csv", "--resume", "in.csv"});
+  EXPECT_NE(result.standardError.find(" of 2 lines, "), std::string::npos) << result.standardError;
+}
+
 TEST(ProgressTest, ItTellsTheTimeThatIsLeftWhereTheLengthIsKnown) {
   const Totals totals{.passed = 100, .failed = 20, .error = 3, .malformed = 4, .doubtful = 1};
   EXPECT_EQ(Progress::Describe(totals, 0, 1.9),
