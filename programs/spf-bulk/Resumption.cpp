@@ -1,10 +1,21 @@
 #include "programs/spf-bulk/Resumption.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "framework/core/Exceptions.h"
 #include "programs/spf-bulk/ErrorEntry.h"
 #include "programs/spf-bulk/SenderLine.h"
+
+namespace {
+
+// Returns whether `text` may be the beginning of a line of the output.
+bool MayBegin(std::string_view text) {
+  return text.size() <= SenderLine::kLongest + kVerdictHeader.size() + 1 &&
+         std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~'; });
+}
+
+}  // namespace
 
 Resumption::Resumption(LineSource& input, const std::string& output, const std::string& errors)
     : m_input(input), m_output(output), m_errors(errors) {
@@ -12,6 +23,9 @@ Resumption::Resumption(LineSource& input, const std::string& output, const std::
   while (m_output.Peek(written)) {
     TakeLine(FindNextLine(), written);
     m_output.Accept();
+  }
+  if (!MayBegin(written)) {
+    ThrowDifference(DescribeWritten() + " is not one that follows");
   }
   ExpectLaterEntry();
 }

@@ -4,7 +4,7 @@
 // The lines of the output must be those of the input, with their verdicts. Up to the last one of
 // them the errors file must have the entry of each malformed line and of each error, and may have
 // those of other lines. What follows in either file, a last line that is cut included, is to be cut
-// off.
+// off. If no run can have written such a last line into the output, that is a difference, too.
 //
 // All work is done in the constructor, which changes neither file and blocks as they do.
 

@@ -12,6 +12,7 @@ RunFiles::RunFiles(const Options& options, int hangUp)
   if (m_output.IsSameAs(m_input.GetDescriptor())) {
     throw StdException("the output is the input: " + m_output.GetName());
   }
+  m_output.Lock();
   if (m_hasOutput && !options.IsResumed() && m_output.GetSize() != 0) {
     throw StdException(m_output.GetName() + " is not empty: go on with --resume, or remove it");
   }
@@ -23,7 +24,7 @@ RunFiles::RunFiles(const Options& options, int hangUp)
   }
 }
 
-// Opens the errors file, and locks what is written.
+// Opens the errors file, and locks it.
 void RunFiles::OpenErrors(const std::string& path) {
   m_errors.emplace(path);
   if (m_errors->IsSameAs(m_input.GetDescriptor())) {
@@ -32,7 +33,6 @@ void RunFiles::OpenErrors(const std::string& path) {
   if (m_errors->IsSameAs(m_output.GetDescriptor())) {
     throw StdException("the errors file is the output: " + m_errors->GetName());
   }
-  m_output.Lock();
   m_errors->Lock();
 }
 

@@ -30,7 +30,10 @@ WrittenLines::~WrittenLines() {
 }
 
 bool WrittenLines::Peek(std::string_view& line) {
-  m_isLoaded = m_isLoaded || (m_source.Next(m_line) && m_source.HasLineFeed());
+  if (!m_isLoaded) {
+    m_line = {};
+    m_isLoaded = m_source.Next(m_line) && m_source.HasLineFeed();
+  }
   line = m_line;
   return m_isLoaded;
 }

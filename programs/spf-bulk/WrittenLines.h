@@ -22,7 +22,8 @@ class WrittenLines {
   WrittenLines(const WrittenLines&) = delete;
   WrittenLines& operator=(const WrittenLines&) = delete;
 
-  // Returns whether there is another line, which `line` then is until it is accepted.
+  // Returns whether there is another line, which `line` then is until it is accepted. Where there
+  // is none, `line` is what follows the last one.
   bool Peek(std::string_view& line);
 
   // Goes on after the line.

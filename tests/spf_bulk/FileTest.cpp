@@ -82,11 +82,14 @@ TEST(FileTest, StandardOutputMayNotBeTheErrorsFile) {
 TEST(FileTest, TwoRunsDoNotShareAnOutputOrAnErrorsFile) {
   const BulkServer server;
   const BulkDirectory directory;
-  directory.Write("in.csv", "silent.test,192.0.2.1,\n");
+  directory.Write("in.csv", Lines({"pass.test,192.0.2.1,", "silent.test,192.0.2.1,"}));
   const ChildProcess first =
       directory.Start("echo > started; exec \"$@\"", {"--output", "out.csv", "in.csv"});
   WaitForQuestion(server, "silent.test");
+  usleep(300000);  // so that the first line is done
   ExpectEnd(directory.Run({"--output", "out.csv", "--errors", "e", "--resume", "in.csv"}), 2,
+            "out.csv is in use by another run");
+  ExpectEnd(directory.Run({"--output", "out.csv", "in.csv"}), 2,
             "out.csv is in use by another run");
   ExpectEnd(directory.Run({"in.csv"}), 2, "spf-bulk.errors is in use by another run");
 }
