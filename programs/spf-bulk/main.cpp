@@ -94,7 +94,8 @@ void OccupyStandardStreams() {
 int main(int argc, char* argv[]) {
   OccupyStandardStreams();
   fwk::Logger::Init("", fwk::Error + 1, false, false);  // no log
-  std::signal(SIGPIPE, SIG_IGN);                        // a pipe that nobody reads is an error, too
+  std::signal(SIGPIPE, SIG_IGN);  // a pipe that nobody reads is an error, too,
+  std::signal(SIGXFSZ, SIG_IGN);  // as is a file that may not grow
   try {
     return Start(Options(argc, argv));
   } catch (const std::invalid_argument& e) {

@@ -115,6 +115,20 @@ TEST(FileTest, AFullDeviceAsOutputEndsTheRun) {
             "cannot write to /dev/full: No space left on device");
 }
 
+TEST(FileTest, AFileThatMayNotGrowEndsTheRun) {
+  const BulkServer server;
+  const BulkDirectory directory;
+  std::string input;
+  for (int i = 0; i < 100; ++i) {
+    input += kLine;
+  }
+  directory.Write("in.csv", input);
+  const std::vector<std::string> arguments = {"--output", "out.csv", "--resume", "in.csv"};
+  ExpectEnd(directory.Start("ulimit -f 1; exec \"$@\"", arguments).Wait(), 2,
+            "cannot write to out.csv: File too large; go on with --resume");
+  ExpectEnd(directory.Run(arguments), 0, "100 lines: 100 passed, 0 failed, 0 error, 0 malformed");
+}
+
 TEST(FileTest, AClosedPipeEndsTheRun) {
   const BulkServer server;
   const BulkDirectory directory;
