@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <getopt.h>
 
+#include <algorithm>
 #include <charconv>
 #include <stdexcept>
 #include <string_view>
