@@ -9,8 +9,8 @@ using std::chrono::seconds;
 
 namespace {
 
-constexpr std::size_t kWindow = 32 * 1024 * 1024;  // bytes of lines
-constexpr std::size_t kReadAhead = 1024 * 1024;
+constexpr std::size_t kWindow = std::size_t{32} * 1024 * 1024;  // bytes of lines
+constexpr std::size_t kReadAhead = std::size_t{1024} * 1024;
 constexpr seconds kGathering{1};  // how long repetitions wait for more of them
 constexpr seconds kFresh{1};      // how long a check counts for the quiet that they need
 constexpr milliseconds kQuiet{200};

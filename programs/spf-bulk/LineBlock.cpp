@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::size_t kFull = 64 * 1024;  // bytes
+constexpr std::size_t kFull = std::size_t{64} * 1024;  // bytes
 constexpr std::size_t kLeastWeight = 16;
 constexpr std::size_t kNoteWeight = 96;  // of a note, beside its text
 

@@ -15,7 +15,7 @@ namespace {
 
 constexpr milliseconds kInterval{100};
 constexpr seconds kMemory{10};  // over which the rate is measured
-constexpr std::size_t kBufferSize = 256 * 1024;
+constexpr std::size_t kBufferSize = std::size_t{256} * 1024;
 constexpr int kReadsAtOnce = 64;
 constexpr std::size_t kUsualWidth = 80;
 
