@@ -2,8 +2,8 @@
 //   paced_name_server MILLISECONDS [LOST]
 //
 // It answers on 127.0.0.1, port 53, until a signal ends it: every TXT question with a record that
-// lets 192.0.2.0/24 send, everything else with no record. LOST: of so many questions one gets no
-// answer.
+// lets 192.0.2.0/24 send, everything else with no record. A question for a name that begins with
+// "silent" gets no answer. LOST: of so many questions one gets no answer.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -42,6 +42,10 @@ std::size_t EndOfQuestion(std::string_view query) {
   return at + 5 <= query.size() ? at + 5 : 0;
 }
 
+bool IsSilent(std::string_view query) {
+  return query.substr(kHeader + 1).starts_with("silent");
+}
+
 std::string MakeReply(std::string_view query, std::size_t end) {
   const bool isText = query[end - 3] == 16;
   std::string reply(query.substr(0, end));
@@ -75,7 +79,7 @@ void TakeQuestions(int descriptor, milliseconds delay, unsigned lost, std::deque
     }
     const std::string_view query(buffer.data(), static_cast<std::size_t>(size));
     const std::size_t end = EndOfQuestion(query);
-    if (end != 0 && (lost == 0 || ++asked % lost != 0)) {
+    if (end != 0 && !IsSilent(query) && (lost == 0 || ++asked % lost != 0)) {
       replies.push_back({Clock::now() + delay, peer, MakeReply(query, end)});
     }
   }

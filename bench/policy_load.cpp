@@ -76,7 +76,8 @@ Connection Start(char* const command[]) {
 }
 
 void Ask(Connection& connection, int number, int domains) {
-  const std::string domain = "d" + std::to_string(number % domains) + ".bench.test";
+  std::string domain = "d";
+  domain += std::to_string(number % domains) + ".bench.test";
   const std::string request =
       "request=smtpd_access_policy\nprotocol_state=RCPT\nprotocol_name=ESMTP\n"
       "client_address=192.0.2.7\nclient_name=mail.bench.test\nreverse_client_name=mail.bench.test\n"
@@ -123,6 +124,115 @@ long PeakMemory(pid_t program) {
   return peak;
 }
 
+std::vector<Connection> Open(int count, int port, char* const command[]) {
+  std::vector<Connection> connections;
+  for (int i = 0; i < count; ++i) {
+    connections.push_back(port != 0 ? ConnectTo(port) : Start(command));
+  }
+  return connections;
+}
+
+// Load sends requests on all connections and takes the times of the answers.
+class Load {
+ public:
+  Load(std::vector<Connection>& connections, int domains)
+      : m_connections(connections), m_domains(domains) {}
+
+  // Asks once on each connection; programs need longer for the first answer, as they start.
+  void WarmUp() {
+    for (Connection& connection : m_connections) {
+      Ask(connection, m_asked++, m_domains);
+    }
+    for (Connection& connection : m_connections) {
+      while (!TakeAnswer(connection)) {
+      }
+      connection.answer.clear();
+    }
+  }
+
+  // Makes so many requests.
+  void Run(int requests) {
+    const Clock::time_point start = Clock::now();
+    const int last = m_asked + requests;
+    std::vector<pollfd> events;
+    for (Connection& connection : m_connections) {
+      Ask(connection, m_asked++, m_domains);
+      events.push_back({connection.descriptor, POLLIN, 0});
+    }
+    for (std::size_t open = events.size(); open > 0;) {
+      if (poll(events.data(), events.size(), 120000) <= 0) {
+        Fail("policy_load: no answer in two minutes");
+      }
+      for (std::size_t i = 0; i < events.size(); ++i) {
+        if (events[i].revents != 0 && TakeAnswer(m_connections[i]) && !Next(i, last)) {
+          events[i].fd = -1;
+          --open;
+        }
+      }
+    }
+    m_seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    std::sort(m_times.begin(), m_times.end());
+  }
+
+  double GetRate() const { return static_cast<double>(m_times.size()) / m_seconds; }
+
+  // Returns the time in which 99 of 100 answers came, in milliseconds.
+  double GetLateTime() const { return m_times[m_times.size() * 99 / 100]; }
+
+  // Returns how many answers do not say that the check passed.
+  long GetOthers() const { return m_others; }
+
+ private:
+  // Notes the answer of a connection and asks again. Returns false when the last request was made.
+  bool Next(std::size_t i, int last) {
+    Connection& connection = m_connections[i];
+    m_times.push_back(
+        std::chrono::duration<double, std::milli>(Clock::now() - connection.asked).count());
+    m_others += SaysPassed(connection.answer) ? 0 : 1;
+    connection.answer.clear();
+    if (m_asked >= last) {
+      return false;
+    }
+    Ask(connection, m_asked++, m_domains);
+    return true;
+  }
+
+  std::vector<Connection>& m_connections;
+  int m_domains;
+  int m_asked = 0;
+  std::vector<double> m_times;  // milliseconds
+  double m_seconds = 0;
+  long m_others = 0;
+};
+
+struct Memory {
+  long largest = 0;
+  long sum = 0;
+};
+
+// Ends all programs. Returns the memory that they have needed.
+Memory EndPrograms(const std::vector<Connection>& connections) {
+  Memory memory;
+  for (const Connection& connection : connections) {
+    if (connection.program > 0) {
+      const long peak = PeakMemory(connection.program);
+      memory.largest = std::max(memory.largest, peak);
+      memory.sum += peak;
+      kill(connection.program, SIGKILL);
+      waitpid(connection.program, nullptr, 0);
+    }
+  }
+  return memory;
+}
+
+// Allows as many descriptors as the system does.
+void RaiseDescriptorLimit() {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -130,74 +240,14 @@ int main(int argc, char* argv[]) {
     std::fprintf(stderr, "Usage: %s CONNECTIONS REQUESTS DOMAINS PORT|PROGRAM...\n", argv[0]);
     return 2;
   }
-  const int count = std::atoi(argv[1]);
-  const int requests = std::atoi(argv[2]);
-  const int domains = std::atoi(argv[3]);
+  RaiseDescriptorLimit();
   const int port = std::isdigit(static_cast<unsigned char>(argv[4][0])) ? std::atoi(argv[4]) : 0;
-  rlimit limit{};
-  getrlimit(RLIMIT_NOFILE, &limit);
-  limit.rlim_cur = limit.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &limit);
-
-  std::vector<Connection> connections;
-  std::vector<pollfd> events;
-  for (int i = 0; i < count; ++i) {
-    connections.push_back(port != 0 ? ConnectTo(port) : Start(argv + 4));
-    events.push_back({connections.back().descriptor, POLLIN, 0});
-  }
-  // The first answers, which programs need longer for as they start, do not count.
-  int asked = 0;
-  for (Connection& connection : connections) {
-    Ask(connection, asked++, domains);
-  }
-  for (Connection& connection : connections) {
-    while (!TakeAnswer(connection)) {
-    }
-    connection.answer.clear();
-  }
-  std::vector<double> times;
-  long others = 0;
-  const Clock::time_point start = Clock::now();
-  const int last = asked + requests;
-  for (Connection& connection : connections) {
-    Ask(connection, asked++, domains);
-  }
-  std::size_t open = connections.size();
-  while (open > 0) {
-    if (poll(events.data(), events.size(), 120000) <= 0) {
-      Fail("policy_load: no answer in two minutes");
-    }
-    for (std::size_t i = 0; i < events.size(); ++i) {
-      if (events[i].revents == 0 || !TakeAnswer(connections[i])) {
-        continue;
-      }
-      const auto now = Clock::now();
-      times.push_back(
-          std::chrono::duration<double, std::milli>(now - connections[i].asked).count());
-      others += SaysPassed(connections[i].answer) ? 0 : 1;
-      connections[i].answer.clear();
-      if (asked < last) {
-        Ask(connections[i], asked++, domains);
-      } else {
-        events[i].fd = -1;
-        --open;
-      }
-    }
-  }
-  const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-  std::sort(times.begin(), times.end());
-  long largest = 0;
-  long sum = 0;
-  for (const Connection& connection : connections) {
-    if (connection.program > 0) {
-      const long peak = PeakMemory(connection.program);
-      largest = std::max(largest, peak);
-      sum += peak;
-      kill(connection.program, SIGKILL);
-      waitpid(connection.program, nullptr, 0);
-    }
-  }
-  std::printf("%.0f\t%.2f\t%ld\t%ld\t%ld\n", static_cast<double>(times.size()) / seconds,
-              times[times.size() * 99 / 100], others, largest, sum);
+  std::vector<Connection> connections = Open(std::atoi(argv[1]), port, argv + 4);
+  Load load(connections, std::atoi(argv[3]));
+  load.WarmUp();
+  load.Run(std::atoi(argv[2]));
+  const Memory memory = EndPrograms(connections);
+  std::printf("%.0f\t%.2f\t%ld\t%ld\t%ld\n", load.GetRate(), load.GetLateTime(), load.GetOthers(),
+              memory.largest, memory.sum);
   return 0;
 }

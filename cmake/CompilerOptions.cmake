@@ -12,8 +12,9 @@ add_library(spfcheck_hardened INTERFACE)
 target_link_libraries(spfcheck_hardened INTERFACE spfcheck_options)
 
 target_compile_options(spfcheck_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wnon-virtual-dtor
-  -Woverloaded-virtual
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+  $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
   # Assertion texts name a source by its path relative to the repository's root.
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
