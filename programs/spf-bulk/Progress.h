@@ -33,7 +33,7 @@ class Progress {
  private:
   struct Sample {
     Clock::time_point time;
-    std::uint64_t lines;
+    std::uint64_t lines = 0;
   };
 
   void CountLines();
