@@ -48,7 +48,6 @@ bool PolicyConnection::Take(const char* bytes, std::size_t count, const Answer& 
           return false;
         }
         m_request = PolicyRequest();
-        m_lastAnswer = Clock::now();
       }
     }
   } catch (const StdException& e) {
@@ -59,7 +58,8 @@ bool PolicyConnection::Take(const char* bytes, std::size_t count, const Answer& 
   return true;
 }
 
-bool PolicyConnection::Send(const std::string& action) const {
+bool PolicyConnection::Send(const std::string& action) {
+  m_lastAnswer = Clock::now();  // before the peer sees the answer, and may act on it first
   const std::string text = "action=" + action + "\n\n";
   // A closed peer must not raise SIGPIPE; a peer that does not read must not block.
   const ssize_t sent = send(m_descriptor, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);

@@ -20,8 +20,7 @@ class PolicyConnection : public Socket {
 
   // Decides on `request` and sends the answer by Send() of `connection`. Returns whether the
   // connection continues.
-  using Answer =
-      std::function<bool(const PolicyRequest& request, const PolicyConnection& connection)>;
+  using Answer = std::function<bool(const PolicyRequest& request, PolicyConnection& connection)>;
 
   PolicyConnection();
   ~PolicyConnection() noexcept(false) override;
@@ -37,7 +36,7 @@ class PolicyConnection : public Socket {
 
   // Sends an answer with `action`. Returns whether the system accepted it and the peer has not
   // closed its end.
-  bool Send(const std::string& action) const;
+  bool Send(const std::string& action);
 
   int GetDescriptor() const { return m_descriptor; }
 

@@ -266,7 +266,7 @@ void PolicyServer::Serve(std::uint64_t id) {
   }
   bool goesOn = false;
   try {
-    goesOn = connection->Serve([this](const PolicyRequest& request, const PolicyConnection& peer) {
+    goesOn = connection->Serve([this](const PolicyRequest& request, PolicyConnection& peer) {
       return Answer(request, peer);
     });
   } catch (...) {
@@ -276,7 +276,7 @@ void PolicyServer::Serve(std::uint64_t id) {
   Release(id, goesOn);
 }
 
-bool PolicyServer::Answer(const PolicyRequest& request, const PolicyConnection& connection) {
+bool PolicyServer::Answer(const PolicyRequest& request, PolicyConnection& connection) {
   const std::shared_ptr<const Settings> settings = GetSettings();
   PolicyDecision decision(request, *settings, m_places, m_memory, connection.GetDescriptor());
   const bool isDelivered = connection.Send(decision.GetAnswer());

@@ -70,7 +70,7 @@ class PolicyServer {
   void Add(std::shared_ptr<PolicyConnection> connection);
 
   void Serve(std::uint64_t id);
-  bool Answer(const PolicyRequest& request, const PolicyConnection& connection);
+  bool Answer(const PolicyRequest& request, PolicyConnection& connection);
   std::shared_ptr<PolicyConnection> Occupy(std::uint64_t id);
   void Release(std::uint64_t id, bool goesOn);
 

@@ -25,7 +25,7 @@ std::string Repeat(const std::string& line, int count) {
 }
 
 TEST(LoadTest, SoManyChecksAreMadeAtOnceAsAskedFor) {
-  const DelayedNameServer server({{"TXT slow.test", 200ms, "v=spf1 -all"}});
+  const DelayedNameServer server({{"TXT slow.test", 500ms, "v=spf1 -all"}});
   SetResolverFile("nameserver 127.0.0.1\n");
   const BulkDirectory directory;
   directory.Write("in", Repeat("slow.test,192.0.2.1,\n", 12));
@@ -34,10 +34,10 @@ TEST(LoadTest, SoManyChecksAreMadeAtOnceAsAskedFor) {
   const Clock::duration three = Clock::now() - begin;
   EXPECT_EQ(directory.Run({"-j", "12"}).exitStatus, 0);
   const Clock::duration twelve = Clock::now() - begin - three;
-  EXPECT_GE(three, 800ms);
-  EXPECT_LT(three, 2000ms);
-  EXPECT_GE(twelve, 200ms);
-  EXPECT_LT(twelve, 600ms);
+  EXPECT_GE(three, 2000ms);
+  EXPECT_LT(three, 3000ms);
+  EXPECT_GE(twelve, 500ms);
+  EXPECT_LT(twelve, 1500ms);
 }
 
 TEST(LoadTest, TheOrderIsThatOfTheInputWhateverTakesLong) {

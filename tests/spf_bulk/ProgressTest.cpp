@@ -81,7 +81,7 @@ std::vector<std::string> Split(const std::string& text, char end) {
 TEST(ProgressTest, ATerminalShowsItInPlaceAndItGoesAtTheEnd) {
   const Terminal terminal(120);
   const std::vector<std::string> drawn = Split(RunOnTerminal(terminal, {}), '\r');
-  ASSERT_GE(drawn.size(), 8U);   // before the first, and the erasure
+  ASSERT_GE(drawn.size(), 5U);   // before the first, and the erasure
   EXPECT_LE(drawn.size(), 18U);  // ten a second
   EXPECT_EQ(drawn.front(), "");
   for (std::size_t i = 3; i + 1 < drawn.size(); ++i) {
@@ -94,7 +94,7 @@ TEST(ProgressTest, ATerminalShowsItInPlaceAndItGoesAtTheEnd) {
 TEST(ProgressTest, ANarrowTerminalShowsItsBeginning) {
   const Terminal terminal(20);
   const std::vector<std::string> drawn = Split(RunOnTerminal(terminal, {}), '\r');
-  ASSERT_GE(drawn.size(), 8U);
+  ASSERT_GE(drawn.size(), 5U);
   for (std::size_t i = 1; i + 1 < drawn.size(); ++i) {
     EXPECT_EQ(drawn[i].find("\x1b[K"), 19U) << drawn[i];
   }

@@ -35,7 +35,7 @@ class Pair {
   // Lets the connection take what came. Each request is answered with its "name".
   bool Serve() {
     WaitForInput();
-    return m_connection.Serve([](const PolicyRequest& request, const PolicyConnection& connection) {
+    return m_connection.Serve([](const PolicyRequest& request, PolicyConnection& connection) {
       return connection.Send(request.Get("name"));
     });
   }
