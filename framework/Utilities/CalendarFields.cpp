@@ -1,5 +1,6 @@
 #include "framework/Utilities/CalendarFields.h"
 
+#include <chrono>
 #include <cmath>
 
 namespace fwk {
@@ -9,52 +10,8 @@ namespace {
 constexpr double kFirstValue = -657434;
 constexpr double kLastValue = 2958465;
 constexpr double kHalfSecond = 1.0 / 172800;
-
-// Sets month and day from the day of the year.
-void LocateMonth(CalendarFields& fields, bool leapYear) {
-  std::int32_t day = fields.dayOfYear;
-  if (leapYear && day == 60) {
-    fields.month = 2;
-    fields.day = 29;
-    return;
-  }
-  if (leapYear && day > 60) {
-    --day;
-  }
-  fields.month = day / 32 + 1;
-  while (day > kMonthDays[fields.month]) {
-    ++fields.month;
-  }
-  fields.day = day - kMonthDays[fields.month - 1];
-}
-
-// Sets year, day of the year, month and day from the day counted from the year 0: first whole
-// cycles of 400 years, then centuries, blocks of four years and years.
-void LocateDay(CalendarFields& fields, std::int32_t absoluteDay) {
-  const std::int32_t q400 = absoluteDay / 146097;
-  std::int32_t rest = absoluteDay % 146097;
-  const std::int32_t century = (rest - 1) / 36524;
-  bool leapBlock = true;  // the four-year block starts with a leap year
-  std::int32_t q4 = 0;
-  if (century != 0) {
-    rest = (rest - 1) % 36524;
-    q4 = (rest + 1) / 1461;
-    leapBlock = q4 != 0;
-    rest = leapBlock ? (rest + 1) % 1461 : rest;
-  } else {
-    q4 = rest / 1461;
-    rest %= 1461;
-  }
-  const std::int32_t y4 = (leapBlock ? rest - 1 : rest) / 365;
-  if (leapBlock && y4 != 0) {
-    rest = (rest - 1) % 365;
-  } else if (!leapBlock) {
-    rest %= 365;
-  }
-  fields.year = 400 * q400 + 100 * century + 4 * q4 + y4;
-  fields.dayOfYear = rest + 1;
-  LocateMonth(fields, leapBlock && y4 == 0);
-}
+constexpr std::chrono::sys_days kEpoch =
+    std::chrono::year{1899} / std::chrono::December / std::chrono::day{30};
 
 }  // namespace
 
@@ -64,16 +21,20 @@ std::optional<CalendarFields> CalendarFields::FromValue(double value) {
   }
   const double rounded = value > 0 ? value + kHalfSecond : value - kHalfSecond;
   const double magnitude = std::fabs(rounded);
-  const auto seconds =
-      static_cast<std::int32_t>((magnitude - std::floor(magnitude)) * kSecondsPerDay);
-  const std::int32_t absoluteDay = static_cast<std::int32_t>(rounded) + kEpochDay;
+  const auto seconds = static_cast<std::int32_t>((magnitude - std::floor(magnitude)) * 86400);
+  const std::chrono::sys_days days = kEpoch + std::chrono::days{static_cast<int>(rounded)};
+  const std::chrono::year_month_day date = days;
+  const std::chrono::days daysOfYear = days - std::chrono::sys_days{date.year() / 1 / 1};
 
   CalendarFields fields{};
   fields.second = seconds % 60;
   fields.minute = seconds / 60 % 60;
   fields.hour = seconds / 3600;
-  fields.dayOfWeek = (absoluteDay - 1) % 7 + 1;
-  LocateDay(fields, absoluteDay);
+  fields.day = static_cast<std::int32_t>(unsigned{date.day()});
+  fields.month = static_cast<std::int32_t>(unsigned{date.month()});
+  fields.year = int{date.year()};
+  fields.dayOfWeek = static_cast<std::int32_t>(std::chrono::weekday{days}.c_encoding()) + 1;
+  fields.dayOfYear = static_cast<std::int32_t>(daysOfYear.count()) + 1;
   return fields;
 }
 

@@ -13,21 +13,6 @@
 
 namespace fwk {
 
-// Days before each month in a common year; [12] is the length of the year.
-inline constexpr std::int32_t kMonthDays[13] = {0,   31,  59,  90,  120, 151, 181,
-                                                212, 243, 273, 304, 334, 365};
-
-// Without leap seconds.
-inline constexpr std::int32_t kSecondsPerDay = 86400;
-
-// 1899-12-30 as a count of days from the year 0, which is day 0 of DateTime's number.
-inline constexpr std::int32_t kEpochDay = 693959;
-
-// By the rule of the Gregorian calendar, for years before it, too.
-constexpr bool IsLeapYear(std::int32_t year) {
-  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-}
-
 struct FWK_EXPORT CalendarFields {
   std::int32_t second = 0;     // 0 to 59
   std::int32_t minute = 0;     // 0 to 59

@@ -15,6 +15,16 @@ namespace fwk {
 
 namespace {
 
+constexpr std::int32_t kSecondsPerDay = 86400;
+
+// The value's day 0, 1899-12-30, as a count of days from the year 0.
+constexpr std::int32_t kEpochDay = 693959;
+
+// Applies the Gregorian rule to every year, also to those before the calendar began.
+constexpr bool IsLeapYear(std::int32_t year) {
+  return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
+
 // Within a day before the epoch later times have smaller numbers; here they have larger ones.
 double Linear(double value) {
   if (value >= 0) {

@@ -13,7 +13,6 @@
 #include <ctime>
 #include <string>
 
-#include "framework/Utilities/CalendarFields.h"
 #include "framework/core/Export.h"
 
 namespace fwk {
@@ -21,7 +20,8 @@ namespace fwk {
 class FWK_EXPORT DateTime {
  public:
   // Days before each month in a common year; [12] is the length of the year.
-  static constexpr auto& _MonthDays = kMonthDays;
+  static constexpr std::int32_t _MonthDays[13] = {0,   31,  59,  90,  120, 151, 181,
+                                                  212, 243, 273, 304, 334, 365};
 
   DateTime() = default;  // value 0.0, not set correctly
   // The number, and whether it is set correctly.
