@@ -72,15 +72,8 @@ bool SPFCheck::processA(const std::string& term, const std::string& ip) {
   return checkDomain(domain, getCIDR(term), ip);
 }
 
-bool SPFCheck::processMX(const std::string& term, const std::string& ip) {
-  const DNSSocket dns(targetOrDomain(term));
-  const std::vector<std::string> hosts;  // no MX records are asked for
-  for (const std::string& host : hosts) {
-    fwk::Logger::Log(fwk::Debug, "SPFCheck::processMX - domain::%s", host.c_str());
-    if (checkDomain(host, getCIDR(term), ip)) {
-      return true;
-    }
-  }
+bool SPFCheck::processMX(const std::string& term, const std::string& /*ip*/) {
+  const DNSSocket dns(targetOrDomain(term));  // fills `dns_servers`; MX records are not asked for
   return false;
 }
 
