@@ -27,24 +27,11 @@ std::int32_t StdSystemException::GetCode() const noexcept {
   return m_code;
 }
 
-SocketException::SocketException(const std::string& message) : StdException(message) {}
 SocketException::~SocketException() = default;
-
-SocketClosedException::SocketClosedException(const std::string& message)
-    : SocketException(message) {}
 SocketClosedException::~SocketClosedException() = default;
-
-RBLSocketException::RBLSocketException(const std::string& message) : SocketException(message) {}
 RBLSocketException::~RBLSocketException() = default;
-
-UDPSocketException::UDPSocketException(const std::string& message) : StdException(message) {}
 UDPSocketException::~UDPSocketException() = default;
-
-UDPSocketTimeoutException::UDPSocketTimeoutException(const std::string& message)
-    : UDPSocketException(message) {}
 UDPSocketTimeoutException::~UDPSocketTimeoutException() = default;
-
-ConfigException::ConfigException(const std::string& message) : StdException(message) {}
 ConfigException::~ConfigException() = default;
 
 bool CheckReturnCode(int result, const char* function, int expected) {

@@ -28,7 +28,7 @@
 // A failure, with its text.
 class FWK_EXPORT StdException : public std::exception {
  public:
-  // message: the text.
+  // Holds a copy of `message`, the text.
   explicit StdException(const std::string& message);
   ~StdException() override;
 
@@ -65,48 +65,42 @@ class FWK_EXPORT StdSystemException : public StdException {
 // A socket call failed.
 class FWK_EXPORT SocketException : public StdException {
  public:
-  // message: the text.
-  explicit SocketException(const std::string& message);
+  using StdException::StdException;
   ~SocketException() override;
 };
 
 // The peer closed the connection.
 class FWK_EXPORT SocketClosedException : public SocketException {
  public:
-  // message: the text.
-  explicit SocketClosedException(const std::string& message);
+  using SocketException::SocketException;
   ~SocketClosedException() override;
 };
 
 // A DNS blocklist answer could not be used.
 class FWK_EXPORT RBLSocketException : public SocketException {
  public:
-  // message: the text.
-  explicit RBLSocketException(const std::string& message);
+  using SocketException::SocketException;
   ~RBLSocketException() override;
 };
 
 // A UDP set-up or transfer failed.
 class FWK_EXPORT UDPSocketException : public StdException {
  public:
-  // message: the text.
-  explicit UDPSocketException(const std::string& message);
+  using StdException::StdException;
   ~UDPSocketException() override;
 };
 
 // A UDP wait timed out.
 class FWK_EXPORT UDPSocketTimeoutException : public UDPSocketException {
  public:
-  // message: the text.
-  explicit UDPSocketTimeoutException(const std::string& message);
+  using UDPSocketException::UDPSocketException;
   ~UDPSocketTimeoutException() override;
 };
 
 // The configuration file could not be used.
 class FWK_EXPORT ConfigException : public StdException {
  public:
-  // message: the text.
-  explicit ConfigException(const std::string& message);
+  using StdException::StdException;
   ~ConfigException() override;
 };
 
