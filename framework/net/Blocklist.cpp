@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <netdb.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstring>
 
@@ -12,18 +11,6 @@
 #include "framework/net/Socket.h"
 
 namespace {
-
-// The lists of answers that could not be trusted. They are never released; each hangs on the end
-// of the next one.
-std::atomic<addrinfo*> untrustedLists{nullptr};
-
-void Keep(addrinfo* list) {
-  addrinfo* last = list;
-  while (last->ai_next != nullptr) {
-    last = last->ai_next;
-  }
-  last->ai_next = untrustedLists.exchange(list);
-}
 
 // The four bytes behind family and port, whatever the family.
 in_addr_t ReadAddress(const addrinfo& entry) {
@@ -52,7 +39,7 @@ std::uint32_t Socket::CheckBlocklist(const std::string& key, const std::string& 
     freeaddrinfo(list);
     return 1;
   }
-  Keep(list);
+  // The list of an answer that is not trusted stays allocated.
   if (answer == 0) {
     throw RBLSocketException(
         StringFormat("response %d, %s rbl %d", 0, name.c_str(), 0).GetString());

@@ -116,7 +116,7 @@ class FWK_EXPORT Socket {
   //   "response %d, %s rbl %d"       the address 0.0.0.0; both numbers are 0
   //   "invalid response (%s), %s rbl %d"  another address, which answer has, too; the number is 0
   // For the last two the resolver's list is not released: each such answer costs its memory until
-  // the process ends.
+  // the process ends, and a leak checker reports it.
   static std::uint32_t CheckBlocklist(const std::string& key, const std::string& zone,
                                       in_addr_t& answer);
 
