@@ -26,15 +26,15 @@ DNSSocket::DNSSocket(const std::string& domain)
 DNSSocket::~DNSSocket() noexcept(false) = default;
 
 int DNSSocket::GetARecords(std::vector<std::string>& out) {
-  return Query(out, MessageCodec::kTypeA);
+  return ConnectAndQuery(out, MessageCodec::kTypeA);
 }
 
 int DNSSocket::GetNSRecords(std::vector<std::string>& out) {
-  return Query(out, MessageCodec::kTypeNS);
+  return ConnectAndQuery(out, MessageCodec::kTypeNS);
 }
 
 int DNSSocket::GetTXTRecords(std::vector<std::string>& out) {
-  return Query(out, MessageCodec::kTypeTXT);
+  return ConnectAndQuery(out, MessageCodec::kTypeTXT);
 }
 
 std::string DNSSocket::GetSPFRecord() {
@@ -45,7 +45,7 @@ std::string DNSSocket::GetSPFRecord() {
   return m_spfRecord;
 }
 
-int DNSSocket::Query(std::vector<std::string>& out, const unsigned short& type) {
+int DNSSocket::ConnectAndQuery(std::vector<std::string>& out, const unsigned short& type) {
   Connect(GetNameServer(), "53", true);
   return DoQuery(out, type);
 }

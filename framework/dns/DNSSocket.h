@@ -58,7 +58,7 @@ class FWK_EXPORT DNSSocket : public UDPSocket {
   static void LoadNameServer();
   static std::string GetNameServer();
 
-  int Query(std::vector<std::string>& out, const unsigned short& type);
+  int ConnectAndQuery(std::vector<std::string>& out, const unsigned short& type);
   int DoQuery(std::vector<std::string>& out, const unsigned short& type);
   void Exchange(std::vector<std::string>& out, unsigned short type);
   void CollectAnswers(std::span<const unsigned char> reply, std::uint32_t answerStart,

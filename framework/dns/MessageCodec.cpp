@@ -112,8 +112,8 @@ std::uint32_t MessageCodec::MeasureName(const MessageReader& reply, std::uint32_
   if (labels == 0) {
     return LeadsToRoot(reply, at) ? 1 : 2;
   }
-  const bool cut = labels == kMaxGathered || reply.ReadByte(at + labels) == 0;
-  return labels + (cut ? 1 : 2);
+  const bool endsInPointer = labels < kMaxGathered && reply.ReadByte(at + labels) != 0;
+  return labels + (endsInPointer ? 2 : 1);
 }
 
 std::string MessageCodec::DecodeName(const MessageReader& reply, std::uint32_t at,

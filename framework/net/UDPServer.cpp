@@ -55,7 +55,7 @@ bool UDPSocket::Listen(const std::string& port) {
   return true;
 }
 
-bool UDPSocket::Accept(UDPSocket& reply, bool flag) {
+bool UDPSocket::Accept(UDPSocket& reply, bool nonBlocking) {
   std::array<char, 1024 + 1> data{};  // one zero byte more than is read
   sockaddr_in sender{};
   socklen_t senderLength = sizeof(sender);
@@ -67,7 +67,7 @@ bool UDPSocket::Accept(UDPSocket& reply, bool flag) {
   std::printf("Received packet from %s:%d\n", inet_ntoa(sender.sin_addr), ntohs(sender.sin_port));
   std::printf("Data: %s\n", data.data());
 
-  reply.OpenSocket(flag);
+  reply.OpenSocket(nonBlocking);
   reply.m_peer = sender;
   MakeProbe();  // drawn for each client, not kept
   unsigned int sent = 0;

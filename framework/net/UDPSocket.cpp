@@ -149,16 +149,17 @@ std::string UDPSocket::MakeProbe() {
       .GetString();
 }
 
-void UDPSocket::OpenSocket(bool flag) {
-  CreateSocket(AF_INET, SOCK_DGRAM, IPPROTO_UDP, flag);
-  if (flag) {
+void UDPSocket::OpenSocket(bool nonBlocking) {
+  CreateSocket(AF_INET, SOCK_DGRAM, IPPROTO_UDP, nonBlocking);
+  if (nonBlocking) {
     m_wait = 1;
   }
 }
 
-in_addr_t UDPSocket::Connect(const std::string& address, const std::string& port, bool flag) {
+in_addr_t UDPSocket::Connect(const std::string& address, const std::string& port,
+                             bool nonBlocking) {
   m_port = ParsePort(port);
-  OpenSocket(flag);
+  OpenSocket(nonBlocking);
   m_peer = MakeAddress(inet_addr(address.c_str()), m_port);
   if (m_peer.sin_addr.s_addr == 0) {
     throw UDPSocketException("UDPSocket::Connect - inet_addr() failed");
@@ -167,8 +168,8 @@ in_addr_t UDPSocket::Connect(const std::string& address, const std::string& port
 }
 
 in_addr_t UDPSocket::ConnectAndProbe(const std::string& address, const std::string& port,
-                                     bool flag) {
-  const in_addr_t peer = Connect(address, port, flag);
+                                     bool nonBlocking) {
+  const in_addr_t peer = Connect(address, port, nonBlocking);
   std::string probe = MakeProbe();
   const auto length = static_cast<unsigned int>(probe.size());
   unsigned int moved = 0;

@@ -55,22 +55,21 @@ class FWK_EXPORT UDPSocket : public Socket {
   virtual ssize_t ReceiveRaw(char* buffer, unsigned int length);
   virtual ssize_t SendRaw(const char* buffer, unsigned int length);
 
-  // Opens a socket and sets the peer; nothing is sent. flag: whether the socket is non-blocking
-  // and from now on waits for readiness before each transfer; with false the waiting stays as it
-  // was. Returns the peer's address, in network byte order.
-  // Throws as CreateSocket does, and "UDPSocket::Connect - inet_addr() failed" for the address
-  // 0.0.0.0; the socket is then open, with that peer. A text that is no address is accepted and
-  // means 255.255.255.255.
-  in_addr_t Connect(const std::string& address, const std::string& port, bool flag);
+  // Opens a socket and sets the peer; nothing is sent. nonBlocking: whether the socket is
+  // non-blocking and from now on waits for readiness before each transfer; with false the waiting
+  // stays as it was. Returns the peer's address, in network byte order. Throws as CreateSocket
+  // does, and "UDPSocket::Connect - inet_addr() failed" for the address 0.0.0.0; the socket is then
+  // open, with that peer. A text that is no address is accepted and means 255.255.255.255.
+  in_addr_t Connect(const std::string& address, const std::string& port, bool nonBlocking);
 
   // Connect, then sends a random text of 16 characters and receives its echo, waiting at most
   // 60 s for each. What came back is the payload key from then on, and the peer is the socket that
   // answered, not the port that was probed: a server that uses Accept answers from another. With
-  // flag false nothing limits the wait, and an echo shorter than the probe blocks for the rest.
-  // Returns the peer's address as Connect does. Throws as Connect, Send and Receive do;
+  // nonBlocking false nothing limits the wait, and an echo shorter than the probe blocks for the
+  // rest. Returns the peer's address as Connect does. Throws as Connect, Send and Receive do;
   // "UDPSocket::Connect - Send failed" and "UDPSocket::Connect - Receive failed" where a subclass's
   // transfer returns -1.
-  in_addr_t ConnectAndProbe(const std::string& address, const std::string& port, bool flag);
+  in_addr_t ConnectAndProbe(const std::string& address, const std::string& port, bool nonBlocking);
 
   // Binds a blocking socket to port on all addresses; true when bound or when a descriptor is open
   // already. For a port of 1023 or less the effective and the real ids that SaveIdentity() found
@@ -81,10 +80,11 @@ class FWK_EXPORT UDPSocket : public Socket {
 
   // Serves one datagram of up to 1024 bytes, for which it waits without limit: prints
   // "Received packet from %s:%d\n" and "Data: %s\n" (the bytes up to a zero byte) on standard
-  // output, opens reply's socket (flag as in Connect) with the sender as its peer and sends the
-  // data back, waiting as Send does for at most 60 s. Whether bytes were sent back; for an empty
-  // datagram none are. Throws "UDPSocket::Accept - recvfrom", and as CreateSocket and Send do.
-  bool Accept(UDPSocket& reply, bool flag);
+  // output, opens reply's socket (nonBlocking as in Connect) with the sender as its peer and sends
+  // the data back, waiting as Send does for at most 60 s. Whether bytes were sent back; for an
+  // empty datagram none are. Throws "UDPSocket::Accept - recvfrom", and as CreateSocket and Send
+  // do.
+  bool Accept(UDPSocket& reply, bool nonBlocking);
 
   // A message goes as two datagrams: its length in bytes, 32 bits in network byte order, and its
   // bytes, run through the payload key if there is one. The length is sent with timeoutMs, the
@@ -135,5 +135,5 @@ class FWK_EXPORT UDPSocket : public Socket {
   static sockaddr_in MakeAddress(in_addr_t address, std::uint16_t port);
   static std::string MakeProbe();
 
-  void OpenSocket(bool flag);
+  void OpenSocket(bool nonBlocking);
 };
