@@ -7,7 +7,6 @@
 
 #include "bench/micro/Measure.h"
 #include "framework/dns/MessageCodec.h"
-#include "framework/dns/MessageReader.h"
 #include "tests/support/ReplyBuilder.h"
 
 namespace {
@@ -29,7 +28,7 @@ void DecodeName(benchmark::State& state) {
   const std::uint32_t at = MessageCodec::GetAnswerStart(query);
   std::uint32_t consumed = 0;
   Measure(state, [&] {
-    benchmark::DoNotOptimize(MessageCodec::DecodeName(MessageReader(reply), at, consumed));
+    benchmark::DoNotOptimize(MessageCodec::DecodeName(reply, at, consumed));
     benchmark::DoNotOptimize(consumed);
   });
 }

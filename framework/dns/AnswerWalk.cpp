@@ -6,6 +6,7 @@
 #include <array>
 
 #include "framework/dns/MessageCodec.h"
+#include "framework/dns/MessageReader.h"
 
 namespace {
 
@@ -16,16 +17,19 @@ constexpr std::uint32_t kRecordDataOffset = 10;
 }  // namespace
 
 AnswerWalk::AnswerWalk(std::span<const unsigned char> reply, std::uint32_t answerStart)
-    : m_reply(reply), m_at(answerStart), m_left(m_reply.ReadUint16(kAnswerCountOffset)) {}
+    : m_reply(reply),
+      m_at(answerStart),
+      m_left(MessageReader(reply).ReadUint16(kAnswerCountOffset)) {}
 
 bool AnswerWalk::Next(Answer& answer) {
-  if (m_left == 0 || !m_reply.Contains(m_at)) {
+  const MessageReader reader(m_reply);
+  if (m_left == 0 || !reader.Contains(m_at)) {
     return false;
   }
   --m_left;
   m_at += MessageCodec::MeasureName(m_reply, m_at);  // the owner's
-  answer.type = m_reply.ReadUint16(m_at);
-  const std::uint16_t length = m_reply.ReadUint16(m_at + kRecordLengthOffset);
+  answer.type = reader.ReadUint16(m_at);
+  const std::uint16_t length = reader.ReadUint16(m_at + kRecordLengthOffset);
   m_at += kRecordDataOffset;
   answer.value = ReadValue(answer.type, length);
   return true;
@@ -61,7 +65,7 @@ std::string AnswerWalk::ReadAddress(std::uint16_t length) const {
   std::array<unsigned char, 4> octets{};
   const auto count = std::min<std::uint32_t>(length, octets.size());
   for (std::uint32_t i = 0; i < count; ++i) {
-    octets[i] = m_reply.ReadByte(m_at + i);
+    octets[i] = MessageReader(m_reply).ReadByte(m_at + i);
   }
   std::array<char, INET_ADDRSTRLEN> text{};
   inet_ntop(AF_INET, octets.data(), text.data(), text.size());

@@ -17,7 +17,6 @@
 #include <string>
 
 #include "framework/core/Export.h"
-#include "framework/dns/MessageReader.h"
 
 class FWK_EXPORT AnswerWalk {
  public:
@@ -42,7 +41,7 @@ class FWK_EXPORT AnswerWalk {
   std::string ReadValue(std::uint16_t type, std::uint16_t length);
   std::string ReadAddress(std::uint16_t length) const;
 
-  MessageReader m_reply;
+  std::span<const unsigned char> m_reply;
   std::uint32_t m_at;    // wraps: a text of no bytes steps back by one
   std::uint16_t m_left;  // records that the header still promises
 };

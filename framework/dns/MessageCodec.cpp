@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "framework/core/Exceptions.h"
+#include "framework/dns/MessageReader.h"
 
 namespace {
 
@@ -104,22 +105,23 @@ std::string MessageCodec::EncodeName(const std::string& domain) {
   return encoded;
 }
 
-std::uint32_t MessageCodec::MeasureName(const MessageReader& reply, std::uint32_t at) {
+std::uint32_t MessageCodec::MeasureName(std::span<const unsigned char> reply, std::uint32_t at) {
+  const MessageReader reader(reply);
   std::uint32_t labels = 0;
-  while (labels < kMaxGathered && IsLabelByte(reply.ReadByte(at + labels))) {
+  while (labels < kMaxGathered && IsLabelByte(reader.ReadByte(at + labels))) {
     ++labels;
   }
   if (labels == 0) {
-    return LeadsToRoot(reply, at) ? 1 : 2;
+    return LeadsToRoot(reader, at) ? 1 : 2;
   }
-  const bool endsInPointer = labels < kMaxGathered && reply.ReadByte(at + labels) != 0;
+  const bool endsInPointer = labels < kMaxGathered && reader.ReadByte(at + labels) != 0;
   return labels + (endsInPointer ? 2 : 1);
 }
 
-std::string MessageCodec::DecodeName(const MessageReader& reply, std::uint32_t at,
+std::string MessageCodec::DecodeName(std::span<const unsigned char> reply, std::uint32_t at,
                                      std::uint32_t& consumed) {
   consumed = MeasureName(reply, at);
-  std::string name = GatherName(reply, at);
+  std::string name = GatherName(MessageReader(reply), at);
   std::size_t label = 0;
   while (label < name.size()) {
     const auto length = static_cast<unsigned char>(name[label]);
@@ -129,9 +131,9 @@ std::string MessageCodec::DecodeName(const MessageReader& reply, std::uint32_t a
   return name.erase(0, 1);
 }
 
-std::string MessageCodec::DecodeText(const MessageReader& reply, std::uint32_t at,
+std::string MessageCodec::DecodeText(std::span<const unsigned char> reply, std::uint32_t at,
                                      std::uint32_t& consumed) {
-  std::string text = reply.ReadCString(at + 1);
+  std::string text = MessageReader(reply).ReadCString(at + 1);
   consumed = static_cast<std::uint32_t>(text.size()) - 1;
   return text;
 }

@@ -9,11 +9,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "framework/core/Export.h"
-#include "framework/dns/MessageReader.h"
 
 class FWK_EXPORT MessageCodec {
  public:
@@ -47,14 +47,14 @@ class FWK_EXPORT MessageCodec {
 
   // How many bytes the name that starts at a position of the reply takes up there, pointer targets
   // not counted: 1 for the root, even where a pointer leads to it. For names that nobody reads.
-  static std::uint32_t MeasureName(const MessageReader& reply, std::uint32_t at);
+  static std::uint32_t MeasureName(std::span<const unsigned char> reply, std::uint32_t at);
 
   // The name that starts at a position of the reply, compressed or not (RFC 1035, section 4.1.4),
   // without a dot behind it; empty for the root. consumed: as MeasureName.
   //
   // A pointer out of the message, more pointers than the message has bytes, and more than 1024
   // bytes of name end the name as its zero byte would.
-  static std::string DecodeName(const MessageReader& reply, std::uint32_t at,
+  static std::string DecodeName(std::span<const unsigned char> reply, std::uint32_t at,
                                 std::uint32_t& consumed);
 
   // The text of a TXT record whose RDATA starts at a position of the reply (RFC 1035, section
@@ -64,6 +64,6 @@ class FWK_EXPORT MessageCodec {
   // consumed: one less than the length of the text. Two bytes of the text are then those of the
   // pointer with which the next record's name begins, and the walk goes on right there. For an
   // empty text it steps back by one (2^32 - 1).
-  static std::string DecodeText(const MessageReader& reply, std::uint32_t at,
+  static std::string DecodeText(std::span<const unsigned char> reply, std::uint32_t at,
                                 std::uint32_t& consumed);
 };

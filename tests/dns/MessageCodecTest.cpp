@@ -44,13 +44,13 @@ void PrintTo(const Decoded& decoded, std::ostream* out) {
 
 Decoded DecodeName(const Bytes& message, std::uint32_t at) {
   Decoded result{};
-  result.text = MessageCodec::DecodeName(MessageReader(message), at, result.consumed);
+  result.text = MessageCodec::DecodeName(message, at, result.consumed);
   return result;
 }
 
 Decoded DecodeText(const Bytes& message, std::uint32_t at) {
   Decoded result{};
-  result.text = MessageCodec::DecodeText(MessageReader(message), at, result.consumed);
+  result.text = MessageCodec::DecodeText(message, at, result.consumed);
   return result;
 }
 

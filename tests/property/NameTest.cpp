@@ -30,8 +30,8 @@ void PrintTo(const Name& name, std::ostream* out) {
 
 Name Read(const Bytes& message, std::uint32_t at) {
   Name name;
-  name.text = MessageCodec::DecodeName(MessageReader(message), at, name.consumed);
-  EXPECT_EQ(MessageCodec::MeasureName(MessageReader(message), at), name.consumed);
+  name.text = MessageCodec::DecodeName(message, at, name.consumed);
+  EXPECT_EQ(MessageCodec::MeasureName(message, at), name.consumed);
   return name;
 }
 
