@@ -91,7 +91,7 @@ class FWK_EXPORT SPFCheck : public Socket {
   void evaluate(const std::string& ip, std::string_view spfRecord);
 
   // Whether a term matches the client address ip. The handlers' definitions stand in
-  // SPFMechanisms.cpp.
+  // SPFCheckMechanisms.cpp.
   bool process(const std::string& term, const std::string& ip);
   bool processA(const std::string& term, const std::string& ip);
   bool processMX(const std::string& term, const std::string& ip);

@@ -17,7 +17,7 @@ set(layers
 
 # The log sink reads the product name; the environment starts the logger.
 set(sideways
-  "framework/logging/LogSink.cpp -> framework/config/Environment.h"
+  "framework/logging/LoggerSink.cpp -> framework/config/Environment.h"
   "framework/config/Environment.cpp -> framework/logging/Logger.h")
 
 function(layer_of folder result)
