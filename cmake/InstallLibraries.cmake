@@ -27,12 +27,8 @@ function(install_pkgconfig target)
     COMPONENT libfwk-dev)
 endfunction()
 
-# install_library(TARGET HEADER...): installs the library and its headers, which keep their paths
-# relative to the repository's root.
-function(install_library target)
-  list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/)
-  target_sources(${target} PUBLIC
-    FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${ARGN})
+# Installs the libraries and their headers, which keep their paths relative to the repository's root.
+foreach(target fwk spf)
   set_target_properties(${target} PROPERTIES
     VERSION ${PROJECT_VERSION} SOVERSION ${abi_version}
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
@@ -41,53 +37,7 @@ function(install_library target)
     LIBRARY COMPONENT spfcheck NAMELINK_COMPONENT libfwk-dev
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/fwk COMPONENT libfwk-dev)
   install_pkgconfig(${target})
-endfunction()
-
-install_library(fwk
-  framework/core/CacheMap.h
-  framework/core/Exceptions.h
-  framework/core/Export.h
-  framework/core/Interlocked.h
-  framework/core/Locks.h
-  framework/core/Queue.h
-  framework/core/StringFormat.h
-  framework/core/ThreadAnnotations.h
-  framework/core/ThreadedObject.h
-  framework/core/Version.h
-  framework/core/WaitSemaphore.h
-  framework/Utilities/Boolean.h
-  framework/Utilities/CalendarFields.h
-  framework/Utilities/DateTime.h
-  framework/Utilities/Encryption.h
-  framework/Utilities/LineReader.h
-  framework/Utilities/RandomString.h
-  framework/Utilities/StringUtilities.h
-  framework/config/Config.h
-  framework/config/Environment.h
-  framework/dns/AnswerWalk.h
-  framework/dns/DNSSocket.h
-  framework/dns/MessageCodec.h
-  framework/dns/MessageReader.h
-  framework/dns/NameServer.h
-  framework/logging/LogFile.h
-  framework/logging/LogSyslog.h
-  framework/logging/Logger.h
-  framework/net/AddressRecord.h
-  framework/net/Socket.h
-  framework/net/UDPSocket.h)
-install_library(spf
-  tool/BudgetException.h
-  tool/BudgetedLookUp.h
-  tool/CheckBudget.h
-  tool/CheckObserver.h
-  tool/DomainName.h
-  tool/LookUp.h
-  tool/Printable.h
-  tool/RecordReport.h
-  tool/ReplyFacts.h
-  tool/SPFCheck.h
-  tool/SPFTerm.h
-  tool/SenderCheck.h)
+endforeach()
 
 # find_package(fwk) gives fwk::fwk and fwk::spf.
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/fwk)

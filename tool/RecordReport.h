@@ -1,4 +1,6 @@
 // The record report: what DNS holds for a domain, for people to read.
+//
+// Internal to the tool.
 
 #pragma once
 

@@ -1,7 +1,7 @@
-// fwk::CalendarFields is a date and time of day as a calendar shows them: the fields behind
-// fwk::DateTime's number, and the calendar's constants that both need.
+// fwk::CalendarFields is a date and time of day as a calendar shows them: the fields of
+// fwk::DateTime's number.
 //
-// Values and pure functions, for any thread; nothing blocks.
+// Internal to DateTime. Values and pure functions, for any thread; nothing blocks.
 
 #pragma once
 

@@ -1,7 +1,7 @@
 // LineReader reads a text file line by line, if wanted with a bound on what it keeps of a line.
 //
-// One thread at a time. Reading blocks as the file does; the end of the file or a failed read ends
-// it, so a caller's loop ends too.
+// Internal to the framework and the programs. One thread at a time. Reading blocks as the file
+// does; the end of the file or a failed read ends it, so a caller's loop ends too.
 
 #pragma once
 

@@ -1,8 +1,8 @@
 // MessageReader reads a received DNS message and checks every read: outside the bytes received it
 // gives zeros. All parsing of replies goes through it.
 //
-// A view: the bytes belong to the caller and must outlive it. Any thread may read; nothing
-// blocks.
+// Internal to MessageCodec and AnswerWalk. A view: the bytes belong to the caller and must outlive
+// it. Any thread may read; nothing blocks.
 
 #pragma once
 
