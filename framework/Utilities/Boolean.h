@@ -1,5 +1,5 @@
-// fwk::Boolean is a flag that any number of threads may read and set. Every access takes the lock
-// of its own that the flag carries, for as long as the copy takes.
+// fwk::Boolean is a thread-safe flag. Every access holds the flag's own lock for the time of a
+// copy.
 
 #pragma once
 
@@ -17,7 +17,7 @@ class FWK_EXPORT Boolean {
   Boolean(const Boolean&) = delete;
   Boolean& operator=(const Boolean&) = delete;
 
-  // Read the flag, and set it. Both, and the destructor, throw where the lock fails (Locks.h).
+  // Reads or sets the flag. Throws, as the destructor does, if the lock fails (Locks.h).
   operator bool() const;
   Boolean& operator=(bool value);
 

@@ -16,7 +16,7 @@ constexpr std::chrono::sys_days kEpoch =
 }  // namespace
 
 std::optional<CalendarFields> CalendarFields::FromValue(double value) {
-  if (!(value >= kFirstValue && value <= kLastValue)) {  // false for NaN, too
+  if (!(value >= kFirstValue && value <= kLastValue)) {  // also false for NaN
     return std::nullopt;
   }
   const double rounded = value > 0 ? value + kHalfSecond : value - kHalfSecond;

@@ -1,7 +1,6 @@
-// fwk::CalendarFields is a date and time of day as a calendar shows them: the fields of
-// fwk::DateTime's number.
+// fwk::CalendarFields are the date and time of day of an fwk::DateTime, as a calendar shows them.
 //
-// Internal to DateTime. Values and pure functions, for any thread; nothing blocks.
+// Internal to DateTime. A value type; nothing blocks.
 
 #pragma once
 
@@ -23,11 +22,11 @@ struct FWK_EXPORT CalendarFields {
   std::int32_t dayOfWeek = 0;  // 1 is Sunday
   std::int32_t dayOfYear = 0;  // from 1
 
-  // The fields of a DateTime's number, rounded to the nearest second; nothing when it is not a
-  // number from -657434 (0100-01-01) to 2958465 (9999-12-31 00:00).
+  // Returns the fields of a DateTime's number, rounded to the nearest second, or nothing if `value`
+  // is not a number from -657434 (0100-01-01) to 2958465 (9999-12-31 00:00).
   static std::optional<CalendarFields> FromValue(double value);
 
-  // For strftime; what is not in the fields is zero.
+  // Returns the fields for strftime(3); the other members of the struct are zero.
   std::tm ToTm() const;
 };
 

@@ -1,6 +1,6 @@
 #include "framework/Utilities/DateTime.h"
 
-// The assertions below are part of the class: they hold in release builds, too.
+// The assertions below are part of the class and stay in release builds.
 #undef NDEBUG
 #include <cassert>
 #include <cmath>
@@ -17,15 +17,15 @@ namespace {
 
 constexpr std::int32_t kSecondsPerDay = 86400;
 
-// The value's day 0, 1899-12-30, as a count of days from the year 0.
+// Day 0 of the value, 1899-12-30, counted in days from the year 0.
 constexpr std::int32_t kEpochDay = 693959;
 
-// Applies the Gregorian rule to every year, also to those before the calendar began.
+// Applies the Gregorian rule to every year, even before the calendar began.
 constexpr bool IsLeapYear(std::int32_t year) {
   return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
 }
 
-// Within a day before the epoch later times have smaller numbers; here they have larger ones.
+// Maps a value so that later times are larger, also within a day before the epoch.
 double Linear(double value) {
   if (value >= 0) {
     return value;
@@ -183,7 +183,7 @@ bool DateTime::IsSameDay(const DateTime& other) const {
   return mine && theirs && mine->year == theirs->year && mine->dayOfYear == theirs->dayOfYear;
 }
 
-// The pattern is the caller's; where it is a literal, the attribute on the declaration checks it.
+// The pattern is not a literal here; the attribute of the declaration checks it where it is one.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 std::string DateTime::Format(const char* pattern) const {

@@ -1,11 +1,10 @@
-// fwk::DateTime holds a calendar date and time of day as one number of days, in the OLE Automation
-// form: days since 30 December 1899, 00:00; the fraction is the time of day. Before that date the
-// whole number is negative and the fraction counts forward from that day's midnight in the same
-// negative direction: -1.25 is 1899-12-29 06:00.
+// fwk::DateTime is a calendar date and time of day, stored as a number of days in the OLE
+// Automation form: the whole part counts days since 30 December 1899, the fraction is the time of
+// day. Before that date the number is negative, and its fraction still counts from the day's
+// midnight: -1.25 is 1899-12-29 06:00.
 //
-// A value type: each thread uses objects of its own, and nothing blocks. Times taken from the
-// system are local times. The fields that a caller gives are held against the calendar as it is
-// today, in all years.
+// A value type; nothing blocks. Times that come from the system are local times. All years follow
+// the Gregorian calendar.
 
 #pragma once
 
@@ -19,95 +18,100 @@ namespace fwk {
 
 class FWK_EXPORT DateTime {
  public:
-  // Days before each month in a common year; [12] is the length of the year.
+  // The days before each month in a common year; [12] is the length of the year.
   static constexpr std::int32_t _MonthDays[13] = {0,   31,  59,  90,  120, 151, 181,
                                                   212, 243, 273, 304, 334, 365};
 
-  DateTime() = default;  // value 0.0, not set correctly
-  // The number, and whether it is set correctly.
+  DateTime() = default;  // 0.0, not set correctly
+  // Copies the value, and whether it is set correctly.
   DateTime(const DateTime&) = default;
   DateTime& operator=(const DateTime&) = default;
   virtual ~DateTime();
 
-  // The number as it is; always set correctly.
+  // Takes the number as it is, and counts as set correctly.
   explicit DateTime(double value);
   const DateTime& operator=(double value);
 
-  // SetDateTime of the fields. What does not fit 16 bits is invalid.
+  // Calls SetDateTime() with the fields. A field that does not fit 16 bits is invalid.
   DateTime(std::int16_t year, std::int16_t month, std::int16_t day, std::int16_t hour,
            std::int16_t minute, std::int16_t second);
   DateTime(std::int32_t year, std::int32_t month, std::int32_t day, std::int32_t hour,
            std::int32_t minute, std::int32_t second);
 
-  // A date as one number, yyyymmdd; the time of day is 00:00:00.
+  // Takes a date as one decimal number, yyyymmdd; the time of day is 00:00:00.
   explicit DateTime(std::int32_t yyyymmdd);
   explicit DateTime(std::uint32_t yyyymmdd);
 
-  // Seconds since the epoch, converted to local time (after a change of TZ, call tzset() first).
-  // When the system cannot convert them the assertion "false" fails, which ends the process.
+  // Converts `seconds` since the Unix epoch to local time (call tzset(3) after a change of TZ). If
+  // the system cannot convert them, the assertion "false" fails and ends the process.
   explicit DateTime(const std::time_t& seconds);
   const DateTime& operator=(const std::time_t& seconds);
 
-  // Whether the value came from valid fields, a number or a time. False after default
-  // construction and after a failed set or parse.
+  // Returns whether the value came from valid fields, a number or a time. Returns false after
+  // default construction and after a failed set or parse.
   bool IsSetCorrectly() const { return m_bSetCorrectly; }
 
-  // Set the value from fields; the result is also what IsSetCorrectly() tells from then on. The
-  // value changes only on success. Month 1 to 12, day 1 to the month's last, year up to 9999,
-  // hour up to 23, minute and second up to 59; there is no lower bound on year, hour, minute and
-  // second.
+  // Sets the value from fields, if they are valid, and returns whether they are; IsSetCorrectly()
+  // returns the same from then on. Valid are months from 1 to 12, days from 1 to the last of the
+  // month, years up to 9999, hours up to 23, minutes and seconds up to 59. Year, hour, minute and
+  // second have no lower bound.
   bool SetDateTime(std::int16_t year, std::int16_t month, std::int16_t day, std::int16_t hour,
                    std::int16_t minute, std::int16_t second);
   bool SetDate(std::int16_t year, std::int16_t month, std::int16_t day);
-  // A time of day alone: that time on 1899-12-30.
+  // Sets a time of day, on 1899-12-30.
   bool SetTime(std::int16_t hour, std::int16_t minute, std::int16_t second);
 
-  // Parse a text: yyyymmdd for ParseCompact; yyyy-mm-ddThh:mm:ss, "yyyy-mm-dd hh:mm:ss" or
-  // yyyy-mm-dd for Parse, each number with as many digits or fewer. What follows the last number is
-  // ignored, so 2024-01-02Tjunk is a date; but with a blank anywhere it is not a date alone.
-  // A text that has one of the forms sets the fields as above; a text without any of them resets
-  // the value to 0.0. The result is also what IsSetCorrectly() tells from then on.
+  // Sets the value from a text of the form "yyyymmdd", as SetDate() does. Each number may have
+  // fewer digits, and text after the last one is ignored. A text of another form resets the value
+  // to 0.0. Returns what IsSetCorrectly() returns from then on.
   bool ParseCompact(const std::string& text);
+
+  // Sets the value like ParseCompact(), from a text of the form "yyyy-mm-ddThh:mm:ss",
+  // "yyyy-mm-dd hh:mm:ss" or "yyyy-mm-dd". So "2024-01-02Tjunk" is a date; but a text with a blank
+  // must have a time.
   bool Parse(const std::string& text);
 
-  // The number of days, set correctly or not.
+  // Returns the number of days, whether or not it is set correctly.
   double GetValue() const { return m_value; }
 
-  // Moves the value, set correctly or not; hours * 3600 is taken as a signed 32-bit number. The
-  // text form reads a floating-point number of hours, 0 when there is none.
+  // Adds `hours` to the value, whether or not it is set correctly; hours * 3600 is taken as a
+  // signed 32-bit number.
   void AddHours(unsigned int hours);
+
+  // Adds the floating-point number of hours at the beginning of `hours`, or 0 if there is none.
   void AddHours(const std::string& hours);
 
-  // Whether both fall into one year, or on one day. False when either value is outside the calendar
-  // (see Format).
+  // Returns whether both values are in the same year, or on the same day. Returns false if either
+  // is outside the calendar (see Format()).
   bool IsSameYear(const DateTime& other) const;
   bool IsSameDay(const DateTime& other) const;
 
-  // The value by a strftime pattern, rounded to the nearest second, whether or not it is set
-  // correctly. "Invalid DateTime." when it is not a number from -657434 (0100-01-01) to 2958465
-  // (9999-12-31 00:00). A text that does not fit 127 characters gives an empty one.
+  // Returns the value, rounded to the nearest second, in a strftime(3) `pattern`, whether or not it
+  // is set correctly. Returns "Invalid DateTime." unless the value is a number from -657434
+  // (0100-01-01) to 2958465 (9999-12-31 00:00), and an empty text if the result has more than 127
+  // characters.
   __attribute__((format(strftime, 2, 0))) std::string Format(const char* pattern) const;
   std::string FormatRfc() const;       // "%a, %d %b %Y %X"
   std::string FormatDate() const;      // "%Y-%m-%d"
   std::string FormatDateTime() const;  // "%Y-%m-%d %H:%M:%S"
-  std::string ToString() const;        // the number itself, as "%f" prints it
+  std::string ToString() const;        // the number, as printf's "%f"
 
-  // Plain comparison of the two numbers, set correctly or not.
+  // Compares the two numbers, whether or not they are set correctly.
   bool operator==(const DateTime& date) const;
   bool operator!=(const DateTime& date) const;
 
-  // Order in time. Both dates must be set correctly; otherwise an assertion fails, in every build
-  // type, and ends the process.
+  // Compares the two points in time. If either is not set correctly, an assertion fails and ends
+  // the process, in every build type.
   bool operator<(const DateTime& date) const;
   bool operator<=(const DateTime& date) const;
   bool operator>(const DateTime& date) const;
   bool operator>=(const DateTime& date) const;
 
-  // Now, less an hour while daylight saving time is in force here, as gmtime splits it and mktime
-  // reads the fields again as local time.
+  // Returns the current time, minus an hour during local daylight saving time, split into fields by
+  // gmtime(3) and read again as local time by mktime(3).
   static std::time_t UtcTime();
 
-  // Local time now as asctime writes it, with its line feed.
+  // Returns the current local time as asctime(3) writes it, with its line feed.
   static std::string NowString();
 
  private:

@@ -71,7 +71,7 @@ void Encryption::Mix(std::uint32_t length) {
   std::iota(m_state.begin(), m_state.end(), 0);
   std::uint32_t j = 0;
   for (std::uint32_t i = 0; i < length; ++i) {
-    // A negative key byte wraps around 2^32 before the modulo; the output depends on it.
+    // The output depends on a negative key byte wrapping around 2^32 before the modulo.
     j = (j + static_cast<std::uint32_t>(m_state[i]) + static_cast<std::uint32_t>(m_schedule[i])) %
         length;
     std::swap(m_state[i], m_state[j]);

@@ -1,13 +1,13 @@
 // Encryption is a symmetric stream cipher over byte buffers: the same call encrypts and decrypts.
-// Beside it stands Xor, a plain repeating-key exclusive-or.
+// Xor() is a plain exclusive-or with a repeated key.
 //
-// It is RC4 with a state as large as the data (not 256) whose entries are integers, and with key
-// bytes taken as signed, on every platform. So its output matches no standard RC4, data of another
-// length encrypts differently as a rule, and a single byte stays as it is. It protects against a
-// casual glance only.
+// The cipher is RC4 with two differences: the state has as many entries as the data has bytes, not
+// 256, and the bytes of the key are signed on every platform. So the output is not that of RC4, it
+// depends on the length of the data, and a single byte stays unchanged. It protects only against a
+// casual glance.
 //
-// An object lives for one run, made by its constructor; any thread may make one, and nothing
-// blocks. Keys always come from the caller and are not kept.
+// The constructor does all the work. Any thread may make an object; nothing blocks. The key is not
+// kept.
 
 #pragma once
 
@@ -20,49 +20,48 @@
 
 #include "framework/core/Export.h"
 
-// What a buffer is made of.
+// The type of a buffer's elements.
 template <typename T>
 concept CipherByte = std::same_as<T, char> || std::same_as<T, unsigned char>;
 
 class FWK_EXPORT Encryption {
  public:
-  // Each form runs the cipher once over data into output, with lengths in bytes. A buffer given as
-  // output has room for dataLength bytes; a string gets that length. The output may be the data or
-  // the key itself. Without data no byte is written and the key is not looked at. Otherwise an
-  // empty key throws std::invalid_argument "Encryption - empty key", and more than 2^31 - 1 bytes
-  // of data std::length_error "Encryption - data too long"; the output is then as it was.
+  // Encrypts or decrypts `dataLength` bytes of `data` into `output`, which must have room for as
+  // many and may be the same as `data` or `key`. Without data the key is not used. Throws
+  // std::invalid_argument "Encryption - empty key", and std::length_error
+  // "Encryption - data too long" for more than 2^31 - 1 bytes; `output` is then unchanged.
   template <CipherByte Byte>
   Encryption(const Byte* key, std::size_t keyLength, const Byte* data, std::size_t dataLength,
              Byte* output) {
     Run(Bytes(key, keyLength), Bytes(data, dataLength), reinterpret_cast<unsigned char*>(output));
   }
 
-  // As the first, into a string.
+  // Does the same into a string, which gets the length of the data.
   template <CipherByte Byte>
   Encryption(const Byte* key, std::size_t keyLength, const Byte* data, std::size_t dataLength,
              std::string& output) {
     RunIntoString(Bytes(key, keyLength), Bytes(data, dataLength), output);
   }
 
-  // As the first, with a string as key, into another.
+  // Does the same with a string as the key, into a string.
   template <CipherByte Byte>
   Encryption(const std::string& key, const Byte* data, std::size_t dataLength,
              std::string& output) {
     RunIntoString(Bytes(key), Bytes(data, dataLength), output);
   }
 
-  // As the first, with strings alone.
+  // Does the same with strings only.
   Encryption(const std::string& key, const std::string& data, std::string& output) {
     RunIntoString(Bytes(key), Bytes(data), output);
   }
 
-  // As the first, with a string as key.
+  // Does the same with a string as the key.
   template <CipherByte Byte>
   Encryption(const std::string& key, const Byte* data, std::size_t dataLength, Byte* output) {
     Run(Bytes(key), Bytes(data, dataLength), reinterpret_cast<unsigned char*>(output));
   }
 
-  // As the first, of a string, into a buffer.
+  // Does the same with strings, into a buffer.
   template <CipherByte Byte>
   Encryption(const std::string& key, const std::string& data, Byte* output) {
     Run(Bytes(key), Bytes(data), reinterpret_cast<unsigned char*>(output));
@@ -73,8 +72,8 @@ class FWK_EXPORT Encryption {
   Encryption(const Encryption&) = delete;
   Encryption& operator=(const Encryption&) = delete;
 
-  // output becomes data with the key's bytes, repeated, exclusive-ored into it. Without data the
-  // output is empty; otherwise an empty key throws as above.
+  // Sets `output` to the exclusive-or of `data` and the repeated `key`. Throws
+  // std::invalid_argument "Encryption - empty key" if `key` is empty and `data` is not.
   static void Xor(const std::string& key, const std::string& data, std::string& output);
 
  private:

@@ -1,7 +1,7 @@
-// LineReader reads a text file line by line, if wanted with a bound on what it keeps of a line.
+// LineReader reads a text file line by line, with an optional limit on the length of a line.
 //
-// Internal to the framework and the programs. One thread at a time. Reading blocks as the file
-// does; the end of the file or a failed read ends it, so a caller's loop ends too.
+// Internal to the framework and the programs. One thread at a time may use an object. Reading
+// blocks like the file.
 
 #pragma once
 
@@ -14,22 +14,21 @@
 
 class FWK_EXPORT LineReader {
  public:
-  // A limit for lines that are kept whole.
+  // The limit for reading lines of any length.
   static constexpr std::size_t kNoLimit = std::string::npos;
 
-  // Opens the file at path. limit: how many bytes of a line are kept; the rest of it, to its line
-  // feed, is dropped.
+  // Opens the file at `path`. Of each line only the first `limit` bytes are kept.
   LineReader(const std::string& path, std::size_t limit);
 
-  // Whether the file was opened; if not, errno is that of the open right after construction.
+  // Returns whether the file was opened. If it was not, errno says why right after construction.
   bool IsOpen() const;
 
-  // Reads the next line, without its line feed, into line. False at the end of the file, after a
-  // failed read, and when the file is not open; line is then empty. A read that fails in the middle
-  // of a line drops what was read of it.
+  // Reads the next line into `line`, without its line feed. Returns false, with an empty `line`, at
+  // the end of the file, after a failed read (even in the middle of a line), and if the file is not
+  // open.
   bool Next(std::string& line);
 
-  // Whether a read failed (and not only met the end).
+  // Returns whether a read failed. The end of the file is not a failure.
   bool HasFailed() const;
 
  private:

@@ -1,8 +1,7 @@
-// RandomString is a string of characters picked at random from an alphabet, for identifiers and
-// probes. It draws from the C library's rand(): good enough to tell one probe from another, not
-// for secrets.
+// RandomString is a string of random characters from an alphabet, for identifiers and probes. It
+// uses the C library's rand(), which can tell one probe from another but is unfit for secrets.
 //
-// Any thread may make one; that blocks only for the lock of rand().
+// Thread-safe. Nothing blocks except the lock of rand().
 
 #pragma once
 
@@ -13,15 +12,15 @@
 
 class FWK_EXPORT RandomString {
  public:
-  // length characters of alphabet; none when length is 0 or negative. The first one made in a
-  // process seeds the generator, with the time in seconds plus its length.
-  // Throws std::invalid_argument "RandomString - empty alphabet" when there is nothing to draw
-  // from.
+  // Draws `length` characters from `alphabet`, or none if `length` is 0 or negative. The first
+  // object in a process seeds the generator with the time in seconds plus `length`. Throws
+  // std::invalid_argument "RandomString - empty alphabet" if characters are wanted but there are
+  // none.
   RandomString(const int& length, const std::string& alphabet);
   RandomString(const int& length, const char* alphabet);
   virtual ~RandomString();
 
-  // The characters drawn.
+  // Returns the drawn characters.
   std::string GetString() const;
 
  private:

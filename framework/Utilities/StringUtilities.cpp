@@ -21,7 +21,7 @@ std::string MapCharacters(const std::string& source, int (*map)(int)) {
   return result;
 }
 
-// The digits of text from position first on, as StringToUnsigned describes them.
+// Returns the number in `text` from position `first` on, as StringToUnsigned() describes it.
 std::uint32_t ParseDigits(const std::string& text, std::size_t first, bool lenient) {
   std::uint32_t value = 0;
   for (std::size_t i = first; i < text.size(); ++i) {
@@ -37,7 +37,7 @@ std::uint32_t ParseDigits(const std::string& text, std::size_t first, bool lenie
   return value;
 }
 
-// How many continuation bytes SanitiseUtf8 asks for behind lead; 0 when it never keeps lead.
+// Returns how many continuation bytes SanitiseUtf8() wants after `lead`, or 0 if it drops `lead`.
 std::size_t ContinuationBytes(Byte lead) {
   if (lead < 127 || lead > 244) {
     return 0;
@@ -60,7 +60,7 @@ bool IsKeptAscii(Byte b) {
   return (b >= 32 && b < 127) || b == '\t' || b == '\n' || b == '\r';
 }
 
-// Replaces the characters that find, a search from a given position on, comes upon.
+// Replaces every character that `find` finds; `find` searches from a given position on.
 template <typename Find>
 std::string EncodeFound(const std::string& source, Find find) {
   std::string result;

@@ -1,6 +1,6 @@
-// Config is the configuration store of the process: the entries of one file of key=value lines.
+// Config is the configuration of the process: the entries of one file of "key=value" lines.
 //
-// Load it before other threads run; after that any thread may look up.
+// Load it before other threads run; any thread may read it afterwards.
 
 #pragma once
 
@@ -14,32 +14,33 @@ class FWK_EXPORT Config {
  public:
   Config() = delete;
 
-  // Empties the store, then fills it with the entries of the file at path. Throws ConfigException
-  // "Unable to read configuration file:" when the file exists but cannot be opened or read; the old
-  // entries are gone then, and the store holds the whole lines that were read before the failure:
-  // none, when the file could not be opened. A file that does not exist leaves an empty store.
-  // Blocks as the file does.
+  // Replaces all entries with those of the file at `path`, or removes them if the file does not
+  // exist. Throws ConfigException "Unable to read configuration file:" if the file exists but
+  // cannot be opened or read; the complete lines before the failure are then loaded. Blocks like
+  // the file.
   //
-  // Of a line the first 1024 characters count, up to a zero byte and without the blanks, tabs and
-  // carriage returns at their ends. It is skipped when it is empty, begins with "#", has no "=" or
-  // begins with one.
-  // A line that begins with "[" and holds a "]" starts a section, named by what stands between the
-  // "[" and the last "]", trimmed as the line is. Only lines before the first section, in a section
-  // without a name and in the one named subsection count.
-  // The key is the text before the first "=", in lower case and not trimmed; the value is the
-  // rest, trimmed, which may be empty. The last line with a key wins.
+  // Only the first 1024 characters of a line count, up to a zero byte; blanks, tabs and carriage
+  // returns at both ends are trimmed. A line is skipped if it is empty, begins with "#" or "=", or
+  // has no "=".
+  //
+  // A line that begins with "[" and has a "]" starts a section. The name of the section is the text
+  // between the "[" and the last "]", trimmed in the same way. Entries are loaded from the lines
+  // before the first section, from sections with an empty name and from the section `subsection`.
+  //
+  // The key is the text before the first "=", in lower case but not trimmed. The value is the rest,
+  // trimmed, and may be empty. The last line with a key wins.
   static void Load(const std::string& path, const std::string& subsection);
 
-  // The value of key, in whatever case it is given; defaultValue when the store does not have it.
+  // Returns the value of `key`, in any case, or `defaultValue` if there is no such entry.
   static std::string GetString(const std::string& key, const std::string& defaultValue);
 
-  // The value as a decimal number, with a sign or without, wrapping silently past 32 bits;
-  // defaultValue when the store does not have the key or its value is anything else.
+  // Returns the value as a decimal number with an optional sign, modulo 2^32, or `defaultValue` if
+  // there is no such entry or its value is not a number.
   static std::int32_t GetInt(const std::string& key, std::int32_t defaultValue);
 
-  inline static std::map<std::string, std::string> m_config;  // by key, in lower case
-  inline static std::string m_configFilename;                 // the file last loaded
-  inline static std::string m_subsection;                     // the section wanted of it
+  inline static std::map<std::string, std::string> m_config;  // values by key, in lower case
+  inline static std::string m_configFilename;                 // the file that was loaded last
+  inline static std::string m_subsection;                     // the section that was loaded from it
 
  private:
   static void Read();

@@ -1,10 +1,10 @@
-// Environment is the start-up of a program built on the framework: making one records the product's
-// name and version, loads its configuration file and sets up the logger from it. All that it knows
-// is static: there is one environment per process.
+// Environment starts a program up: the constructor records the name and version of the product,
+// loads its configuration file and sets up the logger from it. All data are static: a process has
+// one environment.
 //
-// Make it at the start of the program, and again to load the configuration anew, while no other
-// thread uses the configuration or the product's name; GetLoadedVersion tells other threads that a
-// load is complete. Making one blocks as reading a file does, ShowEnvironment as the logger does.
+// Make an object at the start of the program, and again to reload the configuration, while no other
+// thread uses the configuration or the product's name. Other threads see by GetLoadedVersion() that
+// a load is complete. The constructor blocks like the file, ShowEnvironment() like the logger.
 
 #pragma once
 
@@ -17,32 +17,32 @@
 
 class FWK_EXPORT Environment {
  public:
-  // Loads /etc/NAME.conf, with name in lower case, whose key "logging" gives the logger's location
-  // (/var/log/NAME/ without it) and "log_level" its level (3 without it, or when it is not a
-  // number); log lines then carry date, time and thread. Only the low 16 bits of the level
-  // count, as a signed number: 65541 is 5. Lines in a named section of the file are skipped.
-  // A file that does not exist gives these defaults; one that cannot be read throws Config's
-  // ConfigException, with the logger left as it was but the product's name and version set. The
-  // configuration that was loaded before is gone then: the store is empty, or holds the lines
-  // before the failure.
+  // Loads /etc/NAME.conf, where NAME is `name` in lower case, and sets up the logger: its location
+  // is the entry "logging" (default /var/log/NAME/) and its level the entry "log_level" (default
+  // 3); lines have the date, time and thread. Only the low 16 bits of the level count, as a signed
+  // number: 65541 is 5. Named sections of the file are ignored. A file that does not exist counts
+  // as an empty one.
+  //
+  // Throws as Config::Load() does. The product's name and version are then set, the configuration
+  // is what Config::Load() leaves, and the logger is unchanged.
   Environment(const std::string& name, const std::string& version);
 
-  // Logs, at Info: "starting %s version %s", "environment...." and for every entry of the
-  // configuration, in the order of their keys, "%s::%s".
+  // Logs at level Info "starting %s version %s", "environment....", and "%s::%s" for every entry of
+  // the configuration, in the order of the keys.
   static void ShowEnvironment();
 
-  // How many times an environment was made, which is how often the configuration was loaded.
+  // Returns how often the configuration was loaded.
   static int GetLoadedVersion();
 
-  // In lower case once an environment was made. Also the identity of lines in the system log.
+  // The name of the product, set by the constructor in lower case. Lines in the system log have it.
   inline static std::string PRODUCT_NAME = "PRODUCT_NAME";
-  // As the last environment was given it.
+  // The version of the product, set by the constructor.
   inline static std::string PRODUCT_VERSION = "PRODUCT_VERSION";
 
   inline static std::string m_logging;        // the logger's location
   inline static std::int16_t m_logLevel = 2;  // the logger's level
 
-  // What GetLoadedVersion tells, and its lock.
+  // The result of GetLoadedVersion(), and its lock.
   inline static MutexReadWriteInstance m_MutexInstance;
   inline static std::int32_t m_loadedVersion FWK_GUARDED_BY(m_MutexInstance) = 0;
 };

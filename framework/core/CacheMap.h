@@ -1,8 +1,9 @@
-// CacheMap remembers which keys were seen, each with a rising stamp, and forgets the oldest when
-// there are more than a limit. Keys that are inserted under one given stamp are not limited.
+// CacheMap remembers which keys it has seen, each with a rising stamp, and forgets the oldest when
+// there are more than a limit. Keys that are inserted under the same explicit stamp are not
+// limited.
 //
-// Any thread may use it. Every operation takes the map's own lock, and throws where that fails
-// (Locks.h); none blocks beyond it.
+// Thread-safe. Every operation takes the map's lock and throws if that fails (Locks.h); nothing
+// else blocks.
 
 #pragma once
 
@@ -18,13 +19,12 @@
 template <typename Key>
 class FWK_EXPORT CacheMap {
  public:
-  // As Insert's stamp: the one after the last.
+  // Asks Insert() for the stamp after the last one.
   static constexpr std::uint32_t kNextStamp = 0xFFFFFFFF;
 
-  // limit: the largest number of keys kept; 0 means no limit. batch: how many of the oldest go at a
-  // time; a batch as large as the limit, or larger, becomes 1 when it is first used, for good.
-  // Throws std::invalid_argument "CacheMap - batch of 0" for a batch that would never bring a
-  // limited map below its limit.
+  // Keeps at most `limit` keys, or all of them if `limit` is 0, and forgets the oldest `batch` at a
+  // time. A batch that is not smaller than the limit becomes 1, permanently, when it is first used.
+  // Throws std::invalid_argument "CacheMap - batch of 0" if there is a limit and `batch` is 0.
   CacheMap(std::uint32_t limit, std::uint32_t batch) : m_limit(limit), m_batch(batch) {
     if (limit != 0 && batch == 0) {
       throw std::invalid_argument("CacheMap - batch of 0");
@@ -35,10 +35,11 @@ class FWK_EXPORT CacheMap {
   CacheMap(const CacheMap&) = delete;
   CacheMap& operator=(const CacheMap&) = delete;
 
-  // Makes key the newest, under the stamp after the last one, or puts it under the given stamp,
-  // from which the next then counts on. Returns the stamp; a key under a low one may be forgotten
-  // by then. A key that has the given stamp already is no longer found by age, but still by Find:
-  // it no longer counts for the limit, and stays until it is inserted again and grows old.
+  // Inserts `key` as the newest, or under `stamp` if one is given; later stamps then count on from
+  // there. Returns the stamp. A key with a low stamp may already be forgotten when this returns.
+  //
+  // If another key has `stamp` already, that key is still found by Find(), but it no longer ages or
+  // counts towards the limit until it is inserted again.
   std::uint32_t Insert(const Key& key, std::uint32_t stamp = kNextStamp) {
     const MutexWrite guard(m_lock);
     const auto known = m_byKey.find(key);
@@ -53,7 +54,7 @@ class FWK_EXPORT CacheMap {
     return m_lastStamp;
   }
 
-  // The stamp of key; 0 when it is not there.
+  // Returns the stamp of `key`, or 0 if the map does not have it.
   std::uint32_t Find(const Key& key) const {
     const MutexRead guard(m_lock);
     const auto known = m_byKey.find(key);

@@ -1,7 +1,7 @@
-// The exceptions of the framework: one small tree that carries every failure.
+// The exceptions of the framework, which report every failure.
 //
-// A handler for StdException catches all of them. Each holds its own text and may be copied,
-// thrown and read on any thread; what() returns the text unchanged, without a class name in front.
+// A handler for StdException catches all of them. An exception owns its text and may be copied,
+// thrown and read on any thread; what() returns the text unchanged, without the name of the class.
 //
 //   StdException
 //     StdSystemException
@@ -12,10 +12,10 @@
 //       UDPSocketTimeoutException
 //     ConfigException
 //
-// The UDP exceptions hang directly under StdException: a handler for SocketException does not
+// The UDP exceptions derive directly from StdException: a handler for SocketException does not
 // catch them.
 //
-// Any thread may call the functions below; nothing here blocks.
+// Any thread may call the functions below; nothing blocks.
 
 #pragma once
 
@@ -25,35 +25,35 @@
 
 #include "framework/core/Export.h"
 
-// A failure, with its text.
+// Any failure of the framework.
 class FWK_EXPORT StdException : public std::exception {
  public:
-  // Holds a copy of `message`, the text.
+  // Makes an exception whose text is `message`.
   explicit StdException(const std::string& message);
   ~StdException() override;
 
-  // The text; it lives as long as the exception.
+  // Returns the text, which lives as long as the exception.
   const char* what() const noexcept override;
 
-  // The same characters as what().
+  // Returns the same as what().
   const char* GetMessage() const noexcept;
 
  private:
   std::string m_message;
 };
 
-// A POSIX thread function failed; carries its error number.
+// A function of the system failed; has its error number.
 class FWK_EXPORT StdSystemException : public StdException {
  public:
-  // code: an error number of the system. message: the text.
+  // Makes an exception with the error number `code` and the text `message`.
   StdSystemException(std::int32_t code, const std::string& message);
 
-  // Takes the code from errno, read before anything else is done; the text is
+  // Takes the code from errno before doing anything else; the text is
   // FormatSystemError(function, code).
   explicit StdSystemException(const std::string& function);
   ~StdSystemException() override;
 
-  // The error number: errno's, or what the failed function returned.
+  // Returns the error number: errno, or what the failed function returned.
   std::int32_t GetCode() const noexcept;
 
  private:
@@ -104,12 +104,12 @@ class FWK_EXPORT ConfigException : public StdException {
   ~ConfigException() override;
 };
 
-// For functions that return their error code, as those of POSIX threads do. Returns true when
-// result equals expected; otherwise throws a StdSystemException whose code is result and whose
-// text is the function's name, " returned " and the result. A null function is named
+// Checks the `result` of a function that returns its error code, as those of POSIX threads do.
+// Returns true if it equals `expected`. Otherwise throws a StdSystemException whose code is
+// `result` and whose text is `function`, " returned " and `result`. A null `function` is called
 // "unknown function".
 FWK_EXPORT bool CheckReturnCode(int result, const char* function, int expected);
 
-// The text for a failed system call: where, " :: failed with code ", code, ": " and the system's
-// text for code. An empty where gives the system's text alone.
+// Returns the text for a failed system call: `where`, " :: failed with code ", `code`, ": " and the
+// system's text for `code`. If `where` is empty, returns only the system's text.
 FWK_EXPORT std::string FormatSystemError(const std::string& where, int code);

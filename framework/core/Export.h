@@ -1,7 +1,7 @@
-// What the shared libraries give to others: everything that a header declares bears FWK_EXPORT; all
-// else in them is hidden.
+// FWK_EXPORT marks what the shared libraries export: everything that a header declares. All other
+// symbols are hidden.
 
 #pragma once
 
-// Before the name of a class; in front of a function or a variable.
+// Goes between `class` and the name, or before a function or a variable.
 #define FWK_EXPORT __attribute__((visibility("default")))

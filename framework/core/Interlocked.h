@@ -1,5 +1,5 @@
-// Interlocked holds the one lock that all WaitSemaphores of the process share for their counts of
-// waiters. Taken for the time of one addition; never together with another lock.
+// Interlocked has the lock that all WaitSemaphores of the process share for their counts of
+// waiters. It is held for one addition only, and never together with another lock.
 
 #pragma once
 
@@ -10,6 +10,6 @@ class FWK_EXPORT Interlocked {
  public:
   Interlocked() = delete;
 
-  // For WaitSemaphore alone.
+  // Only WaitSemaphore may use it.
   inline static MutexInstance m_mtx{PTHREAD_MUTEX_RECURSIVE};
 };

@@ -1,15 +1,15 @@
-// The locks of the framework: POSIX mutexes and read/write locks whose every call is checked.
+// The locks of the framework: POSIX mutexes and read/write locks with every call checked.
 //
-// MutexInstance and MutexReadWriteInstance are the locks, long-lived members or statics. Mutex,
-// MutexRead and MutexWrite are guards: they lock in their constructor and unlock in their
-// destructor, so they live on the stack of one thread and never outlive their lock. Any thread may
-// lock; only the thread that locked may unlock.
+// MutexInstance and MutexReadWriteInstance are the locks; they are long-lived members or statics.
+// Mutex, MutexRead and MutexWrite are guards: they lock in their constructor and unlock in their
+// destructor, so they belong on the stack of one thread and must not outlive their lock. Any thread
+// may lock; only the thread that locked may unlock.
 //
-// Locking blocks without limit. Every failed call throws a StdSystemException whose text is the
-// POSIX function's name, " returned " and the code, and whose code is that number; a constructor
-// that throws leaves nothing locked. The destructors throw, too: a mutex destroyed while it is held
-// does not go unnoticed. During the unwinding of another exception, or of a static at the end of
-// the process, that ends the process.
+// Locking blocks without a time limit. A failed call throws a StdSystemException with the code that
+// the POSIX function returned and the text "FUNCTION returned CODE". A constructor that throws
+// leaves nothing locked. Destructors throw too, for example if a mutex is destroyed while it is
+// held; if that happens while another exception unwinds the stack, or while statics are destroyed,
+// it ends the process.
 
 #pragma once
 
@@ -21,9 +21,10 @@
 // A mutex.
 class FWK_EXPORT FWK_CAPABILITY("mutex") MutexInstance {
  public:
-  // type: as pthread_mutexattr_settype takes it. The framework's own mutexes are all
-  // PTHREAD_MUTEX_RECURSIVE: a thread may lock again what it holds, and unlocks as many times.
-  // A failed attribute initialisation is reported as "pthread_mutexm_attr_init", in this spelling.
+  // Makes a mutex of a `type` that pthread_mutexattr_settype(3) knows. All mutexes of the framework
+  // are PTHREAD_MUTEX_RECURSIVE: a thread may lock one again that it holds, and must unlock it as
+  // often. A failed initialisation of the attributes is reported as "pthread_mutexm_attr_init",
+  // spelled like this.
   explicit MutexInstance(int type);
   virtual ~MutexInstance() noexcept(false);
 
@@ -40,16 +41,16 @@ class FWK_EXPORT FWK_CAPABILITY("mutex") MutexInstance {
 // A guard that holds a mutex.
 class FWK_EXPORT FWK_SCOPED_CAPABILITY Mutex {
  public:
-  // lock: whether to lock now and, with that, whether the destructor unlocks. Lock() and Unlock()
-  // do not change what the destructor does: a guard made with true must hold the lock when it dies.
-  // clang's check of locks takes every guard as made with true.
+  // Locks `instance` if `lock` is true; the destructor unlocks in that case, and only in that case.
+  // Lock() and Unlock() do not change what the destructor does: a guard that was made with true
+  // must hold the lock when it is destroyed. Clang's analysis assumes true for every guard.
   Mutex(MutexInstance& instance, bool lock) FWK_ACQUIRE(instance);
   virtual ~Mutex() noexcept(false) FWK_RELEASE();
 
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  // Lock and unlock between construction and destruction.
+  // Locks or unlocks the mutex between construction and destruction.
   void Lock() FWK_ACQUIRE();
   void Unlock() FWK_RELEASE();
 
@@ -58,8 +59,8 @@ class FWK_EXPORT FWK_SCOPED_CAPABILITY Mutex {
   bool m_bLocked;
 };
 
-// A read/write lock with default attributes, so it is not recursive: to take the write lock while
-// the same thread holds the read lock deadlocks or throws (EDEADLK).
+// A read/write lock with default attributes. It is not recursive: a thread that takes the write
+// lock while it holds the read lock deadlocks or throws (EDEADLK).
 class FWK_EXPORT FWK_CAPABILITY("read/write lock") MutexReadWriteInstance {
  public:
   MutexReadWriteInstance();
@@ -75,10 +76,10 @@ class FWK_EXPORT FWK_CAPABILITY("read/write lock") MutexReadWriteInstance {
   pthread_rwlock_t m_lock{};
 };
 
-// A guard that holds a read/write lock for reading: other readers may hold it, too.
+// A guard that holds a read/write lock for reading; other readers may hold it at the same time.
 class FWK_EXPORT FWK_SCOPED_CAPABILITY MutexRead {
  public:
-  // instance: the lock to hold.
+  // Locks `instance` for reading.
   explicit MutexRead(MutexReadWriteInstance& instance) FWK_ACQUIRE_SHARED(instance);
   virtual ~MutexRead() noexcept(false) FWK_RELEASE();
 
@@ -89,10 +90,10 @@ class FWK_EXPORT FWK_SCOPED_CAPABILITY MutexRead {
   pthread_rwlock_t* m_lock;
 };
 
-// A guard that holds a read/write lock for writing: nobody else holds it.
+// A guard that holds a read/write lock for writing; no other thread holds it meanwhile.
 class FWK_EXPORT FWK_SCOPED_CAPABILITY MutexWrite {
  public:
-  // instance: the lock to hold.
+  // Locks `instance` for writing.
   explicit MutexWrite(MutexReadWriteInstance& instance) FWK_ACQUIRE(instance);
   virtual ~MutexWrite() noexcept(false) FWK_RELEASE();
 

@@ -1,9 +1,9 @@
-// Queue carries items from the threads that push them to those that pop them, in order, until it is
-// closed. A closed queue takes and gives nothing any more and is never opened again.
+// Queue passes items, in order, from the threads that push them to those that pop them, until it is
+// closed. A closed queue accepts and returns nothing, and cannot be reopened.
 //
-// Any thread may use it; the owner destroys it when no other does. Every operation but Wait
-// takes the queue's own lock for a moment; each throws where a lock fails (Locks.h). Only Wait
-// blocks, and Close until those who wait have left.
+// Thread-safe, but the owner must not destroy a queue that other threads still use. Wait() blocks,
+// and Close() blocks until the threads in Wait() have left it. Every other operation only takes the
+// queue's lock for a moment. Each throws if a lock fails (Locks.h).
 
 #pragma once
 
@@ -25,7 +25,7 @@ class FWK_EXPORT Queue {
   Queue(const Queue&) = delete;
   Queue& operator=(const Queue&) = delete;
 
-  // Appends item, and wakes one who waits; drops it when the queue is closed.
+  // Appends `item` and wakes one thread that waits. Drops `item` if the queue is closed.
   void Push(T item) {
     const MutexWrite guard(m_lock);
     if (!m_closed) {
@@ -34,7 +34,7 @@ class FWK_EXPORT Queue {
     }
   }
 
-  // Moves the front item to out; whether there was one. Not from a closed queue.
+  // Moves the front item to `out`. Returns false if the queue is empty or closed.
   bool Pop(T& out) {
     const MutexWrite guard(m_lock);
     if (m_closed || m_items.empty()) {
@@ -45,17 +45,17 @@ class FWK_EXPORT Queue {
     return true;
   }
 
-  // Blocks until more items were pushed than Waits have returned, or the queue is closed.
+  // Blocks until more items were pushed than calls of Wait() have returned, or the queue is closed.
   void Wait() { m_signal.Wait(); }
 
-  // Closes the queue and releases all who wait; the items left are not given any more.
+  // Closes the queue and releases every thread that waits. Items that are left are lost.
   void Close() {
     const MutexWrite guard(m_lock);
     m_closed = true;
     m_signal.Shutdown();
   }
 
-  // Whether Close() was called.
+  // Returns whether Close() was called.
   bool IsClosed() {
     const MutexRead guard(m_lock);
     return m_closed;

@@ -5,8 +5,8 @@
 
 namespace {
 
-// The large frame has a function of its own: where the stack is probed, clang 14 loses the
-// floating-point arguments of a variadic function that holds it.
+// The large buffer is in a function of its own: clang 14, when it probes the stack, loses the
+// floating-point arguments of a variadic function with such a buffer.
 [[gnu::noinline]] __attribute__((format(printf, 1, 0))) std::string FormatWhole(const char* format,
                                                                                 va_list arguments) {
   char buffer[1048576] = {};

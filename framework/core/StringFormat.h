@@ -1,8 +1,8 @@
-// StringFormat makes a std::string from a printf format and its arguments, for exception and log
-// texts. It is meant as a temporary: StringFormat("%s:%d", host, port).GetString().
+// StringFormat makes a std::string from a printf format and its arguments, for the texts of
+// exceptions and log lines. Use it as a temporary: StringFormat("%s:%d", host, port).GetString().
 //
-// Any thread may use it that has more than 1 MiB of stack: the working buffer lives there. Nothing
-// blocks.
+// Any thread with more than 1 MiB of stack may use it, because the working buffer is on the stack.
+// Nothing blocks.
 
 #pragma once
 
@@ -12,12 +12,12 @@
 
 class FWK_EXPORT StringFormat {
  public:
-  // Formats at once. format: as printf takes it. At most 1,048,575 characters are kept, longer
-  // output is cut silently; a zero byte that the format produces ends the text there.
+  // Formats the arguments like printf(3). Output longer than 1,048,575 characters is cut silently;
+  // a zero byte in the output ends the text.
   __attribute__((format(printf, 2, 3))) explicit StringFormat(const char* format, ...);
   virtual ~StringFormat();
 
-  // What was formatted.
+  // Returns the formatted text.
   std::string GetString() const;
 
  private:

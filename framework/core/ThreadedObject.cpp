@@ -20,7 +20,7 @@ bool ThreadedObject::StartObjectThread(bool detached, int priority) {
   }
   const auto gate = std::make_shared<Gate>(0);
   m_gate = gate;
-  pthread_t thread = 0;  // a failed creation may leave anything in it
+  pthread_t thread = 0;  // undefined after a failed creation
   const int createResult = pthread_create(&thread, &m_attributes, ObjectThreadRoutine, this);
   if (createResult != 0) {
     m_gate.reset();
@@ -47,7 +47,7 @@ void ThreadedObject::SetPriority(int priority) {
                   "pthread_attr_getschedparam", 0);
   CheckReturnCode(pthread_attr_setschedpolicy(&m_attributes, SCHED_RR),
                   "pthread_attr_setschedpolicy", 0);
-  // The range is asked for, but the priority is neither scaled to it nor cut.
+  // The system is asked for the range, but the priority is neither scaled nor clamped to it.
   static_cast<void>(sched_get_priority_min(SCHED_RR));
   static_cast<void>(sched_get_priority_max(SCHED_RR));
   parameters.sched_priority = priority;
@@ -87,7 +87,7 @@ void* ThreadedObject::ObjectThreadRoutine(void* object) {
 std::uint32_t ThreadedObject::RunBody() {
   try {
     return ObjectThreadMethod();
-  } catch (...) {  // nobody waits for it
+  } catch (...) {  // no caller could handle it
     return 0;
   }
 }

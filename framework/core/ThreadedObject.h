@@ -1,16 +1,17 @@
-// ThreadedObject is the base of an object that owns one worker thread. The subclass gives the
-// thread's body; the base starts the thread, swallows what the body throws and ends it in order.
+// ThreadedObject is the base of a class that owns one worker thread. The subclass provides the body
+// of the thread; the base starts and ends the thread and swallows what the body throws.
 //
-// A joined object (detached false) is stopped and joined by its owner. Its subclass must do that in
-// its own destructor, StopObjectThread(): by the time of the base's destructor the body's object is
-// half gone. A detached object must be made with new; it deletes itself when its body returns, and
-// once it is started nobody else may touch it unless they know that the body still runs.
+// The owner stops and joins an object that is not detached. The destructor of its subclass must
+// call StopObjectThread(), because the subclass's members no longer exist when the base's
+// destructor runs. A detached object must be made with new and deletes itself when its body
+// returns; after it is started, nobody else may touch it unless they know that the body still runs.
 //
-// The body may only return or throw. pthread_exit in it, or a cancellation of its thread, ends the
-// process; so does an exception that leaves the destructor of a detached object.
+// The body must end by returning or throwing. pthread_exit(), a cancellation of the thread and an
+// exception that leaves the destructor of a detached object end the process.
 //
-// The owner's thread starts, stops and joins. Failures throw a StdSystemException whose text is the
-// POSIX function's name, " returned " and the code; the owner then still owns the object.
+// Only the owner's thread may start, stop and join. A failure throws a StdSystemException with the
+// text "FUNCTION returned CODE", where FUNCTION is the POSIX function that failed; the owner then
+// still owns the object.
 
 #pragma once
 
@@ -27,40 +28,39 @@ class FWK_EXPORT ThreadedObject {
  public:
   ThreadedObject() = default;
 
-  // The thread's body, run on its own thread. Polls m_bRunning and returns when it is false. Its
-  // result is the thread's; a body that throws anything gives 0.
+  // Runs on the thread, as its body. An implementation polls m_bRunning and returns when it is
+  // false. Returns the result of the thread, which is 0 if the body throws.
   virtual std::uint32_t ObjectThreadMethod() = 0;
 
-  // Stops and joins a thread that is not detached.
+  // Stops and joins the thread unless it is detached.
   virtual ~ThreadedObject() noexcept(false);
 
   ThreadedObject(const ThreadedObject&) = delete;
   ThreadedObject& operator=(const ThreadedObject&) = delete;
 
-  // Starts the thread, without waiting for its body; true when there is one. priority: 1 to 98 asks
-  // for SCHED_RR with just that priority, which needs the right to it ("pthread_create returned 1"
-  // without); any other leaves the scheduling as it is inherited. Throws with the names
-  // pthread_attr_init, pthread_attr_setschedpolicy (also for reading the policy),
+  // Starts the thread and returns true, without waiting for the body to begin. A `priority` of 1 to
+  // 98 asks for SCHED_RR with that priority, for which the process needs the privilege (otherwise
+  // "pthread_create returned 1"); any other value inherits the scheduling of the caller. Throws for
+  // pthread_attr_init, pthread_attr_setschedpolicy (also if reading the policy fails),
   // pthread_attr_getschedparam, pthread_attr_setschedparam, pthread_attr_setinheritsched,
   // pthread_create and pthread_detach.
   virtual bool StartObjectThread(bool detached, int priority);
 
-  // Tells the body to end and, unless detached, waits without limit until it has.
+  // Tells the body to end and, unless the thread is detached, blocks until it has ended.
   virtual void StopObjectThread();
 
-  // Waits for the end of the thread; without one nothing is done. Throws with the name
-  // pthread_join.
+  // Blocks until the thread has ended; does nothing if there is none. Throws for pthread_join.
   void JoinObjectThread();
 
-  // What pthread_create is given: runs the body of object, a ThreadedObject, and deletes a detached
-  // one behind it. Returns the body's result.
+  // Runs the body of `object`, a ThreadedObject, and deletes the object afterwards if it is
+  // detached. Returns the body's result. This is the function that pthread_create() is given.
   static void* ObjectThreadRoutine(void* object);
 
  protected:
-  pthread_attr_t m_attributes{};       // of the thread; kept for the object's lifetime
-  bool m_bDetached = false;            // as StartObjectThread was told
-  pthread_t m_thread = 0;              // 0: no thread
-  std::atomic<bool> m_bRunning{true};  // false: the body is to end
+  pthread_attr_t m_attributes{};       // of the thread; kept as long as the object
+  bool m_bDetached = false;            // the argument of StartObjectThread()
+  pthread_t m_thread = 0;              // 0 if there is no thread
+  std::atomic<bool> m_bRunning{true};  // false tells the body to end
 
  private:
   using Gate = std::binary_semaphore;
@@ -68,7 +68,7 @@ class FWK_EXPORT ThreadedObject {
   void SetPriority(int priority);
   std::uint32_t RunBody();
 
-  // Holds the body back until StartObjectThread no longer touches the object, which a detached
-  // one may leave at any time after that. Only there between a start and its body.
+  // Delays the body until StartObjectThread() no longer touches the object, which a detached body
+  // may delete at any time afterwards. Null except between a start and the beginning of the body.
   std::shared_ptr<Gate> m_gate;
 };

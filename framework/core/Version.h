@@ -1,7 +1,7 @@
-// The version of the libraries and programs, for the code of those who build on them. No header
-// includes this one, so a new version compiles nothing again that does not ask for it.
+// The version of the libraries and programs. No header includes this one, so a new version only
+// recompiles the sources that use it.
 
 #pragma once
 
-// Major, minor and patch version. A package's version has the commit after it.
+// The major, minor and patch version. The version of a package also has the commit.
 #define FWK_VERSION "0.2.0"

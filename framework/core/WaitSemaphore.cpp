@@ -9,7 +9,7 @@
 
 namespace {
 
-// Keeps an object alive for as long as a call is inside it.
+// Counts a call that is inside the object; the destructor waits for it.
 class Visit {
  public:
   explicit Visit(std::atomic<std::int32_t>& count) : m_count(count) { ++m_count; }
@@ -97,9 +97,9 @@ bool WaitSemaphore::IsStopping() {
   return m_stopping != 0;
 }
 
-// Counts the caller as a waiter; false, and not counted, when the semaphore is stopping. The flag
-// is looked at once more after counting: Shutdown() may have run in between, and it releases only
-// those whom it finds counted.
+// Counts the caller as a waiter, unless the semaphore is stopping; returns whether it did. The flag
+// is read again after counting, because Shutdown() may have run in between, and it releases only
+// the waiters that are counted.
 bool WaitSemaphore::Enter() {
   {
     const Mutex guard(Interlocked::m_mtx, true);
@@ -112,7 +112,7 @@ bool WaitSemaphore::Enter() {
   return false;
 }
 
-// Uncounts the caller, then lets a Shutdown() in progress finish its step.
+// No longer counts the caller, then lets a running Shutdown() finish its step.
 void WaitSemaphore::Leave() {
   {
     const Mutex guard(Interlocked::m_mtx, true);

@@ -1,9 +1,9 @@
-// WaitSemaphore is a counting semaphore with an orderly end: Shutdown() releases all who wait, and
-// whoever comes later does not wait any more.
+// WaitSemaphore is a counting semaphore that can be shut down: Shutdown() releases all threads that
+// wait, and later calls of Wait() return at once.
 //
-// Any thread may post and wait; one thread, the owner, shuts it down and destroys it. Nobody may
-// begin to use it once its destructor has returned. All but Post() throw where a lock fails
-// (Locks.h).
+// Any thread may post and wait; one thread, the owner, shuts the semaphore down and destroys it. No
+// call may begin after its destructor has returned. All operations except Post() throw if a lock
+// fails (Locks.h).
 
 #pragma once
 
@@ -13,42 +13,42 @@
 #include <cstdint>
 
 #include "framework/core/Export.h"
-#include "framework/core/Interlocked.h"  // for its lock, which must outlive every static semaphore
+#include "framework/core/Interlocked.h"  // its lock must outlive every static semaphore
 #include "framework/core/Locks.h"
 #include "framework/core/ThreadAnnotations.h"
 
 class FWK_EXPORT WaitSemaphore {
  public:
-  // Count 0, open.
+  // Makes a semaphore whose count is 0.
   WaitSemaphore();
 
-  // Shutdown(); returns when everyone who waited has left.
+  // Shuts the semaphore down and blocks until every thread has left Wait() and TimedWait().
   virtual ~WaitSemaphore() noexcept(false);
 
   WaitSemaphore(const WaitSemaphore&) = delete;
   WaitSemaphore& operator=(const WaitSemaphore&) = delete;
 
-  // Adds one to the count; returns true. Not to be called after Shutdown().
+  // Adds one to the count and returns true. Must not be called after Shutdown().
   bool Post();
 
-  // Takes one from the count; blocks while it is 0. Returns the result of sem_wait: 0, or -1 when a
-  // signal interrupted the wait of a semaphore that is being shut down. After Shutdown() returns 0
-  // at once and takes nothing.
+  // Blocks while the count is 0, then takes one from it. Returns 0, or -1 if a signal interrupted
+  // the wait while the semaphore was being shut down. After Shutdown() it returns 0 at once and
+  // takes nothing.
   int Wait();
 
-  // As Wait, for at most so many milliseconds; whether one was taken. False at once after
-  // Shutdown().
+  // Waits like Wait(), but for at most `milliseconds`. Returns whether it took one from the count;
+  // false at once after Shutdown().
   //
-  // The deadline is the time of day plus the wait, without a carry from its nanoseconds into its
-  // seconds. A sum of a second or more is no valid deadline, and the call then takes nothing and
-  // returns false at once: so do about (milliseconds % 1000) of 1000 calls.
+  // The deadline is the time of day plus `milliseconds`, without a carry from the nanoseconds into
+  // the seconds. If the nanoseconds add up to a second or more, the deadline is invalid and the
+  // call returns false at once: about (milliseconds % 1000) of 1000 calls do.
   bool TimedWait(const int& milliseconds);
 
-  // How many threads wait right now.
+  // Returns how many threads are waiting.
   std::int32_t GetWaiterCount();
 
-  // Marks the semaphore as stopping, posts until no one waits any more, and destroys what lies
-  // under it. May be called again.
+  // Marks the semaphore as stopping, posts until no thread waits, and destroys the POSIX semaphore.
+  // May be called more than once.
   void Shutdown();
 
  private:

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr std::uint32_t kAnswerCountOffset = 6;
-constexpr std::uint32_t kRecordLengthOffset = 8;  // behind TYPE, CLASS and TTL
+constexpr std::uint32_t kRecordLengthOffset = 8;  // after TYPE, CLASS and TTL
 constexpr std::uint32_t kRecordDataOffset = 10;
 
 }  // namespace
@@ -27,7 +27,7 @@ bool AnswerWalk::Next(Answer& answer) {
     return false;
   }
   --m_left;
-  m_at += MessageCodec::MeasureName(m_reply, m_at);  // the owner's
+  m_at += MessageCodec::MeasureName(m_reply, m_at);  // of the owner
   answer.type = reader.ReadUint16(m_at);
   const std::uint16_t length = reader.ReadUint16(m_at + kRecordLengthOffset);
   m_at += kRecordDataOffset;
@@ -35,7 +35,7 @@ bool AnswerWalk::Next(Answer& answer) {
   return true;
 }
 
-// The value of the record whose RDATA starts here; moves on to the next record.
+// Returns the value of the record whose RDATA begins at m_at, and moves on to the next record.
 std::string AnswerWalk::ReadValue(std::uint16_t type, std::uint16_t length) {
   std::string value;
   std::uint32_t consumed = 0;
@@ -48,8 +48,8 @@ std::string AnswerWalk::ReadValue(std::uint16_t type, std::uint16_t length) {
       value = MessageCodec::DecodeText(m_reply, m_at, consumed);
       break;
     case MessageCodec::kTypeNS:
-    // The preference in front of an MX name is not skipped: below 256 its first byte is zero and
-    // reads as the root.
+    // The preference before the name of an MX record is not skipped: if it is below 256, its first
+    // byte is zero and reads as the root.
     case MessageCodec::kTypeMX:
       value = MessageCodec::DecodeName(m_reply, m_at, consumed);
       break;
@@ -60,7 +60,7 @@ std::string AnswerWalk::ReadValue(std::uint16_t type, std::uint16_t length) {
   return value;
 }
 
-// The first four bytes of RDATA; those that the record does not have are zero.
+// Returns the first four bytes of RDATA as a dotted quad; bytes that the record lacks are zero.
 std::string AnswerWalk::ReadAddress(std::uint16_t length) const {
   std::array<unsigned char, 4> octets{};
   const auto count = std::min<std::uint32_t>(length, octets.size());

@@ -1,14 +1,13 @@
-// AnswerWalk goes through the answer section of a DNS reply (RFC 1035, section 4.1) and gives the
-// value of each record as one text.
+// AnswerWalk iterates over the answers of a DNS reply (RFC 1035, section 4.1) and returns the value
+// of each record as a text.
 //
-// It trusts the reply: of the header it reads the answer count alone, and it steps on by rules of
-// its own for each type, some of which differ from the RFC. Only type A is skipped by its RDLENGTH.
-// After any type it does not know (CNAME, SOA) it goes on inside that record's data, so an address
-// behind an alias is not found. A walk ends with the answer count or the end of the reply. Its cost
-// grows with the records that are there and the names that they give, not with those claimed.
+// It trusts the reply and differs from the RFC. It reads only the answer count of the header, and
+// only the RDLENGTH of A records. After a record of an unknown type (CNAME, SOA) it goes on inside
+// the data of that record, so it does not find an address that follows an alias. It ends with the
+// answer count or the end of the reply; its cost depends on the records that the reply really has.
 //
-// A view: the reply belongs to the caller and must outlive it. One thread at a time; nothing
-// blocks.
+// A view: the caller owns the reply, which must outlive the object. One thread at a time may use an
+// object; nothing blocks.
 
 #pragma once
 
@@ -20,21 +19,21 @@
 
 class FWK_EXPORT AnswerWalk {
  public:
-  // What one record holds.
+  // One record.
   struct Answer {
-    // TYPE (RFC 1035, section 3.2.2), as in MessageCodec.
+    // The TYPE of the record (RFC 1035, section 3.2.2); MessageCodec has constants for it.
     std::uint16_t type = 0;
 
-    // For A a dotted quad, for NS a host name, for TXT the bytes of its text as they came. Empty
-    // for what has no value, and for MX with a preference below 256: it is read as the name.
+    // A dotted quad for A, a host name for NS, the unchanged bytes of the text for TXT. Empty for
+    // other types and for an MX record whose preference, which is read as the name, is below 256.
     std::string value;
   };
 
-  // reply: from its header on. answerStart: where the first answer record begins, in bytes from the
-  // start of the reply (MessageCodec::GetAnswerStart).
+  // Walks over `reply`, which begins with its header. `answerStart` is the offset of the first
+  // answer in bytes (MessageCodec::GetAnswerStart()).
   AnswerWalk(std::span<const unsigned char> reply, std::uint32_t answerStart);
 
-  // Reads the next record into answer; false when there is none left.
+  // Reads the next record into `answer`. Returns false if there is none.
   bool Next(Answer& answer);
 
  private:
@@ -42,6 +41,6 @@ class FWK_EXPORT AnswerWalk {
   std::string ReadAddress(std::uint16_t length) const;
 
   std::span<const unsigned char> m_reply;
-  std::uint32_t m_at;    // wraps: a text of no bytes steps back by one
-  std::uint16_t m_left;  // records that the header still promises
+  std::uint32_t m_at;    // the current offset; may wrap, because an empty text steps back by one
+  std::uint16_t m_left;  // how many more records the header promises
 };

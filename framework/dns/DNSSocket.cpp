@@ -67,7 +67,7 @@ int DNSSocket::DoQuery(std::vector<std::string>& out, const unsigned short& type
   return 0;
 }
 
-// Sends the query, receives the reply and collects its answers.
+// Sends a query, receives the reply and collects its answers.
 void DNSSocket::Exchange(std::vector<std::string>& out, unsigned short type) {
   const auto id = static_cast<std::uint16_t>(getpid());
   const std::vector<unsigned char> query = MessageCodec::EncodeQuery(m_domain, type, id);

@@ -16,7 +16,7 @@ constexpr std::uint8_t kFirstPointerByte = 192;  // the two top bits set
 constexpr std::uint32_t kPointerBits = 49152;
 constexpr std::size_t kMaxGathered = 1024;
 
-// A byte of a label, its length byte included: neither the root's zero byte nor of a pointer.
+// Returns whether `byte` belongs to a label or is its length: it is not zero and begins no pointer.
 bool IsLabelByte(std::uint8_t byte) {
   return byte != 0 && byte < kFirstPointerByte;
 }
@@ -25,7 +25,7 @@ std::uint32_t ReadPointer(const MessageReader& reply, std::uint32_t at) {
   return reply.ReadUint16(at) - kPointerBits;
 }
 
-// Whether no label stands at a position, nor where the pointers there lead to.
+// Returns whether the name at `at` is the root, directly or through pointers.
 bool LeadsToRoot(const MessageReader& reply, std::uint32_t at) {
   std::size_t pointers = 0;
   while (pointers <= reply.GetSize() && reply.ReadByte(at) >= kFirstPointerByte) {
@@ -35,7 +35,7 @@ bool LeadsToRoot(const MessageReader& reply, std::uint32_t at) {
   return pointers > reply.GetSize() || reply.ReadByte(at) == 0;
 }
 
-// The labels of a name with their length bytes, without the zero byte at the end.
+// Returns the labels of a name with their length bytes, without the zero byte at the end.
 std::string GatherName(const MessageReader& reply, std::uint32_t at) {
   std::string gathered;
   std::size_t pointers = 0;

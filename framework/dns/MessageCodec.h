@@ -1,9 +1,10 @@
-// MessageCodec writes a DNS query and reads the names and texts of a reply (RFC 1035, section 4).
+// MessageCodec writes DNS queries and reads the names and texts of replies (RFC 1035, section 4).
 //
-// It keeps no state and never blocks; any thread may use it. Queries go beyond the RFC in one
-// point: eight zero bytes follow the question. nsd, named and unbound ignore them; a server that
-// does not, such as knot, answers with an error and no records. Reading is trusting: what an honest
-// server sends comes out, and what a hostile one sends can give a wrong text but nothing worse.
+// A query differs from the RFC: eight zero bytes follow the question. nsd, named and unbound ignore
+// them; a server that does not, such as knot, returns an error. Reading a reply of a hostile server
+// is safe, but may return a wrong text.
+//
+// Thread-safe; nothing blocks.
 
 #pragma once
 
@@ -19,51 +20,50 @@ class FWK_EXPORT MessageCodec {
  public:
   MessageCodec() = delete;
 
-  // The largest message written and read, in bytes.
+  // The size of the largest message, in bytes.
   static constexpr std::size_t kMaxMessage = 1024;
 
-  // The record types that are asked for or understood (RFC 1035, section 3.2.2).
+  // Record types (RFC 1035, section 3.2.2).
   static constexpr std::uint16_t kTypeA = 1;
   static constexpr std::uint16_t kTypeNS = 2;
   static constexpr std::uint16_t kTypeMX = 15;
   static constexpr std::uint16_t kTypeTXT = 16;
 
-  // The datagram that asks for the records of one type, class IN, with recursion desired: header
-  // and question (RFC 1035, sections 4.1.1 and 4.1.2), id, type and all other numbers in network
-  // byte order. Where the encoded name holds a zero byte early, it asks for the name up to there.
-  // Throws StdException "MessageCodec::EncodeQuery - domain name too long" when it does not fit
-  // kMaxMessage bytes.
+  // Returns a query for the records of one type, class IN, with recursion desired (RFC 1035,
+  // sections 4.1.1 and 4.1.2). If the encoded name has a zero byte before its end, the query asks
+  // for the name up to there. Throws StdException "MessageCodec::EncodeQuery - domain name too
+  // long" if the query does not fit kMaxMessage bytes.
   static std::vector<unsigned char> EncodeQuery(const std::string& domain, std::uint16_t type,
                                                 std::uint16_t id);
 
-  // Where the answers of the reply to query begin, in bytes from its start: the question of the
-  // reply is taken to be as long as the one sent.
+  // Returns the offset of the answers, in bytes, in a reply to `query`. Assumes that the reply
+  // repeats the question in the same length.
   static std::uint32_t GetAnswerStart(const std::vector<unsigned char>& query);
 
-  // The domain as length-prefixed labels with a zero byte behind them (RFC 1035, section 3.1).
-  // Characters are copied as they are. A label's length is taken modulo 256 and not checked; an
-  // empty label, as two dots or one in front or behind make it, gives a zero byte of its own.
+  // Returns `domain` as labels with their lengths and a zero byte at the end (RFC 1035,
+  // section 3.1). Characters are copied unchanged. The length of a label is taken modulo 256 and
+  // not checked; an empty label, before, after or between dots, becomes a zero byte.
   static std::string EncodeName(const std::string& domain);
 
-  // How many bytes the name that starts at a position of the reply takes up there, pointer targets
-  // not counted: 1 for the root, even where a pointer leads to it. For names that nobody reads.
+  // Returns how many bytes the name at `at` takes up there, without the targets of pointers; 1 for
+  // the root, even if a pointer leads to it.
   static std::uint32_t MeasureName(std::span<const unsigned char> reply, std::uint32_t at);
 
-  // The name that starts at a position of the reply, compressed or not (RFC 1035, section 4.1.4),
-  // without a dot behind it; empty for the root. consumed: as MeasureName.
+  // Returns the name at `at`, compressed or not (RFC 1035, section 4.1.4), without a dot at its
+  // end; empty for the root. Sets `consumed` to MeasureName().
   //
-  // A pointer out of the message, more pointers than the message has bytes, and more than 1024
-  // bytes of name end the name as its zero byte would.
+  // The name ends early at a pointer out of the message, when it has more pointers than the message
+  // has bytes, or after 1024 bytes.
   static std::string DecodeName(std::span<const unsigned char> reply, std::uint32_t at,
                                 std::uint32_t& consumed);
 
-  // The text of a TXT record whose RDATA starts at a position of the reply (RFC 1035, section
-  // 3.3.14): the bytes behind the first length byte up to the next zero byte, or to the end of the
-  // reply. The length bytes of further strings stay in the text.
+  // Returns the text of a TXT record whose RDATA is at `at` (RFC 1035, section 3.3.14): the bytes
+  // after the first length byte up to the next zero byte, or to the end of the reply. The length
+  // bytes of further strings stay in the text.
   //
-  // consumed: one less than the length of the text. Two bytes of the text are then those of the
-  // pointer with which the next record's name begins, and the walk goes on right there. For an
-  // empty text it steps back by one (2^32 - 1).
+  // Sets `consumed` to the length of the text minus one. The text usually runs over the two bytes
+  // of the pointer with which the next record begins, and the walk goes on at that pointer. After
+  // an empty text the walk steps back by one (2^32 - 1).
   static std::string DecodeText(std::span<const unsigned char> reply, std::uint32_t at,
                                 std::uint32_t& consumed);
 };

@@ -1,8 +1,8 @@
-// MessageReader reads a received DNS message and checks every read: outside the bytes received it
-// gives zeros. All parsing of replies goes through it.
+// MessageReader reads from a DNS message and checks every access: outside the message it returns
+// zeros.
 //
-// Internal to MessageCodec and AnswerWalk. A view: the bytes belong to the caller and must outlive
-// it. Any thread may read; nothing blocks.
+// Internal to MessageCodec and AnswerWalk. A view: the caller owns the bytes, which must outlive
+// the object. Thread-safe; nothing blocks.
 
 #pragma once
 
@@ -15,20 +15,22 @@
 
 class FWK_EXPORT MessageReader {
  public:
-  // message: from its header on.
+  // Reads from `message`, which begins with its header.
   explicit MessageReader(std::span<const unsigned char> message);
 
-  // The number of bytes received.
+  // Returns the size of the message in bytes.
   std::size_t GetSize() const;
 
-  // Whether a position, counted from the start of the message, lies inside it.
+  // Returns whether the offset `at` is inside the message.
   bool Contains(std::uint32_t at) const;
 
-  // The byte at a position, and the number of two bytes there in network byte order.
+  // Returns the byte at `at`.
   std::uint8_t ReadByte(std::uint32_t at) const;
+
+  // Returns the two bytes at `at` as a number in network byte order.
   std::uint16_t ReadUint16(std::uint32_t at) const;
 
-  // The bytes from a position to the next zero byte or to the end of the message.
+  // Returns the bytes from `at` to the next zero byte, or to the end of the message.
   std::string ReadCString(std::uint32_t at) const;
 
  private:

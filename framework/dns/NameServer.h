@@ -1,4 +1,4 @@
-// The name server that every look-up of the process asks.
+// The name server that all look-ups of the process ask.
 
 #pragma once
 
@@ -6,15 +6,15 @@
 
 #include "framework/core/Export.h"
 
-// One IPv4 address as dotted quad, not checked; asked on port 53. Empty until the first DNSSocket
-// of the process fills it; then it stays as it is. A program may set it, or empty it to have it
-// filled again, while no other thread makes or uses a DNSSocket.
+// The IPv4 address of the name server as a dotted quad, which is not checked. It is empty until the
+// first DNSSocket of the process fills it, and then stays unchanged. A program may set it, or empty
+// it to have it filled again, while no other thread makes or uses a DNSSocket.
 FWK_EXPORT inline std::string dns_servers;
 
-// The address on the last line of the resolver file at path whose first word is "nameserver"
-// (resolv.conf(5)); empty when there is no such line, when nothing follows the word, and when the
-// file cannot be read.
+// Returns the second word of the last line in the file at `path` (see resolv.conf(5)) whose first
+// word is "nameserver". Returns an empty text if there is no such line or word, or if the file
+// cannot be read.
 //
-// Words end at a blank, not at a tab. A line that begins with "#" is skipped. Any thread may call;
-// blocks as the file does.
+// Words end at blanks, not at tabs. Lines that begin with "#" are skipped. Thread-safe; blocks like
+// the file.
 FWK_EXPORT std::string ReadNameServer(const std::string& path);

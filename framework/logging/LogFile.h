@@ -1,9 +1,8 @@
-// fwk::LogFile is a log file open for appending. It is made for each line anew, so that a file
-// renamed or removed meanwhile is never written on.
+// fwk::LogFile is a log file that is open for appending. The logger opens the file again for each
+// line, so that it never writes to a file that was renamed or removed meanwhile.
 //
-// One thread at a time; the logger uses it with its lock held. Opening and writing block as the
-// file system does; nothing is thrown: a file that cannot be opened or written loses what is
-// written to it.
+// One thread at a time may use an object. Opening and writing block like the file system. Nothing
+// is thrown: text is lost if the file cannot be opened or written.
 
 #pragma once
 
@@ -16,27 +15,26 @@ namespace fwk {
 
 class FWK_EXPORT LogFile {
  public:
-  // Opens path to append to it. An absent file is created, as far as the umask lets readable and
-  // writable by all; an existing one keeps what it holds.
+  // Opens the file at `path`. Creates it, with mode 0666 before the umask, if it does not exist.
   explicit LogFile(const std::string& path);
-  virtual ~LogFile();  // closes it
+  virtual ~LogFile();  // closes the file
 
   LogFile(const LogFile&) = delete;
   LogFile& operator=(const LogFile&) = delete;
 
-  // Appends line and a line feed, in one piece where the system takes it so: lines of several
-  // processes do not mix. Loggers of several processes must not share a location all the same
-  // (Logger.h).
+  // Appends `line` and a line feed, if the system allows in one write(2), so that lines of several
+  // processes do not mix. (The loggers of several processes must still not share a location, see
+  // Logger.h.)
   void WriteLine(std::string_view line);
 
-  // Appends text as it is, as WriteLine does.
+  // Appends `text` in the same way, without a line feed.
   void Write(std::string_view text);
 
-  // Closes the file; what is written afterwards is lost. May be called again.
+  // Closes the file; text that is written afterwards is lost. May be called more than once.
   void Close();
 
  private:
-  int m_descriptor;  // -1 when the file is not open
+  int m_descriptor;  // -1 if the file is not open
 };
 
 }  // namespace fwk

@@ -1,7 +1,7 @@
-// fwk::LogSyslog is a handle on the system log: the connection to it is closed when the object
-// goes away. The logger's own lines do not need it; they open and close the log themselves.
+// fwk::LogSyslog closes the connection to the system log when it is destroyed. The logger does not
+// need it: it opens and closes the system log for each line.
 //
-// Any thread may make and destroy one; neither blocks.
+// Thread-safe; nothing blocks.
 
 #pragma once
 

@@ -28,7 +28,7 @@ void Logger::Init(const char* location, unsigned short level, bool includeDateTi
     m_LogLevel = static_cast<std::int16_t>(level);
     m_bIncludeDateTime = includeDateTime;
     m_bIncludeThreadID = includeThreadID;
-  } catch (...) {  // logging never throws: the settings stay as they were
+  } catch (...) {  // logging never throws: the settings stay unchanged
   }
 }
 
@@ -56,7 +56,7 @@ void Logger::ComposeAndDeliver(int level, const char* format, va_list arguments,
       return;
     }
     std::string line = Compose(level, format, arguments);
-    // An Error line is to have been written when the call returns.
+    // An Error line must have been written when the call returns.
     if (delivery == Delivery::kMayQueue && level != Error && m_bAsync) {
       HandToThread(std::move(line));
     } else {
@@ -73,7 +73,7 @@ void Logger::WriteOnce(const std::string& path, const std::string& message) noex
     }
     const Mutex guard(m_MutexInstance, true);
     if (m_logUnque.Find(message) != 0) {
-      return;  // another thread wrote it meanwhile
+      return;  // another thread has written it meanwhile
     }
     LogFile(path).WriteLine(message);
     m_logUnque.Insert(message);
@@ -86,7 +86,7 @@ std::string Logger::Compose(int level, const char* format, va_list arguments) {
   std::vsnprintf(message, sizeof(message), format, arguments);
   const std::string_view text = message;
   std::string line;
-  line.reserve(kLongestPrefix + text.size() + 1);  // room for WriteLine's line feed, too
+  line.reserve(kLongestPrefix + text.size() + 1);  // with the line feed that WriteLine() adds
   AppendPrefix(line, level);
   line += text;
   return line;

@@ -1,4 +1,4 @@
-// Where the logger's lines go besides the console: a file of the day, or the system log.
+// Writes the logger's lines to the file of the day or the system log.
 
 #include <syslog.h>
 
@@ -27,7 +27,7 @@ void Logger::WriteToSink(const std::string& line) {
       file.Write(line);
       file.Close();
     }
-  } catch (...) {  // the line is lost; the console still gets it
+  } catch (...) {  // the line is lost here, but the console still gets it
   }
 }
 

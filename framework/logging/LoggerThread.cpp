@@ -1,4 +1,4 @@
-// The logging thread: its start, its end and what it does between them.
+// Starts, runs and stops the logging thread.
 
 #include <sched.h>
 
@@ -9,7 +9,8 @@
 
 namespace fwk {
 
-// Made with the thread, so it goes away before all that the thread uses.
+// Stops the thread and waits for it at the end of the process. It is made together with the thread,
+// so it is destroyed before all statics that the thread uses.
 class Logger::EndAtExit {
  public:
   EndAtExit() = default;
@@ -23,8 +24,8 @@ class Logger::EndAtExit {
   EndAtExit& operator=(const EndAtExit&) = delete;
 };
 
-// Notifies with the lock held: once another thread knows that this one has ended, the process may
-// end, and the lock and what is waited for with it.
+// Notifies with the lock held: as soon as another thread knows that this one has ended, the process
+// may end and destroy the lock and the condition variable.
 Logger::~Logger() {
   const std::lock_guard guard(m_progressLock);
   m_hasThreadEnded = true;
@@ -40,13 +41,13 @@ void Logger::StartAsync() noexcept {
     std::unique_ptr<Logger> logger(new Logger);
     {
       const std::lock_guard progressGuard(m_progressLock);
-      m_hasThreadEnded = false;  // an object that could not start its thread has left it true
+      m_hasThreadEnded = false;  // an object that could not start its thread left it true
     }
     logger->StartObjectThread(true, -1);
-    m_pLogger = logger.release();  // it owns itself now
+    m_pLogger = logger.release();  // it deletes itself
     m_bAsync = true;
     static const EndAtExit endAtExit;
-  } catch (...) {  // without a thread lines are written at once
+  } catch (...) {  // without a thread, lines are written at once
   }
 }
 
@@ -62,7 +63,7 @@ void Logger::StopAsync() noexcept {
   }
 }
 
-// Counts first, so the count never lacks a line that is in the queue.
+// Counts the line before it is in the queue, so that the count is never too low.
 void Logger::HandToThread(std::string line) {
   ++m_handed;
   try {

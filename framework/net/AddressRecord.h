@@ -1,7 +1,7 @@
-// AddressRecord is one address of a resolved name: what the system needs to open a socket to it.
+// AddressRecord is one address of a resolved name, with what a program needs to open a socket to
+// it.
 //
-// A value type: a copy owns its own copy of the address bytes. Each thread uses records of its
-// own, and nothing blocks.
+// A value type: each copy owns a copy of the address bytes. Nothing blocks.
 
 #pragma once
 
@@ -14,24 +14,24 @@
 
 class FWK_EXPORT AddressRecord {
  public:
-  // Copies length bytes from address, a socket address of the given family (its port and address
-  // in network byte order). family, socketType and protocol: as socket(2) takes them.
+  // Copies `length` bytes of `address`, a socket address of `family` in network byte order. The
+  // first three arguments are those of socket(2).
   AddressRecord(int family, int socketType, int protocol, const sockaddr* address, int length,
                 const std::string& canonicalName);
   AddressRecord(const AddressRecord& other);
   AddressRecord& operator=(const AddressRecord& other);
   ~AddressRecord() = default;
 
-  // As given to the constructor.
+  // Return the constructor's arguments.
   int GetFamily() const { return m_family; }
   int GetSocketType() const { return m_socketType; }
   int GetProtocol() const { return m_protocol; }
   int GetLength() const { return m_length; }  // bytes
 
-  // GetLength() bytes, owned by the record.
+  // Returns GetLength() bytes, owned by the record.
   const unsigned char* GetAddress() const { return m_address.get(); }
 
-  // The host's full name; empty in what Socket::Resolve returns, which does not ask for it.
+  // Returns the full name of the host. Socket::Resolve() does not ask for it and leaves it empty.
   const std::string& GetCanonicalName() const { return m_canonicalName; }
 
  private:

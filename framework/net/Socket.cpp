@@ -13,7 +13,7 @@
 
 namespace {
 
-// Opens a socket; moves it above the standard streams where it got the number 0, which means none.
+// Opens a socket. If its descriptor is 0, which means none, moves it above the standard streams.
 int OpenSocket(int domain, int type, int protocol) {
   const int descriptor = socket(domain, type, protocol);
   if (descriptor != 0) {
@@ -145,7 +145,7 @@ bool Socket::IsInRange(const std::string& cidr, const in_addr_t& address) {
     return false;
   }
   const std::uint32_t prefix = StringToUnsigned(prefixText, false);
-  // A prefix of 0 gives 2^32, which is 0 in 32 bits: like a prefix above 32, an empty range.
+  // A prefix of 0 makes 2^32, which is 0 in 32 bits: an empty range, as for a prefix above 32.
   const auto size =
       static_cast<std::uint32_t>(prefix <= 32 ? std::uint64_t{1} << (32 - prefix) : 0);
   const std::uint32_t last = first + size - 1;

@@ -1,11 +1,11 @@
-// Socket is the base of every network object: it owns one descriptor, sets its options, shuts it
-// down and closes it, resolves names, and knows a few tests on IPv4 addresses. Such an address, as
-// in_addr_t, is in network byte order.
+// Socket is the base of every network object: it owns a descriptor and sets its options, shuts it
+// down and closes it. It also resolves names and tests IPv4 addresses. An address of type in_addr_t
+// is in network byte order.
 //
-// One thread at a time may use an object; the static operations are for any thread. Every failure
-// throws a SocketException whose text is the place, " :: failed with code ", the error number,
-// ": " and the system's text for it. Nothing here blocks, except Resolve, CheckBlocklist and, where
-// a linger time is set, whatever closes the descriptor.
+// One thread at a time may use an object; any thread may call the static operations. A failure
+// throws a SocketException whose text is the one given below, " :: failed with code ", the error
+// number, ": " and the system's text for it. Nothing blocks, except Resolve(), CheckBlocklist()
+// and, if a linger time is set, closing the descriptor.
 
 #pragma once
 
@@ -21,122 +21,120 @@
 
 class FWK_EXPORT Socket {
  public:
-  // The number of Socket objects alive.
+  // The number of Socket objects that exist.
   inline static std::atomic<std::int32_t> m_nAccessCounter{0};
 
-  // Opens nothing. descriptor: owned from now on; 0 or below means none. timeout: milliseconds.
+  // Takes ownership of `descriptor`; 0 or less means none. `timeout` is in milliseconds.
   Socket(int descriptor, int timeout);
 
-  // Destroy(). What that throws leaves the destructor; the descriptor then stays open, and
-  // m_nAccessCounter one too high.
+  // Calls Destroy(). If that throws, so does the destructor; the descriptor then stays open, and
+  // m_nAccessCounter is one too high.
   virtual ~Socket() noexcept(false);
 
   Socket(const Socket&) = delete;
   Socket& operator=(const Socket&) = delete;
 
-  // Takes over a descriptor, unchecked; 0 or below means none. The one held before is not closed.
-  // Then as SocketNonBlocking(nonBlocking).
+  // Takes ownership of `descriptor` without a check, then calls SocketNonBlocking(nonBlocking). 0
+  // or less means none. Does not close the previous descriptor.
   virtual void SetSocket(const int& descriptor, bool nonBlocking);
 
-  // Shuts the connection down and closes it; without a descriptor nothing is done, so it may be
-  // called any number of times. Throws "Socket::Destroy() - shutdown" when the shutdown fails for
-  // another reason than that nothing is connected (ENOTCONN); the descriptor is then still open.
+  // Shuts the connection down and closes the descriptor; does nothing without one. Throws
+  // "Socket::Destroy() - shutdown", and leaves the descriptor open, if the shutdown fails with
+  // another error than ENOTCONN.
   virtual void Destroy();
 
-  // Opens a socket as socket(domain, type, protocol) does, then as SocketNonBlocking(nonBlocking).
-  // A descriptor still held is closed first, through Close(). The new one is never 0: where
-  // standard input is closed, it is above 2. Throws "Socket::CreateSocket - socket"; the descriptor
-  // is then -1. When the second step throws it is open and held.
+  // Closes the current descriptor by Close(), opens a new one as socket(2) does, and calls
+  // SocketNonBlocking(nonBlocking). The descriptor is never 0: if standard input is closed, it is
+  // above 2. Throws "Socket::CreateSocket - socket", after which the descriptor is -1, or what
+  // SocketNonBlocking() throws, after which it is open.
   virtual void CreateSocket(int domain, int type, int protocol, bool nonBlocking);
 
-  // Closes the descriptor and forgets it. Returns what close() returned; a failure is not thrown.
-  // Without a descriptor returns it (0 or -1) unchanged.
+  // Closes the descriptor, which is 0 from then on, and returns the result of close(2); does not
+  // throw. If there is no descriptor, returns its value, 0 or less.
   virtual int Close();
 
-  // true: sets O_NONBLOCK; throws "Socket::SocketNonBlocking - fcntl". While the object has no
-  // descriptor and holds 0, this changes standard input. false: does nothing, so a non-blocking
-  // socket stays one.
+  // Sets O_NONBLOCK if `on` is true; throws "Socket::SocketNonBlocking - fcntl". Does nothing if
+  // `on` is false, so a non-blocking socket stays non-blocking. Without a descriptor (0) it changes
+  // standard input.
   void SocketNonBlocking(bool on);
 
-  // SO_RCVTIMEO, then SO_SNDTIMEO, each given the time-out as a bare 4-byte number. A kernel that
-  // insists on a timeval rejects that: on Linux this throws "SetSocketOptionsReadWrite", with the
-  // second option untouched.
+  // Sets SO_RCVTIMEO, then SO_SNDTIMEO, to the time-out as a plain 4-byte number. Linux wants a
+  // timeval, so there it always throws "SetSocketOptionsReadWrite", at the first option.
   void SetSocketOptionsReadWrite();
 
-  // SO_KEEPALIVE, SO_LINGER and SO_REUSEADDR, switched on; the linger time is 5 seconds unless a
-  // subclass changed it. Each throws its own name when the option is refused.
+  // Sets SO_KEEPALIVE, SO_LINGER or SO_REUSEADDR. The linger time is 5 seconds unless a subclass
+  // changes it. Throws the name of the operation if the system refuses the option.
   void SetSocketOptionsKeepAlive();
   void SetSocketOptionsLinger();
   void SetSocketOptionsReUseAddress();
 
-  // The addresses of host and service for a stream socket, in the resolver's order; passive: to
-  // bind to, not to connect to. Blocks as long as the system resolver takes.
+  // Returns the addresses of `host` and `service` for a stream socket, in the order of the system
+  // resolver; to bind to if `passive` is true, otherwise to connect to. Blocks as long as the
+  // resolver does. Throws "Socket::Resolve - " and the resolver's text; the error number after it
+  // is the current errno, not the resolver's code.
   //
-  // An empty host with a service that is not empty asks no resolver: service is read as a decimal
-  // port, kept as the object's port too, and one record comes back, for 0.0.0.0 (passive) or
-  // 127.0.0.1. In all other cases the object's port becomes 0.
-  // Throws "Socket::Resolve - " and the resolver's text; the error number behind it is errno as it
-  // happens to stand, not the resolver's code.
+  // If `host` is empty and `service` is not, no resolver is asked: `service` is a decimal port,
+  // which becomes the object's port, and the only record is for 0.0.0.0 (passive) or 127.0.0.1. In
+  // all other cases the object's port becomes 0.
   std::vector<AddressRecord> Resolve(const std::string& host, const std::string& service,
                                      bool passive);
 
-  // Whether network is the address itself, or the address with its last one, two or three octets
-  // cleared: up to three trailing zero octets of a network match any. The text form takes what
-  // inet_addr takes.
+  // Returns whether `network` equals `address`, or equals it after its last one, two or three
+  // octets are set to 0. A text is read by inet_addr(3).
   static bool IsSameNetwork(const in_addr_t& network, const in_addr_t& address);
   static bool IsSameNetwork(const char* network, const in_addr_t& address);
 
-  // Whether address lies in the range that cidr, "network/prefix" or a network alone ("/32"),
-  // starts: network <= address < network + 2^(32 - prefix). The network is not masked:
-  // 192.0.2.10/24 is 192.0.2.10 to 192.0.3.9.
+  // Returns whether `address` is in the range `cidr`, which is "network/prefix", or "network" for a
+  // prefix of 32. The range is not masked: it contains the 2^(32 - prefix) addresses from the
+  // network on, so 192.0.2.10/24 is 192.0.2.10 to 192.0.3.9.
   //
-  // No address lies in a range with an empty network or prefix, with the network 0.0.0.0, with a
-  // prefix of 0 or above 32, or in one that runs past 255.255.255.255. Only the low 32 bits of a
-  // prefix count: /4294967328 is taken as /32. A network, or in the text form an address, that
-  // inet_addr cannot read counts as 255.255.255.255. Throws std::invalid_argument "non-digit
-  // character" for a prefix that is not a number.
+  // A range contains no address if its network or prefix is empty, its network is 0.0.0.0, its
+  // prefix is 0 or above 32, or it extends past 255.255.255.255. Only the low 32 bits of a prefix
+  // count: /4294967328 is /32. A text that inet_addr(3) cannot read is 255.255.255.255. Throws
+  // std::invalid_argument "non-digit character" for a prefix that is not a number.
   static bool IsInRange(const std::string& cidr, const in_addr_t& address);
   static bool IsInRange(const std::string& cidr, const char* address);
 
-  // The four octets from last to first, as the key of a DNS blocklist query (RFC 5782, section
-  // 2.1): 1.2.3.4 gives "4.3.2.1".
+  // Returns the octets of `address` from last to first, which is the key of a blocklist query (RFC
+  // 5782, section 2.1): "4.3.2.1" for 1.2.3.4.
   static std::string ReverseAddress(const in_addr_t& address);
 
-  // False in 10.0.0.0/8, 127.0.0.0/8, 172.16.0.0/12 and 192.168.0.0/16, true elsewhere.
+  // Returns false for 10.0.0.0/8, 127.0.0.0/8, 172.16.0.0/12 and 192.168.0.0/16, otherwise true.
   static bool IsPublicAddress(const in_addr_t& address);
 
-  // Asks a DNS blocklist (RFC 5782, section 2.1) through the system resolver whether key is listed
-  // in zone, that is, whether key.zone has an address. key: for an IPv4 address what ReverseAddress
-  // gives. Returns 1 when it is listed, with answer its first address, in 127.0.0.0/8, and 0 when
-  // the name or an address of it does not exist; answer is then unchanged. Blocks as long as the
-  // system resolver takes.
+  // Asks the system resolver whether `key` is listed in the DNS blocklist `zone` (RFC 5782, section
+  // 2.1), that is, whether the name `key`.`zone` has an address. The key of an IPv4 address is what
+  // ReverseAddress() returns. Returns 1 if it is listed; `answer` is then the first address, in
+  // 127.0.0.0/8. Returns 0, and leaves `answer` unchanged, if the name or its address does not
+  // exist. Blocks as long as the resolver does.
   //
-  // Throws an RBLSocketException, with the name asked for, for every other outcome:
-  //   "%s rbl %d %s"                 the resolver failed: name, its code and its text for it
-  //   "response %d, %s rbl %d"       the address 0.0.0.0; both numbers are 0
-  //   "invalid response (%s), %s rbl %d"  another address, which answer has, too; the number is 0
-  // For the last two the resolver's list is not released: each such answer costs its memory until
-  // the process ends, and a leak checker reports it.
+  // Throws an RBLSocketException, with the name that was asked for, in all other cases:
+  //   "%s rbl %d %s"                      the resolver failed; its code and its text
+  //   "response %d, %s rbl %d"            the address is 0.0.0.0; both numbers are 0
+  //   "invalid response (%s), %s rbl %d"  another address, also in `answer`; the number is 0
+  // In the last two cases the resolver's list is never released: it takes up memory until the
+  // process ends, and a leak checker reports it.
   static std::uint32_t CheckBlocklist(const std::string& key, const std::string& zone,
                                       in_addr_t& answer);
 
-  // Throw a SocketException for place where (code 0: with errno as it stands), and a
-  // SocketClosedException with just the message.
+  // Throws a SocketException with FormatSystemError(where, code); a `code` of 0 means errno.
   [[noreturn]] static void ThrowSocketError(const std::string& where, int code);
+
+  // Throws a SocketClosedException whose text is `message`.
   [[noreturn]] static void ThrowSocketClosed(const std::string& message);
 
-  // data, encrypted or decrypted with the payload key; unchanged while there is none.
+  // Returns `data`, encrypted or decrypted with the payload key if there is one.
   std::string ApplyKey(const std::string& data) const;
 
  protected:
   std::int32_t m_linger = 5;       // seconds
-  std::int32_t m_wait = 0;         // non-zero: subclasses wait, with a time-out, before a transfer
-  std::int32_t m_descriptor;       // 0 or below: none
-  std::int32_t m_nonBlocking = 0;  // 1 once SocketNonBlocking(true) succeeded
+  std::int32_t m_wait = 0;         // not 0 if subclasses wait, with a time-out, before a transfer
+  std::int32_t m_descriptor;       // 0 or less if there is none
+  std::int32_t m_nonBlocking = 0;  // 1 after SocketNonBlocking(true)
   std::int32_t m_retryCount = 10;  // for subclasses
-  std::int32_t m_timeout;          // milliseconds; for SetSocketOptionsReadWrite and subclasses
+  std::int32_t m_timeout;          // milliseconds; for SetSocketOptionsReadWrite() and subclasses
   std::uint16_t m_port = 0;        // host byte order
-  std::string m_key;               // payload key; empty: payloads go as they are
+  std::string m_key;               // the payload key; empty if payloads are not encrypted
 
  private:
   void SetOption(int option, const void* value, unsigned int length, const char* where);

@@ -1,4 +1,5 @@
-// Socket::CheckBlocklist stands alone, as Socket::Resolve does: it links the system resolver.
+// Socket::CheckBlocklist() has a source of its own: a program that does not use it then does not
+// link the system resolver.
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -12,7 +13,7 @@
 
 namespace {
 
-// The four bytes behind family and port, whatever the family.
+// Returns the four bytes after family and port, whatever the family is.
 in_addr_t ReadAddress(const addrinfo& entry) {
   in_addr_t address = 0;
   const auto* const bytes = reinterpret_cast<const unsigned char*>(entry.ai_addr);
@@ -39,7 +40,7 @@ std::uint32_t Socket::CheckBlocklist(const std::string& key, const std::string& 
     freeaddrinfo(list);
     return 1;
   }
-  // The list of an answer that is not trusted stays allocated.
+  // The list of an answer that is not trusted is never released.
   if (answer == 0) {
     throw RBLSocketException(
         StringFormat("response %d, %s rbl %d", 0, name.c_str(), 0).GetString());

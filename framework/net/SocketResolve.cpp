@@ -1,5 +1,5 @@
-// Socket::Resolve stands alone so that a program that never resolves a name does not link the
-// system resolver.
+// Socket::Resolve() has a source of its own: a program that resolves no names then does not link
+// the system resolver.
 
 #include <arpa/inet.h>
 #include <netdb.h>

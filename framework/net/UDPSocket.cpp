@@ -20,7 +20,7 @@ const char* Direction(bool reading) {
   return reading ? "reading" : "writing";
 }
 
-// One select: its result, with errno as it left it.
+// Calls select(2) once. Returns its result; errno is as it leaves it.
 int WaitOnce(int descriptor, bool reading, int timeoutMs) {
   if (descriptor < 0) {
     errno = EBADF;
@@ -35,11 +35,11 @@ int WaitOnce(int descriptor, bool reading, int timeoutMs) {
                 timeoutMs < 1 ? nullptr : &timeout);
 }
 
-// Memory for bytes to be received, which takes up none until they come.
+// A buffer that takes up no memory until bytes are written to it.
 class ReceiveBuffer {
  public:
   explicit ReceiveBuffer(std::uint32_t length)
-      : m_size(std::size_t{length} + 1),  // an empty mapping is refused
+      : m_size(std::size_t{length} + 1),  // the system refuses an empty mapping
         m_start(mmap(nullptr, m_size, PROT_READ | PROT_WRITE,
                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {}
   ~ReceiveBuffer() {
@@ -51,7 +51,7 @@ class ReceiveBuffer {
   ReceiveBuffer(const ReceiveBuffer&) = delete;
   ReceiveBuffer& operator=(const ReceiveBuffer&) = delete;
 
-  // Returns null when the memory could not be had.
+  // Returns null if there is not enough memory.
   char* Data() { return m_start != MAP_FAILED ? static_cast<char*>(m_start) : nullptr; }
 
  private:

@@ -1,4 +1,4 @@
-// The server side of UDPSocket: binding to a port and echoing datagrams.
+// The server side of UDPSocket, which binds to a port and echoes datagrams.
 
 #include <arpa/inet.h>
 #include <unistd.h>
@@ -12,13 +12,13 @@ namespace {
 
 constexpr std::uint16_t kLastPrivilegedPort = 1023;
 
-// The ids that SaveIdentity() found. -1 leaves an id as it is.
+// The ids that SaveIdentity() found; -1 leaves an id unchanged.
 uid_t savedRealUser = static_cast<uid_t>(-1);
 uid_t savedEffectiveUser = static_cast<uid_t>(-1);
 gid_t savedRealGroup = static_cast<gid_t>(-1);
 gid_t savedEffectiveGroup = static_cast<gid_t>(-1);
 
-// A process without the right to change its ids goes on with those it has: the bind tells.
+// Ignores a failure: a process that may not change its ids keeps them, and bind(2) tells.
 void SetIdentity(uid_t realUser, uid_t effectiveUser, gid_t realGroup, gid_t effectiveGroup) {
   [[maybe_unused]] const int user = setreuid(realUser, effectiveUser);
   [[maybe_unused]] const int group = setregid(realGroup, effectiveGroup);
@@ -56,7 +56,7 @@ bool UDPSocket::Listen(const std::string& port) {
 }
 
 bool UDPSocket::Accept(UDPSocket& reply, bool nonBlocking) {
-  std::array<char, 1024 + 1> data{};  // one zero byte more than is read
+  std::array<char, 1024 + 1> data{};  // a zero byte follows what is read
   sockaddr_in sender{};
   socklen_t senderLength = sizeof(sender);
   const ssize_t length = recvfrom(m_descriptor, data.data(), data.size() - 1, 0,
@@ -69,7 +69,7 @@ bool UDPSocket::Accept(UDPSocket& reply, bool nonBlocking) {
 
   reply.OpenSocket(nonBlocking);
   reply.m_peer = sender;
-  MakeProbe();  // drawn for each client, not kept
+  MakeProbe();  // drawn for each client, but not used
   unsigned int sent = 0;
   return reply.Send(data.data(), static_cast<unsigned int>(length), sent, kLongTimeoutMs) > 0;
 }
