@@ -1,7 +1,7 @@
 // BudgetException ends a check that has used up its budget, so that a check without a verdict is
-// never taken for one that failed.
+// never mistaken for one that failed.
 //
-// May be copied, thrown and read on any thread.
+// It may be copied, thrown and read on any thread.
 
 #pragma once
 
@@ -10,18 +10,18 @@
 
 class FWK_EXPORT BudgetException : public StdException {
  public:
-  // What was used up.
+  // The part of the budget that was used up.
   enum class Reason {
     kLookUps,  // the next look-up would be one too many
     kTime,     // the deadline has passed
-    kHangUp,   // nobody waits for the verdict any more
+    kHangUp,   // nobody waits for the verdict any longer
   };
 
-  // `reason`: it decides the text, too.
+  // Makes an exception with the text for `reason`.
   explicit BudgetException(Reason reason);
   ~BudgetException() override;
 
-  // Returns what was used up.
+  // Returns which part of the budget was used up.
   Reason GetReason() const noexcept { return m_reason; }
 
  private:

@@ -62,7 +62,7 @@ int BudgetedLookUp::Receive(char* buffer, unsigned int length, unsigned int& rec
   if (m_wakeUp != CheckBudget::Wait::kReadable) {
     throw UDPSocketTimeoutException("BudgetedLookUp::Receive - no answer");
   }
-  m_wait = 0;  // it can be read
+  m_wait = 0;  // the reply is ready
   const int size = DNSSocket::Receive(buffer, length, received, timeoutMs, fill);
   TakeFacts(buffer, static_cast<std::size_t>(size), length);
   return size;

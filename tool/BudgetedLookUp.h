@@ -1,9 +1,9 @@
-// BudgetedLookUp is a DNSSocket whose look-ups keep to the budget of a check, and that knows what
-// came of them. It asks and reads as DNSSocket does.
+// BudgetedLookUp is a DNSSocket that makes one look-up within the budget of a check and records its
+// outcome. It asks and reads as DNSSocket does.
 //
-// One thread at a time. A look-up blocks as DNSSocket's do, but never past the deadline. Where it
-// times out it needs no large stack; where the query cannot be sent, as without a route, it needs
-// that of StringFormat, as DNSSocket does.
+// One thread at a time may use an object. A look-up blocks as DNSSocket's do, but never past the
+// deadline. A time-out needs no large stack; a query that cannot be sent, for example without a
+// route, needs as much as StringFormat.
 
 #pragma once
 
@@ -17,14 +17,16 @@
 
 class FWK_EXPORT BudgetedLookUp : public DNSSocket {
  public:
-  // Asks about `domain`. `budget` must outlive the object.
+  // Prepares a look-up of `domain`. `budget` must outlive the object.
   BudgetedLookUp(const std::string& domain, CheckBudget& budget);
   ~BudgetedLookUp() noexcept(false) override;
 
-  // Make the one look-up of the object, as GetARecords and GetSPFRecord do, and tell the budget's
-  // observer. Throw a BudgetException when the budget does not allow the look-up or cuts it short,
-  // and a SocketException when no descriptor below 1024 can be had.
+  // Returns what GetARecords() finds, and tells the budget's observer of the look-up. Throws a
+  // BudgetException if the budget does not allow the look-up or cuts it short, and a
+  // SocketException if there is no descriptor below 1024.
   std::vector<std::string> FindAddresses();
+
+  // Returns what GetSPFRecord() finds; otherwise does the same.
   std::string FindRecord();
 
   void CreateSocket(int domain, int type, int protocol, bool nonBlocking) override;

@@ -13,7 +13,7 @@ using std::chrono::milliseconds;
 
 namespace {
 
-// Returns how long poll may wait until `end`.
+// Returns the time until `end` as poll(2) takes it.
 int MillisecondsUntil(CheckBudget::Clock::time_point end) {
   const auto left = std::chrono::ceil<milliseconds>(end - CheckBudget::Clock::now()).count();
   return static_cast<int>(std::clamp<decltype(left)>(left, 0, INT_MAX));
@@ -40,7 +40,7 @@ void CheckBudget::TakeLookUp() {
 
 CheckBudget::Wait CheckBudget::WaitToRead(int descriptor, int timeoutMs) const {
   const Clock::time_point end = std::min(m_deadline, Clock::now() + milliseconds(timeoutMs));
-  pollfd events[] = {{descriptor, POLLIN, 0}, {m_peer, POLLRDHUP, 0}};  // poll passes over -1
+  pollfd events[] = {{descriptor, POLLIN, 0}, {m_peer, POLLRDHUP, 0}};  // poll(2) ignores -1
   int ready = 0;
   do {
     ready = poll(events, std::size(events), MillisecondsUntil(end));

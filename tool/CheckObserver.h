@@ -1,5 +1,5 @@
-// CheckObserver is told of each step of a check while it is made. A nested check, of an include or
-// a redirect, tells the same observer, between the beginning and the end of its term:
+// CheckObserver is told of each step of a check while it runs. The nested check of an include or a
+// redirect calls the same observer, between the beginning and the end of its term:
 //
 //   OnCheck                   for each check, nested or not
 //     OnLookUp                unless the record was given
@@ -9,8 +9,8 @@
 //     OnTermDone
 //   OnCheckDone
 //
-// A check that an exception ends calls nothing more. The calls come from the thread that makes the
-// check; what they throw leaves the check.
+// Calls come from the thread of the check, and their exceptions leave the check. After an exception
+// there are no more calls.
 
 #pragma once
 
@@ -43,7 +43,7 @@ class FWK_EXPORT CheckObserver {
   // The evaluation of a term begins; `term` is without blanks around it.
   virtual void OnTerm(const std::string& term) = 0;
 
-  // It is over; `matched` says whether the term matched.
+  // The evaluation of the term is over; `matched` says whether the term matched.
   virtual void OnTermDone(bool matched) = 0;
 
   // The check is over; `passed` says whether a term matched.

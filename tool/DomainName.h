@@ -1,6 +1,6 @@
-// Whether a text can be asked for in DNS as it is written.
+// Tells whether a text can be looked up in DNS exactly as it is written.
 //
-// Any thread may call; nothing blocks.
+// Thread-safe; nothing blocks.
 
 #pragma once
 

@@ -1,6 +1,4 @@
-// LookUp is one question to the name server and what came of it.
-//
-// A value type: each thread uses objects of its own.
+// LookUp is one question to the name server, and its outcome. A value type.
 
 #pragma once
 
@@ -12,20 +10,20 @@ struct LookUp {
   // The type of the records that were asked for.
   enum class Type { kA, kTXT };
 
-  // What came of it.
+  // What became of the question.
   enum class Outcome {
-    kAnswered,   // in full; that the domain does not exist is an answer, too
-    kErrorCode,  // the reply has an error code, which is in `errorCode`
-    kTruncated,  // the reply says that it is cut, fills the whole buffer, or ends early
+    kAnswered,   // it was answered in full, perhaps by saying that the domain does not exist
+    kErrorCode,  // the reply has an error code, see `errorCode`
+    kTruncated,  // the reply is marked as truncated, fills the whole buffer, or ends early
     kAlias,      // the reply has an alias (CNAME or DNAME), which is not followed
-    kMisread,    // the reply says something other than what the check took from it
-    kNoAnswer,   // nothing came, or no reply to this question, or a referral to other servers
+    kMisread,    // the check has read something else than the reply says
+    kNoAnswer,   // there was no reply to this question, or only a referral to other servers
   };
 
-  std::string domain;                    // the name that was asked about
-  Type type = Type::kA;                  // what was asked for
-  Outcome outcome = Outcome::kNoAnswer;  // what came of it
-  std::uint8_t errorCode = 0;            // RCODE of RFC 1035, section 4.1.1
-  std::vector<std::string> addresses;    // of type A: dotted quads as the check took them
-  std::vector<std::string> policies;     // of type TXT: the published texts that are SPF records
+  std::string domain;                    // the name that was asked for
+  Type type = Type::kA;                  // the type that was asked for
+  Outcome outcome = Outcome::kNoAnswer;  // what became of the question
+  std::uint8_t errorCode = 0;            // the RCODE (RFC 1035, section 4.1.1)
+  std::vector<std::string> addresses;    // for kA: the dotted quads that the check has read
+  std::vector<std::string> policies;     // for kTXT: the published texts that are SPF records
 };

@@ -1,6 +1,6 @@
-// Text from strangers, made fit for a line of output.
+// Makes text from an untrusted source fit for a line of output.
 //
-// Any thread may call; nothing blocks.
+// Thread-safe; nothing blocks.
 
 #pragma once
 
@@ -10,6 +10,6 @@
 
 #include "framework/core/Export.h"
 
-// Returns `text` with each byte that is not printable ASCII as \ooo, its octal number. A backslash
-// stays as it is. Of a text that makes more than `limit` characters the rest is "...".
+// Returns `text` with each byte that is not printable ASCII replaced by its octal number, \ooo. A
+// backslash stays unchanged. Replaces everything after the first `limit` characters by "...".
 FWK_EXPORT std::string ToPrintable(std::string_view text, std::size_t limit);

@@ -1,4 +1,4 @@
-// The record report: what DNS holds for a domain, for people to read.
+// The record report, which shows people what DNS has for a domain.
 //
 // Internal to the tool.
 
@@ -8,10 +8,10 @@
 
 #include "framework/core/Export.h"
 
-// Prints the domain and its A, MX, NS and TXT records on standard output, one section each, in
-// the order of the name server's replies. A section whose look-up finds nothing or fails is its
-// header alone; the MX section always is, as MX records are not asked for.
+// Prints `domain` and sections with its A, MX, NS and TXT records on standard output, in the order
+// of the name server's replies. A section whose look-up finds nothing or fails is only a header; so
+// is always the MX section, because MX records are not asked for.
 //
-// Each header is on its way before its look-up starts. Blocks for at most 10 s for each of the
-// three look-ups; main thread only. Throws what DNSSocket's look-ups throw.
+// A header is flushed before its look-up starts. Blocks at most 10 s for each of the three
+// look-ups. Must run on the main thread. Throws what DNSSocket's look-ups throw.
 FWK_EXPORT void PrintRecordReport(const std::string& domain);

@@ -23,7 +23,7 @@ constexpr std::uint16_t kTypeDNAME = 39;
 constexpr std::uint16_t kAddressLength = 4;
 constexpr std::uint8_t kFirstPointerByte = 192;
 
-// The resource records of a reply, one after the other.
+// Reads the resource records of a reply one by one.
 class Records {
  public:
   Records(const MessageReader& reply, std::uint32_t at) : m_reply(reply), m_at(at) {}
@@ -88,8 +88,8 @@ bool IsSameQuestion(std::span<const unsigned char> reply, const std::vector<unsi
                     [](unsigned char a, unsigned char b) { return tolower(a) == tolower(b); });
 }
 
-// Returns whether a reply without answers only refers to other servers: its own neither is
-// authoritative nor asks them, and does not say that the name does not exist.
+// Returns whether a reply without answers only refers to other servers: the server is not
+// authoritative, does not ask others, and does not say that the name does not exist.
 bool IsReferral(const MessageReader& reply) {
   return (reply.ReadByte(2) & kAuthoritative) == 0 && (reply.ReadByte(3) & kRecursive) == 0 &&
          (reply.ReadByte(3) & kErrorCode) != kNameError;

@@ -15,7 +15,7 @@ constexpr std::int32_t kMaxDepth = 10;
 
 }  // namespace
 
-// A kind of term: how it begins, and what evaluates it. Without a handler it never matches.
+// A kind of term: how it begins, and the handler that evaluates it. Without one it never matches.
 struct SPFCheck::TermKind {
   std::string_view prefix;
   TermHandler handler;
@@ -57,7 +57,7 @@ bool SPFCheck::getResult() const {
   return m_result;
 }
 
-// Tells the observer of a step, if there is one.
+// Tells the observer, if there is one, of a step.
 template <typename... Types, typename... Values>
 void SPFCheck::tell(void (CheckObserver::*step)(Types...), const Values&... values) const {
   if (m_budget != nullptr) {
@@ -87,7 +87,7 @@ void SPFCheck::evaluate(const std::string& ip, std::string_view spfRecord) {
 }
 
 bool SPFCheck::process(const std::string& term, const std::string& ip) {
-  // The first that fits decides.
+  // The first row that fits decides.
   static constexpr TermKind kKinds[] = {
       {"v=spf", nullptr},
       {"a", &SPFCheck::processA},

@@ -1,4 +1,4 @@
-// The handlers of an SPF record's terms (RFC 7208, sections 5 and 6, as far as SPFCheck.h says).
+// Evaluates the terms of an SPF record (RFC 7208, sections 5 and 6, but see SPFCheck.h).
 
 #include <string>
 #include <vector>
@@ -10,8 +10,8 @@
 
 namespace {
 
-// What stands in front of a term's value. It is skipped by count: a term written with "+" keeps
-// the separator in its value, and one shorter than this throws std::out_of_range.
+// The lengths of what precedes the value of a term. A term with a "+" therefore keeps the separator
+// in its value, and a shorter term throws std::out_of_range.
 constexpr std::size_t kIp4Length = 4;       // "ip4:"
 constexpr std::size_t kIncludeLength = 8;   // "include:"
 constexpr std::size_t kRedirectLength = 9;  // "redirect="
@@ -23,7 +23,7 @@ std::string SPFCheck::getDomain(const std::string& term) {
   if (colon == std::string::npos) {
     return "";
   }
-  // A "/" in front of the ":" makes the count wrap, which takes all the rest.
+  // If the "/" is before the ":", the count wraps, which takes all of the rest.
   const std::size_t slash = term.find('/');
   return term.substr(colon + 1, slash == std::string::npos ? slash : slash - colon - 1);
 }
@@ -94,7 +94,7 @@ bool SPFCheck::processREDIRECT(const std::string& term, const std::string& ip) {
   return processNested(term.substr(kRedirectLength), ip, "processREDIRECT");
 }
 
-// The check of target, one level deeper. name: the handler's, for the log.
+// Checks `target` one level deeper. `name` is that of the handler, for the log.
 bool SPFCheck::processNested(const std::string& target, const std::string& ip, const char* name) {
   if (target.empty()) {
     return false;

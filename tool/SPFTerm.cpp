@@ -43,8 +43,8 @@ bool IsTopLabel(std::string_view text) {
          !std::ranges::all_of(text, isDigit) && !text.starts_with('-') && !text.ends_with('-');
 }
 
-// Returns whether `text` is a domain as RFC 7208, section 7.1, writes it; with a macro in it nobody
-// can say.
+// Returns whether `text` is a domain according to RFC 7208, section 7.1, or has a macro and might
+// be one.
 bool IsDomainSpec(std::string_view text) {
   if (HasMacro(text)) {
     return true;
@@ -68,7 +68,7 @@ bool IsAddress(int family, std::string_view text) {
   return inet_pton(family, std::string(text).c_str(), &address) == 1;
 }
 
-// Cuts `text` at the first `mark`. Returns what follows the mark; empty without one.
+// Cuts `text` at the first `mark`. Returns the text after the mark, or an empty one without a mark.
 std::string_view CutAt(std::string_view& text, std::string_view mark) {
   const std::size_t at = text.find(mark);
   if (at == std::string_view::npos) {
@@ -149,7 +149,7 @@ void SPFTerm::ParseMechanism(const std::string& text) {
   m_isEvaluated = isWritten && isKnown;
 }
 
-// Reads what follows the mechanism's name, ":" or "/" included.
+// Reads the rest of a mechanism after its name, beginning with ":" or "/".
 bool SPFTerm::ParseValue(std::string_view value) {
   switch (m_kind) {
     case Kind::kAll:
@@ -178,7 +178,8 @@ bool SPFTerm::ParseValue(std::string_view value) {
   }
 }
 
-// Reads ":" and a domain, "/" and a prefix length, "//" and one of IPv6, each if it is there.
+// Reads ":" and a domain, "/" and a prefix length, "//" and a prefix length for IPv6; each may be
+// missing.
 bool SPFTerm::ParseTarget(std::string_view value, bool isRequired, bool hasPrefix) {
   if (hasPrefix) {
     const bool hasSixth = value.find("//") != std::string_view::npos;

@@ -1,6 +1,5 @@
-// SPFTerm is one term of an SPF record as RFC 7208 reads it, section 4.6.1. The check itself
-// (SPFCheck) understands fewer terms; beside it this class tells whether a term that the check
-// passed over could have matched.
+// SPFTerm is one term of an SPF record according to RFC 7208, section 4.6.1. SPFCheck evaluates
+// fewer terms; this class tells whether a term that it passed over could have matched.
 //
 // A value type; nothing blocks.
 
@@ -14,7 +13,7 @@
 
 #include "framework/core/Export.h"
 
-// Returns whether a text is an SPF record: "v=spf1" in any case, alone or before a blank.
+// Returns whether `text` is an SPF record: "v=spf1" in any case, alone or followed by a blank.
 FWK_EXPORT bool IsSPFRecord(std::string_view text);
 
 // Returns the terms of `record`, the version first, without the blanks between them.
@@ -22,7 +21,7 @@ FWK_EXPORT std::vector<std::string> SplitSPFRecord(std::string_view record);
 
 class FWK_EXPORT SPFTerm {
  public:
-  // What a term is.
+  // The kind of a term.
   enum class Kind {
     kVersion,
     kAll,
@@ -35,35 +34,34 @@ class FWK_EXPORT SPFTerm {
     kInclude,
     kRedirect,
     kExplanation,  // exp
-    kModifier,     // any other
+    kModifier,     // any other modifier
     kMalformed,    // an unknown mechanism, or a term whose value is wrong
   };
 
-  // `text`: the term, without blanks around it.
+  // Parses `text`, which has no blanks around it.
   explicit SPFTerm(const std::string& text);
 
-  // Returns what the term is.
+  // Returns the kind of the term.
   Kind GetKind() const { return m_kind; }
 
-  // Returns '+', also where the term does not say it, '-', '~' or '?'.
+  // Returns '+', '-', '~' or '?'; '+' if the term has no qualifier.
   char GetQualifier() const { return m_qualifier; }
 
-  // Returns whether SPFCheck looks at what the term says. It does so for a, ip4, include and
-  // redirect in lower case, without a macro and without a qualifier; a may have "+".
+  // Returns whether SPFCheck evaluates the term. It evaluates a, ip4, include and redirect if they
+  // are in lower case and have no macro and no qualifier; a may have "+".
   bool IsEvaluated() const { return m_isEvaluated; }
 
-  // Returns whether the term counts among the ten that RFC 7208, section 4.6.4, allows.
+  // Returns whether the term counts towards the ten look-ups of RFC 7208, section 4.6.4.
   bool CostsLookUp() const;
 
-  // Returns whether a term that SPFCheck did not match would match the client, or nobody can say,
-  // if it were read as RFC 7208 says. `addresses`: what the look-up of an a term gave.
+  // Returns whether a term that did not match in SPFCheck matches `client` according to RFC 7208,
+  // or might match. `addresses` are the result of the look-up of an a term.
   bool CouldMatch(in_addr_t client, const std::vector<std::string>& addresses) const;
 
-  // Returns whether the range of an ip4 term, its host bits masked, has the client.
+  // Returns whether the range of an ip4 term, with its host bits masked, contains `client`.
   bool Covers(in_addr_t client) const;
 
-  // Returns whether the range that begins with `address`, with the prefix length of an a term, has
-  // the client, the host bits of both masked.
+  // Returns whether `client` has the same network as `address`, by the prefix length of an a term.
   bool Covers(const std::string& address, in_addr_t client) const;
 
  private:

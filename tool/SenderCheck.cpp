@@ -109,7 +109,7 @@ void SenderCheck::Evaluate(const std::string& address, const std::string& record
     SetNoVerdict(e.GetMessage());
   } catch (const SocketException& e) {
     SetNoVerdict("no socket for a look-up: " + ToPrintable(e.GetMessage(), kLongestError));
-  } catch (const std::logic_error&) {  // of a term that cannot be taken apart
+  } catch (const std::logic_error&) {  // a term cannot be parsed
     SetNoVerdict(tally.ExplainFailure());
   } catch (const std::bad_alloc&) {
     throw;

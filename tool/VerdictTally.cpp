@@ -18,7 +18,7 @@ std::string CannotBeRead(const std::string& domain) {
   return "the record of " + Domain(domain) + " cannot be read as it is published";
 }
 
-// Returns what is missing of a look-up; empty where it was answered in full.
+// Returns what a look-up lacks; empty if it was answered in full.
 std::string DescribeMissing(const LookUp& lookUp) {
   const std::string question =
       (lookUp.type == LookUp::Type::kA ? "A " : "TXT ") + Domain(lookUp.domain);
@@ -34,7 +34,7 @@ std::string DescribeMissing(const LookUp& lookUp) {
   }
 }
 
-// Returns why a look-up does not say what there is; empty where it does.
+// Returns why the result of a look-up cannot be relied on; empty if it can.
 std::string DescribeProblem(const LookUp& lookUp) {
   switch (lookUp.outcome) {
     case Outcome::kAnswered:
@@ -120,7 +120,7 @@ void VerdictTally::TakeRecordLookUp(const LookUp& lookUp) {
 void VerdictTally::TakeAddressLookUp(const LookUp& lookUp) {
   Level& level = m_levels.back();
   level.addresses = lookUp.addresses;
-  // What a truncated answer has is the domain's.
+  // The records in a truncated answer do belong to the domain.
   level.problem = lookUp.outcome == Outcome::kTruncated ? "" : DescribeProblem(lookUp);
 }
 
@@ -155,7 +155,7 @@ void VerdictTally::OnTerm(const std::string& term) {
   }
 }
 
-// Objects where the term is not the one that is published at its place.
+// Objects if another term is published at the place of this one.
 void VerdictTally::CompareWithPublished() {
   Level& level = m_levels.back();
   const std::size_t place = level.reached++;
@@ -164,7 +164,7 @@ void VerdictTally::CompareWithPublished() {
   }
 }
 
-// Objects where the term is a modifier that may come once (RFC 7208, section 6) and came before.
+// Objects if the term is a modifier that may come only once (RFC 7208, section 6) and came before.
 void VerdictTally::NoteModifier() {
   Level& level = m_levels.back();
   const Kind kind = level.term->GetKind();
@@ -197,7 +197,7 @@ void VerdictTally::TakeMatch() {
   SetOnce(m_shadow, level.shadow);
 }
 
-// Judges a term that did not match.
+// Notes what a term that did not match means for the verdict.
 void VerdictTally::PassOver() {
   Level& level = m_levels.back();
   const SPFTerm& term = *level.term;
@@ -230,7 +230,7 @@ void VerdictTally::OnCheckDone(bool passed) {
   }
 }
 
-// Notes that neither a match of this term or a later one nor that none matches may count.
+// Notes a reason why any verdict from this term on may be wrong.
 void VerdictTally::Object(const std::string& reason) {
   AddShadow(reason);
   AddDoubt(reason);

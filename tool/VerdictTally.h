@@ -1,7 +1,7 @@
-// VerdictTally watches a check and gathers what its verdict is worth: which term matched, what
-// stands in the way of believing that, and what stands in the way of believing that none did.
+// VerdictTally observes a check and gathers how far its verdict can be trusted: which term matched,
+// why that may be wrong, and why it may be wrong that no term matched.
 //
-// Internal to SenderCheck. One thread at a time.
+// Internal to SenderCheck. One thread at a time may use an object.
 
 #pragma once
 
@@ -18,19 +18,19 @@
 
 class VerdictTally : public CheckObserver {
  public:
-  // `client`: the address that is checked. `next`, if it is not null, is told everything, too.
+  // Observes the check of `client`. `next`, if not null, is told of each step too.
   VerdictTally(in_addr_t client, CheckObserver* next);
 
-  // Return reasons in words; each is empty where there is none.
+  // Return descriptions; each is empty if there is nothing to describe.
   const std::string& GetMatch() const { return m_match; }      // the term that matched
-  const std::string& GetShadow() const { return m_shadow; }    // why that may not count
-  const std::string& GetDoubt() const { return m_doubt; }      // why "none matched" may not count
+  const std::string& GetShadow() const { return m_shadow; }    // why the match may be wrong
+  const std::string& GetDoubt() const { return m_doubt; }      // why "none matched" may be wrong
   const std::string& GetMissing() const { return m_missing; }  // a look-up without a full answer
 
   // Returns whether the domain itself has a record.
   bool HasRecord() const { return m_hasRecord; }
 
-  // Returns why the term that is being evaluated ended the check by an exception.
+  // Returns why the current term ended the check by an exception.
   std::string ExplainFailure() const;
 
   void OnCheck(const std::string& domain) override;
@@ -42,20 +42,20 @@ class VerdictTally : public CheckObserver {
   void OnCheckDone(bool passed) override;
 
  private:
-  // A check that is under way.
+  // A check that is running.
   struct Level {
     std::string domain;
     bool isIncluded = false;             // by an include: only whether it passes matters
-    bool isClosed = false;               // after an `all`: RFC 7208 ignores further terms
+    bool isClosed = false;               // after an `all`: RFC 7208 ignores later terms
     bool isGiven = true;                 // the record was not looked up
     std::vector<std::string> published;  // the terms of the record as it is published or given
     std::size_t reached = 0;             // how many terms of the record were evaluated
-    std::set<SPFTerm::Kind> modifiers;   // of those that may come once, which came
-    std::string text;                    // of the term that is being evaluated
-    std::optional<SPFTerm> term;         // the same
-    std::vector<std::string> addresses;  // that its look-up gave
-    std::string problem;                 // why these may not be the term's
-    std::string shadow;                  // why a match of a later term may not count
+    std::set<SPFTerm::Kind> modifiers;   // which modifiers that may come only once have come
+    std::string text;                    // the current term
+    std::optional<SPFTerm> term;         // the current term, parsed
+    std::vector<std::string> addresses;  // the result of its look-up
+    std::string problem;                 // why these addresses may be wrong
+    std::string shadow;                  // why a match of a later term may be wrong
   };
 
   void TakeRecordLookUp(const LookUp& lookUp);

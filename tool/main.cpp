@@ -1,9 +1,9 @@
-// spfcheck: tells whether a host may send mail for a domain, or what DNS holds for it.
+// spfcheck: prints whether a host may send mail for a domain, or the DNS records of the domain.
 //
-// With a client address it prints the verdict, otherwise the record report. Every log line goes to
-// standard output, too, and into log.txtcurrent.log in the working directory. The exit status is 1
-// for the usage text and 0 otherwise: the verdict is in the output alone. Exceptions are not
-// caught: they end the process without a verdict.
+// With a client address it prints the verdict, otherwise the record report. Log lines go to
+// standard output too, and to log.txtcurrent.log in the working directory. The exit status is 1 for
+// the usage text and 0 otherwise; only the output has the verdict. An exception ends the process
+// without a verdict.
 
 #include <cstdio>
 #include <string>
@@ -21,7 +21,7 @@ struct Arguments {
   std::string spfRecord;
 };
 
-// With surplus arguments none counts.
+// Returns no arguments if there are too many.
 Arguments ReadArguments(int count, const char* const values[]) {
   Arguments arguments;
   std::string* const fields[] = {&arguments.domain, &arguments.ip, &arguments.smtpFrom,
