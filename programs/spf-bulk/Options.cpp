@@ -1,22 +1,15 @@
 #include "programs/spf-bulk/Options.h"
 
-#include <arpa/inet.h>
 #include <getopt.h>
 
 #include <algorithm>
-#include <charconv>
 #include <stdexcept>
-#include <string_view>
-#include <system_error>
 
-#include "tool/Printable.h"
+#include "tool/CommandLine.h"
 
 namespace {
 
-constexpr std::size_t kLongestQuote = 80;       // characters of an argument in a message
-constexpr double kShortestTime = 0.001;         // seconds
-constexpr double kLongestTime = 24 * 60 * 60.;  // seconds
-constexpr double kLeastRate = 0.001;            // checks a second
+constexpr double kLeastRate = 0.001;  // checks a second
 constexpr double kMostRate = 1e6;
 
 // ":": messages of the program's own.
@@ -38,28 +31,17 @@ constexpr option kLongOptions[] = {{"jobs", required_argument, nullptr, 'j'},
                                    {"version", no_argument, nullptr, 'V'},
                                    {nullptr, 0, nullptr, 0}};
 
-std::string Quote(std::string_view text) {
-  return ToPrintable(text, kLongestQuote);
-}
-
-// Returns the number that `text` is; -1 where it is none.
-double ReadNumber(const std::string& text) {
-  double number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number, std::chars_format::fixed);
-  return error == std::errc() && rest == end ? number : -1;
-}
-
 // Returns what is wrong with an option that getopt_long did not take. `word`: the argument before
 // the next one to be read.
 std::string DescribeFault(int fault, const std::string& word) {
   if (fault == ':') {
-    return "a value is missing after " + Quote(word);
+    return "a value is missing after " + QuoteArgument(word);
   }
   if (optopt > ' ' && optopt <= '~') {
     return std::string("no such option: -") + static_cast<char>(optopt);
   }
-  return (optopt >= kOutput ? "an option that takes no value: " : "no such option: ") + Quote(word);
+  return (optopt >= kOutput ? "an option that takes no value: " : "no such option: ") +
+         QuoteArgument(word);
 }
 
 }  // namespace
@@ -90,11 +72,13 @@ void Options::TakeOption(int option, const char* word) {
       m_errors = optarg;
       break;
     case kTimeLimit:
-      return TakeTimeLimit(optarg);
+      m_timeLimit = ReadTimeLimit(optarg);
+      break;
     case kRate:
       return TakeRate(optarg);
     case kServer:
-      return TakeServer(optarg);
+      m_server = ReadServer(optarg);
+      break;
     case kProgress:
     case kNoProgress:
       m_progress = option == kProgress;
@@ -115,45 +99,27 @@ void Options::TakeJobs(const std::string& value) {
   if (jobs > kMostJobs) {
     throw std::invalid_argument(
         "at most 900 checks at once, as the descriptor of a look-up must be below 1024: " +
-        Quote(value));
+        QuoteArgument(value));
   }
   if (jobs < 1 || value.find_first_not_of("0123456789") != std::string::npos) {
-    throw std::invalid_argument("the number of checks at once is 1 to 900: " + Quote(value));
+    throw std::invalid_argument("the number of checks at once is 1 to 900: " +
+                                QuoteArgument(value));
   }
   m_jobs = static_cast<unsigned>(jobs);
-}
-
-void Options::TakeTimeLimit(const std::string& value) {
-  const double seconds = ReadNumber(value);
-  if (!(seconds >= kShortestTime && seconds <= kLongestTime)) {
-    throw std::invalid_argument("the time limit is a number of seconds, 0.001 to 86400: " +
-                                Quote(value));
-  }
-  m_timeLimit =
-      std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
 }
 
 void Options::TakeRate(const std::string& value) {
   const double rate = ReadNumber(value);
   if (!(rate >= kLeastRate && rate <= kMostRate)) {
     throw std::invalid_argument("the rate is a number of checks a second, 0.001 to 1000000: " +
-                                Quote(value));
+                                QuoteArgument(value));
   }
   m_interval = std::chrono::ceil<std::chrono::nanoseconds>(std::chrono::duration<double>(1 / rate));
 }
 
-void Options::TakeServer(const std::string& value) {
-  in_addr address{};
-  if (inet_pton(AF_INET, value.c_str(), &address) != 1 || address.s_addr == INADDR_ANY) {
-    throw std::invalid_argument("the name server is an IPv4 address other than 0.0.0.0: " +
-                                Quote(value));
-  }
-  m_server = value;
-}
-
 void Options::TakeArguments(const std::vector<std::string>& arguments) {
   if (arguments.size() > 1) {
-    throw std::invalid_argument("one file at most: " + Quote(arguments[1]));
+    throw std::invalid_argument("one file at most: " + QuoteArgument(arguments[1]));
   }
   if (!arguments.empty() && arguments[0] != "-") {
     m_input = arguments[0];

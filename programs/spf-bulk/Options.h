@@ -49,9 +49,7 @@ class Options {
  private:
   void TakeOption(int option, const char* word);
   void TakeJobs(const std::string& value);
-  void TakeTimeLimit(const std::string& value);
   void TakeRate(const std::string& value);
-  void TakeServer(const std::string& value);
   void TakeArguments(const std::vector<std::string>& arguments);
 
   Action m_action = Action::kRun;

@@ -3,7 +3,6 @@
 // spf-bulk(1) says how it is used. Exit status: 0 when each line has passed or failed, 1 when some
 // are malformed or have the verdict "error", 2 for wrong use and for a run that is not complete.
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -21,13 +20,11 @@
 #include "framework/logging/Logger.h"
 #include "programs/spf-bulk/BulkRun.h"
 #include "programs/spf-bulk/Options.h"
-#include "tool/Printable.h"
+#include "tool/CommandLine.h"
 
 namespace {
 
 enum Status { kVerdicts = 0, kErrors = 1, kIncomplete = 2 };
-
-constexpr std::size_t kLongestServer = 80;  // characters in a message
 
 constexpr char kHelp[] =
     "Usage: spf-bulk [OPTION]... [FILE]\n"
@@ -55,10 +52,8 @@ constexpr char kHelp[] =
 void FindServer(const std::string& server) {
   dns_servers = server;
   const DNSSocket first("");
-  const in_addr_t address = inet_addr(dns_servers.c_str());
-  if (address == INADDR_ANY || address == INADDR_NONE) {
-    throw StdException("/etc/resolv.conf names no server with an IPv4 address, but " +
-                       ToPrintable(dns_servers, kLongestServer) + ": name one by --server");
+  if (!HasServer()) {
+    throw StdException(DescribeMissingServer());
   }
 }
 

@@ -37,11 +37,10 @@ class Options {
   const std::string& GetSender() const { return m_sender; }
 
  private:
+  void Read(int count, char* arguments[]);
   void TakeOption(int option, const char* word);
-  void TakeTimeLimit(const std::string& value);
-  void TakeServer(const std::string& value);
   void TakeArguments(const std::vector<std::string>& arguments);
-  [[noreturn]] void Refuse(const std::string& fault) const;
+  std::string AdviseOnQuotes() const;
 
   Action m_action = Action::kCheck;
   std::chrono::milliseconds m_timeLimit{20000};

@@ -3,18 +3,11 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <string_view>
 
-#include "tool/Printable.h"
+#include "tool/CommandLine.h"
 #include "tool/SenderCheck.h"
 
 namespace {
-
-constexpr std::size_t kLongestQuote = 80;  // characters of an argument in the text
-
-std::string Quote(std::string_view text) {
-  return ToPrintable(text, kLongestQuote);
-}
 
 bool IsSixthVersion(const std::string& text) {
   in6_addr address{};
@@ -68,7 +61,7 @@ std::string AdviseOnAddress(const std::string& address, const std::string& sende
     return "the first argument is the address of the host that sends, as 192.0.2.7";
   }
   if (!SenderCheck::DomainOf(address).empty()) {
-    return "it is a host name: write the host's address, as `spfcheck " + Quote(address) +
+    return "it is a host name: write the host's address, as `spfcheck " + QuoteArgument(address) +
            "` shows it";
   }
   return "an IPv4 address, as 192.0.2.7, is wanted";
@@ -83,7 +76,7 @@ std::string AdviseOnSender(const std::string& sender) {
     return "it is empty; for a bounce write the name that the host gave in EHLO";
   }
   if (open != std::string::npos && open < close && sender.size() > close - open + 1) {
-    return "write the address alone: " + Quote(sender.substr(open, close - open + 1));
+    return "write the address alone: " + QuoteArgument(sender.substr(open, close - open + 1));
   }
   if (sender.ends_with("]") || sender.ends_with("]>")) {
     return "an address in brackets has no record";
@@ -123,7 +116,7 @@ std::string AdviseOnCount(const std::vector<std::string>& arguments) {
   const auto option = std::find_if(arguments.begin() + 2, arguments.end(),
                                    [](const std::string& word) { return word.starts_with('-'); });
   if (option != arguments.end()) {
-    return "options come before the address: " + Quote(*option);
+    return "options come before the address: " + QuoteArgument(*option);
   }
-  return "too many arguments: " + Quote(arguments[2]);
+  return "too many arguments: " + QuoteArgument(arguments[2]);
 }

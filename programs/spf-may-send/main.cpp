@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -22,7 +21,7 @@
 #include "programs/spf-may-send/Options.h"
 #include "programs/spf-may-send/RecordTree.h"
 #include "programs/spf-may-send/Slip.h"
-#include "tool/Printable.h"
+#include "tool/CommandLine.h"
 #include "tool/SenderCheck.h"
 
 using Verdict = SenderCheck::Verdict;
@@ -33,8 +32,6 @@ enum Status { kPassed = 0, kFailed = 1, kWrongUse = 2, kNone = 3, kNoVerdict = 4
 
 // A record that keeps to RFC 7208 needs at most 11. More show how far a record exceeds that.
 constexpr std::uint32_t kLookUps = 20;
-
-constexpr std::size_t kLongestServer = 80;  // characters in a reason
 
 constexpr char kHelp[] =
     "Usage: spf-may-send [OPTION]... ADDRESS SENDER|DOMAIN\n"
@@ -79,18 +76,9 @@ int Print(const std::string& text, Status status) {
   return status;
 }
 
-// Returns whether look-ups can be sent to the name server, whose text they read by inet_addr.
-bool HasServer() {
-  const in_addr_t address = inet_addr(dns_servers.c_str());
-  return address != INADDR_ANY && address != INADDR_NONE;
-}
-
 // Returns which name server was asked, and what to do if there is none.
 std::string DescribeServer() {
-  const std::string server = ToPrintable(dns_servers, kLongestServer);
-  return HasServer() ? "the name server is " + server
-                     : "/etc/resolv.conf names no server with an IPv4 address, but " + server +
-                           ": name one by --server";
+  return HasServer() ? "the name server is " + QuoteArgument(dns_servers) : DescribeMissingServer();
 }
 
 // Returns the reason of a verdict, with what to do about it.
