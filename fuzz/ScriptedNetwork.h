@@ -7,7 +7,7 @@
 #include <functional>
 #include <vector>
 
-using Bytes = std::vector<unsigned char>;
+#include "tests/support/Bytes.h"
 
 class ScriptedNetwork {
  public:

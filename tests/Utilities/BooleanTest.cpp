@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -14,6 +13,8 @@
 
 #include "framework/Utilities/Boolean.h"
 #include "framework/core/Exceptions.h"
+#include "tests/support/FailureText.h"
+#include "tests/support/RealFunction.h"
 
 namespace {
 
@@ -30,8 +31,7 @@ thread_local int destructionFailure = 0;
 }  // namespace
 
 extern "C" int pthread_rwlock_unlock(pthread_rwlock_t* lock) noexcept {
-  static const auto real =
-      reinterpret_cast<decltype(&pthread_rwlock_unlock)>(dlsym(RTLD_NEXT, "pthread_rwlock_unlock"));
+  static const auto real = RealFunction(&pthread_rwlock_unlock, "pthread_rwlock_unlock");
   if (stopBeforeUnlock != nullptr) {
     stopBeforeUnlock->reached.set_value();
     stopBeforeUnlock->mayGoOn.get_future().wait();
@@ -42,8 +42,7 @@ extern "C" int pthread_rwlock_unlock(pthread_rwlock_t* lock) noexcept {
 }
 
 extern "C" int pthread_rwlock_destroy(pthread_rwlock_t* lock) noexcept {
-  static const auto real = reinterpret_cast<decltype(&pthread_rwlock_destroy)>(
-      dlsym(RTLD_NEXT, "pthread_rwlock_destroy"));
+  static const auto real = RealFunction(&pthread_rwlock_destroy, "pthread_rwlock_destroy");
   const int result = real(lock);
   return destructionFailure != 0 ? destructionFailure : result;
 }
@@ -90,15 +89,6 @@ class Holder {
   std::future<void> m_access;
 };
 
-std::string FailureText(const std::function<void()>& access) {
-  try {
-    access();
-  } catch (const StdSystemException& failure) {
-    return failure.what();
-  }
-  return "nothing was thrown";
-}
-
 TEST(BooleanTest, ItIsNeitherCopiedNorMovedAndIsDestroyedThroughItsBase) {
   using Flag = fwk::Boolean;
   EXPECT_FALSE(std::is_copy_constructible_v<Flag> || std::is_move_constructible_v<Flag>);
@@ -129,7 +119,7 @@ TEST(BooleanTest, ObjectsAreIndependent) {
   EXPECT_FALSE(second);
 }
 
-TEST(BooleanTest, AReaderHoldsUpNoOtherReader) {
+TEST(BooleanTest, AReaderDoesNotBlockOtherReaders) {
   const fwk::Boolean flag;
   Holder reader([&] { EXPECT_FALSE(flag); });
   const auto other = Start([&] { EXPECT_FALSE(flag); });
@@ -178,8 +168,9 @@ TEST(BooleanTest, TheLockIsReleasedAfterEveryAccess) {
 TEST(BooleanTest, AFailureOfTheLockIsThrown) {
   fwk::Boolean flag;
   unlockFailure = EPERM;
-  const std::string reading = FailureText([&] { static_cast<void>(static_cast<bool>(flag)); });
-  const std::string setting = FailureText([&] { flag = true; });
+  const std::string reading =
+      FailureText<StdSystemException>([&] { static_cast<void>(static_cast<bool>(flag)); });
+  const std::string setting = FailureText<StdSystemException>([&] { flag = true; });
   unlockFailure = 0;
   EXPECT_EQ(reading, "pthread_rwlock_unlock returned 1");
   EXPECT_EQ(setting, "pthread_rwlock_unlock returned 1");
@@ -187,7 +178,7 @@ TEST(BooleanTest, AFailureOfTheLockIsThrown) {
 
 TEST(BooleanTest, AFailureToDestroyTheLockIsThrownOutOfTheDestructor) {
   destructionFailure = EBUSY;
-  const std::string text = FailureText([] { const fwk::Boolean flag; });
+  const std::string text = FailureText<StdSystemException>([] { const fwk::Boolean flag; });
   destructionFailure = 0;
   EXPECT_EQ(text, "pthread_rwlock_destroy returned 16");
 }

@@ -367,7 +367,7 @@ TEST(DateTimeTest, ThePatternIsTheOneOfStrftime) {
   EXPECT_EQ(date.Format("no conversion, 100%%"), "no conversion, 100%");
 }
 
-TEST(DateTimeTest, TheFixedPatternsRenderAsTheyStand) {
+TEST(DateTimeTest, TheFixedPatternsRender) {
   const DateTime date(2024, 3, 1, 14, 5, 9);
   EXPECT_EQ(date.FormatRfc(), "Fri, 01 Mar 2024 14:05:09");
   EXPECT_EQ(date.FormatDate(), "2024-03-01");

@@ -58,7 +58,7 @@ TEST(RandomStringTest, ACharacterIsPickedByTheRemainderOfTheNextNumber) {
   EXPECT_EQ(text, expected);
 }
 
-TEST(RandomStringTest, BothFormsOfTheAlphabetBehaveAlike) {
+TEST(RandomStringTest, BothFormsOfTheAlphabetBehaveTheSame) {
   const RandomString seeding(1, "x");
   std::srand(4711);
   const std::string byString = RandomString(40, std::string("0123456789")).GetString();

@@ -261,7 +261,7 @@ TEST(StringToIntTest, ASignAndDigitsAreTakenAndOtherCharactersThrowOrEndTheNumbe
   }
 }
 
-TEST(StringToIntOrTest, TheDefaultStandsForATextThatIsNoNumber) {
+TEST(StringToIntOrTest, ATextThatIsNotANumberGivesTheDefault) {
   static_assert(std::is_same_v<decltype(StringToIntOr("", 0)), std::int32_t>);
   const struct {
     std::string text;
@@ -439,7 +439,7 @@ TEST(EncodeCharsTest, APieceAndItsReferenceAreCutAsFormattedTextsAre) {
               std::string(1048569, 'a') + "&#060;b");
 }
 
-TEST(EncodeUnsafeCharsTest, AllButTheAllowedCharactersBecomeReferences) {
+TEST(EncodeUnsafeCharsTest, AllCharactersExceptTheAllowedOnesBecomeReferences) {
   const std::string allowed =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789:;/&#.?=_-, ";
   int kept = 0;

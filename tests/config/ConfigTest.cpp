@@ -9,6 +9,7 @@
 #include "framework/config/Config.h"
 #include "framework/core/Exceptions.h"
 #include "tests/support/FailingFile.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/ScarceMemory.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -32,13 +33,8 @@ class ConfigTest : public testing::Test {
   }
 
   // The text of the failure to load path.
-  static std::string FailureText(const std::string& path) {
-    try {
-      Config::Load(path, "main");
-    } catch (const ConfigException& failure) {
-      return failure.what();
-    }
-    return "nothing was thrown";
+  static std::string FailureOf(const std::string& path) {
+    return FailureText<ConfigException>([&path] { Config::Load(path, "main"); });
   }
 
   TemporaryDirectory m_directory;
@@ -170,7 +166,7 @@ TEST_F(ConfigTest, ALineIsCutAt1024CharactersAndTheNextOneIsReadWhole) {
   }
 }
 
-TEST_F(ConfigTest, WhatWasCutOffALineIsNoLineOfItsOwn) {
+TEST_F(ConfigTest, TheRestOfALineThatWasCutIsNotALineOfItsOwn) {
   EXPECT_EQ(Load("#" + std::string(1023, 'x') + "key=value\n"), Entries());
   EXPECT_EQ(Load(std::string(1024, ' ') + "key=value\nnext=1\n"), (Entries{{"next", "1"}}));
   EXPECT_EQ(Load(std::string(1020, ' ') + "key=value\n"), (Entries{{"key", ""}}));
@@ -221,7 +217,7 @@ TEST_F(ConfigTest, AFileThatDoesNotExistLeavesAnEmptyStore) {
 
 TEST_F(ConfigTest, ADirectoryCannotBeReadAndEmptiesTheStore) {
   Load("old=1\n");
-  EXPECT_EQ(FailureText(m_directory.Path()), kUnreadable);
+  EXPECT_EQ(FailureOf(m_directory.Path()), kUnreadable);
   EXPECT_EQ(Config::m_config, Entries());
   EXPECT_EQ(Config::m_configFilename, m_directory.Path());
   EXPECT_EQ(Config::m_subsection, "main");
@@ -230,18 +226,18 @@ TEST_F(ConfigTest, ADirectoryCannotBeReadAndEmptiesTheStore) {
 TEST_F(ConfigTest, AFileThatExistsButCannotBeOpenedThrows) {
   std::filesystem::create_symlink("loop", m_directory.Path("loop"));
   Load("old=1\n");
-  EXPECT_EQ(FailureText(m_directory.Path("loop")), kUnreadable);
+  EXPECT_EQ(FailureOf(m_directory.Path("loop")), kUnreadable);
   EXPECT_EQ(Config::m_config, Entries());
 }
 
 TEST_F(ConfigTest, AReadThatFailsInTheMiddleOfALineThrowsAndStoresTheLinesBeforeItOnly) {
   const FailingFile file("first=1\nsecond=part");
-  EXPECT_EQ(FailureText(file.Path()), kUnreadable);
+  EXPECT_EQ(FailureOf(file.Path()), kUnreadable);
   EXPECT_EQ(Config::m_config, (Entries{{"first", "1"}}));
 }
 
 TEST_F(ConfigTest, AFileWhoseReadFailsThrows) {
-  EXPECT_EQ(FailureText("/proc/self/mem"), kUnreadable);
+  EXPECT_EQ(FailureOf("/proc/self/mem"), kUnreadable);
 }
 
 TEST_F(ConfigTest, AnyFailureBecomesAConfigExceptionAndTheEntriesBeforeItStay) {
@@ -251,7 +247,7 @@ TEST_F(ConfigTest, AnyFailureBecomesAConfigExceptionAndTheEntriesBeforeItStay) {
   std::string text;
   {
     const ScarceMemory scarce;
-    text = FailureText(path);
+    text = FailureOf(path);
   }
   EXPECT_EQ(text, kUnreadable);
   EXPECT_EQ(Config::m_config, (Entries{{"first", "1"}, {"second", "2"}}));

@@ -234,7 +234,7 @@ TEST_F(EnvironmentTest, WithoutAConfigurationFileItStartsWithTheDefaults) {
   EXPECT_EQ(Environment::GetLoadedVersion(), before + 1);
 }
 
-TEST_F(EnvironmentTest, AnUnreadableConfigurationFileThrowsAndIsNoLoad) {
+TEST_F(EnvironmentTest, AnUnreadableConfigurationFileThrowsAndDoesNotCountAsLoaded) {
   std::filesystem::create_directory("/etc/mytool.conf");
   Logger::Init("before", 4, false, false);
   const int before = Environment::GetLoadedVersion();
@@ -271,7 +271,7 @@ TEST_F(EnvironmentTest, EachConstructionRaisesTheLoadedVersionByOne) {
   EXPECT_EQ(Environment::GetLoadedVersion(), before + 5);
 }
 
-TEST_F(EnvironmentTest, TheConfigurationIsLoadedAnewEachTime) {
+TEST_F(EnvironmentTest, TheConfigurationIsLoadedAgainEachTime) {
   Configure("logging=/one/\nlog_level=1\nold=1\n");
   Start();
   Configure("log_level=4\n");

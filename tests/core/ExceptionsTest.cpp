@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -13,6 +12,7 @@
 #include <utility>
 
 #include "framework/core/Exceptions.h"
+#include "tests/support/RealFunction.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ thread_local bool strerrorSpoilsErrno = false;
 }  // namespace
 
 extern "C" char* strerror(int code) noexcept {
-  static const auto real = reinterpret_cast<decltype(&strerror)>(dlsym(RTLD_NEXT, "strerror"));
+  static const auto real = RealFunction(&strerror, "strerror");
   char* const text = real(code);
   if (strerrorSpoilsErrno) {
     errno = EDOM;
@@ -200,7 +200,7 @@ TEST(ExceptionsTest, AUDPTimeoutIsCaughtAsAUDPExceptionButNotAsASocketException)
   EXPECT_FALSE(HandlerCatches<UDPSocketTimeoutException>(UDPSocketException("")));
 }
 
-TEST(ExceptionsTest, ASystemExceptionIsNoSocketException) {
+TEST(ExceptionsTest, ASystemExceptionIsNotASocketException) {
   EXPECT_FALSE(HandlerCatches<SocketException>(StdSystemException(1, "")));
   EXPECT_FALSE(HandlerCatches<StdSystemException>(SocketException("")));
 }

@@ -1,6 +1,5 @@
 #include "tests/core/FailingPthread.h"
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sched.h>
@@ -11,6 +10,7 @@
 #include <utility>
 
 #include "framework/core/Exceptions.h"
+#include "tests/support/RealFunction.h"
 
 namespace {
 
@@ -71,20 +71,18 @@ int FailWith(int code) noexcept {
 }  // namespace
 
 // Failures that cannot be brought about otherwise are made here, in front of the system's library.
-#define REAL(name) reinterpret_cast<decltype(&(name))>(dlsym(RTLD_NEXT, #name))
-
 // Functions that return their error code.
-#define INTERPOSE(name, parameters, arguments)      \
-  extern "C" int name parameters {                  \
-    static const auto real = REAL(name);            \
-    const int failure = Intercept(#name);           \
-    return failure != 0 ? failure : real arguments; \
+#define INTERPOSE(name, parameters, arguments)             \
+  extern "C" int name parameters {                         \
+    static const auto real = RealFunction(&(name), #name); \
+    const int failure = Intercept(#name);                  \
+    return failure != 0 ? failure : real arguments;        \
   }
 
 // Functions that return -1 and set errno.
 #define INTERPOSE_ERRNO(name, parameters, arguments)          \
   extern "C" int name parameters {                            \
-    static const auto real = REAL(name);                      \
+    static const auto real = RealFunction(&(name), #name);    \
     const int failure = Intercept(#name);                     \
     return failure != 0 ? FailWith(failure) : real arguments; \
   }
@@ -132,28 +130,28 @@ INTERPOSE_ERRNO(sem_wait, (sem_t * semaphore), (semaphore))
 
 extern "C" int pthread_rwlock_init(pthread_rwlock_t* lock,
                                    const pthread_rwlockattr_t* attributes) noexcept {
-  static const auto real = REAL(pthread_rwlock_init);
+  static const auto real = RealFunction(&pthread_rwlock_init, "pthread_rwlock_init");
   lastReadWriteLockHadAttributes = attributes != nullptr;
   const int failure = Intercept("pthread_rwlock_init");
   return failure != 0 ? failure : real(lock, attributes);
 }
 
 extern "C" int sem_init(sem_t* semaphore, int shared, unsigned int value) noexcept {
-  static const auto real = REAL(sem_init);
+  static const auto real = RealFunction(&sem_init, "sem_init");
   lastSemaphore = {.shared = shared, .value = value};
   const int failure = Intercept("sem_init");
   return failure != 0 ? FailWith(failure) : real(semaphore, shared, value);
 }
 
 extern "C" int sem_timedwait(sem_t* semaphore, const timespec* deadline) {
-  static const auto real = REAL(sem_timedwait);
+  static const auto real = RealFunction(&sem_timedwait, "sem_timedwait");
   lastDeadline = *deadline;
   const int failure = Intercept("sem_timedwait");
   return failure != 0 ? FailWith(failure) : real(semaphore, deadline);
 }
 
 extern "C" int gettimeofday(timeval* now, void* zone) noexcept {
-  static const auto real = REAL(gettimeofday);
+  static const auto real = RealFunction(&gettimeofday, "gettimeofday");
   if (timeIsFixed) {
     *now = fixedTime;
     return 0;
@@ -162,7 +160,7 @@ extern "C" int gettimeofday(timeval* now, void* zone) noexcept {
 }
 
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
-  static const auto real = REAL(pthread_mutex_lock);
+  static const auto real = RealFunction(&pthread_mutex_lock, "pthread_mutex_lock");
   RunAction("pthread_mutex_lock");
   const int failure = TakeFailure("pthread_mutex_lock");
   return failure != 0 ? failure : real(mutex);

@@ -304,7 +304,7 @@ TEST(MutexReadTest, ItTakesTheReadLockAndUnlocks) {
             (std::vector<std::string>{"pthread_rwlock_rdlock", "pthread_rwlock_unlock"}));
 }
 
-TEST(MutexReadTest, ReadersDoNotHoldUpEachOther) {
+TEST(MutexReadTest, ReadersDoNotBlockEachOther) {
   MutexReadWriteInstance instance;
   const MutexRead first(instance);
   EXPECT_NO_THROW(const MutexRead again(instance));

@@ -143,7 +143,7 @@ TEST(WaitSemaphoreTest, ThoseWhoseWaitIsOverAreNotCounted) {
   EXPECT_EQ(semaphore.GetWaiterCount(), 0);
 }
 
-TEST(InterlockedTest, ItHoldsUpCountingInEverySemaphoreAndNoOtherLockIsHeldMeanwhile) {
+TEST(InterlockedTest, ItBlocksCountingInEverySemaphoreAndNoOtherLockIsHeldMeanwhile) {
   std::array<WaitSemaphore, 2> semaphores;
   std::optional<Mutex> counting(std::in_place, Interlocked::m_mtx, true);
   std::array<std::future<int>, 2> waiters{StartWaiting(semaphores[0]),
@@ -233,7 +233,7 @@ TEST(WaitSemaphoreTest, WaitersReturnOnlyWhenShutdownHasDoneItsStep) {
   EXPECT_TRUE(ResultOf(timed));
 }
 
-TEST(WaitSemaphoreTest, WhoeverComesDuringAShutdownIsHeldUpUntilItHasDoneItsStep) {
+TEST(WaitSemaphoreTest, AWaiterDuringAShutdownIsBlockedUntilTheShutdownHasDoneItsStep) {
   WaitSemaphore semaphore;
   std::future<int> waiter;
   std::future<bool> timed;
@@ -329,7 +329,7 @@ TEST(WaitSemaphoreTest, AWaitAfterDestructionHasBegunReturnsWithoutBlocking) {
 
 // ---- Shutdown between a waiter's look at the flag and its being counted
 
-TEST(WaitSemaphoreTest, AWaiterIsNotLeftBehindByAShutdownJustBeforeItIsCounted) {
+TEST(WaitSemaphoreTest, AShutdownJustBeforeAWaiterIsCountedWakesIt) {
   std::future<void> end = std::async(std::launch::async, [] {
     WaitSemaphore semaphore;
     bool wasShutDown = false;
@@ -344,7 +344,7 @@ TEST(WaitSemaphoreTest, AWaiterIsNotLeftBehindByAShutdownJustBeforeItIsCounted) 
   ResultOf(end);
 }
 
-TEST(WaitSemaphoreTest, ATimedWaiterIsNotLeftBehindByAShutdownJustBeforeItIsCounted) {
+TEST(WaitSemaphoreTest, AShutdownJustBeforeATimedWaiterIsCountedWakesIt) {
   std::future<void> end = std::async(std::launch::async, [] {
     WaitSemaphore semaphore;
     const BeforeCall shutdown(2, "pthread_mutex_lock", [&] { semaphore.Shutdown(); });
@@ -390,7 +390,7 @@ void Repeat(const std::function<void(int)>& round) {
   }
 }
 
-TEST(WaitSemaphoreTest, NoWaiterIsLeftBehindByAShutdownAtTheSameTime) {
+TEST(WaitSemaphoreTest, AShutdownAtTheSameTimeWakesEachWaiter) {
   Repeat([](int round) {
     WaitSemaphore semaphore;
     std::promise<void> start;

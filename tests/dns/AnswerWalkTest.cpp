@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "framework/dns/AnswerWalk.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/ReplyBuilder.h"
 
 using namespace std::string_literals;
@@ -37,10 +38,6 @@ Answers Walk(const Bytes& reply, std::uint32_t start = kStart) {
   return answers;
 }
 
-Bytes ToBytes(const std::string& text) {
-  return {text.begin(), text.end()};
-}
-
 }  // namespace
 
 // The header and the question.
@@ -49,7 +46,7 @@ TEST(AnswerWalkTest, AnAnswerCountOfZeroEndsTheWalkWhateverFollows) {
   EXPECT_EQ(Walk(Reply().A("192.0.2.25").TXT({"text"}).SetAnswerCount(0).Build()), Answers{});
 }
 
-TEST(AnswerWalkTest, RecordsBehindTheAnswerCountAreNotWalked) {
+TEST(AnswerWalkTest, RecordsAfterTheAnswerCountAreNotWalked) {
   EXPECT_EQ(Walk(Reply().A("192.0.2.1").A("192.0.2.2").SetAnswerCount(1).Build()),
             (Answers{{1, "192.0.2.1"}}));
 }
@@ -95,7 +92,7 @@ TEST(AnswerWalkTest, AStartPastTheEndGivesNothing) {
 
 // Owner names and fixed fields.
 
-TEST(AnswerWalkTest, OwnerNamesAreSkippedInWhateverForm) {
+TEST(AnswerWalkTest, OwnerNamesAreSkippedInEachForm) {
   const std::string record = "\0\1\0\1\0\0\1\x2C\0\4\xC0\0\2\x19"s;  // 192.0.2.25
   for (const std::string& owner :
        {"\xC0\x0C"s, "\1a\1b\0"s, "\0"s, "\3www\xC0\x0C"s, "\7example\3org\0"s}) {
@@ -189,7 +186,7 @@ TEST(AnswerWalkTest, AMailExchangerWithAPreferenceBelow256HasNoValue) {
   EXPECT_EQ(Walk(Reply().MX(10, "mail.example.org").Build()), (Answers{{15, ""}}));
 }
 
-TEST(AnswerWalkTest, BehindSuchAMailExchangerTheWalkIsOutOfStep) {
+TEST(AnswerWalkTest, AfterSuchAMailExchangerTheWalkIsOutOfStep) {
   // The rest of its RDATA is taken for an owner name, what follows for the type.
   EXPECT_EQ(Walk(Reply().MX(10, "mail.example.org").A("192.0.2.25").Build()),
             (Answers{{15, ""}, {0xC00C, ""}}));
@@ -255,14 +252,14 @@ TEST(AnswerWalkTest, TheRdLengthOfATextIsNotRead) {
 
 // Other types.
 
-TEST(AnswerWalkTest, TheAddressBehindAnAliasIsNotFound) {
+TEST(AnswerWalkTest, TheAddressOfAnAliasIsNotFound) {
   EXPECT_EQ(Walk(Reply().CNAME("host.example.org").A("192.0.2.25").Build()),
             (Answers{{5, ""}, {0xC00C, ""}}));
   EXPECT_EQ(Walk(Reply().Record(5, {0xC0, 0x0C}).A("192.0.2.25").Build()),
             (Answers{{5, ""}, {0xC00C, ""}}));
 }
 
-TEST(AnswerWalkTest, BehindAnUnknownTypeTheWalkGoesOnInItsData) {
+TEST(AnswerWalkTest, AfterAnUnknownTypeTheWalkGoesOnInItsData) {
   EXPECT_EQ(Walk(Reply().Record(28, Bytes(16, 0)).A("192.0.2.25").Build()),
             (Answers{{28, ""}, {0, ""}}));
   // Data that is a record itself is taken for the next one.

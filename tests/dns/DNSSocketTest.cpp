@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -28,6 +27,7 @@
 #include "tests/support/OwnMount.h"
 #include "tests/support/OwnProcess.h"
 #include "tests/support/PrivateNetwork.h"
+#include "tests/support/RealFunction.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -126,8 +126,8 @@ class TransferSocket : public DNSSocket {
 }  // namespace
 
 extern "C" pid_t getpid() noexcept {
-  static const auto system = reinterpret_cast<decltype(&getpid)>(dlsym(RTLD_NEXT, "getpid"));
-  return scriptedProcessId != 0 ? scriptedProcessId.load() : system();
+  static const auto real = RealFunction(&getpid, "getpid");
+  return scriptedProcessId != 0 ? scriptedProcessId.load() : real();
 }
 
 // The class.
@@ -292,7 +292,7 @@ TEST_F(DNSSocketTest, ValuesAreCleaned) {
                                                                       digits}));
 }
 
-TEST_F(DNSSocketTest, OfRecordsOfEveryTypeTheValuesThatAreNotEmptyAreTaken) {
+TEST_F(DNSSocketTest, TheValuesThatAreNotEmptyAreTakenFromRecordsOfEveryType) {
   const ScriptedNameServer server([](const Bytes& query) {
     return Datagrams{ReplyBuilder(query)
                          .A("192.0.2.1")
@@ -379,7 +379,7 @@ TEST_F(DNSSocketTest, AnSPFTextIsRemembered) {
   EXPECT_EQ(server.Questions(), (Texts{"TXT example.org"}));
 }
 
-TEST_F(DNSSocketTest, AnSPFTextFoundByTheTextLookUpNeedsNoNewQuery) {
+TEST_F(DNSSocketTest, AnSPFTextFoundByTheTextLookUpIsNotAskedForAgain) {
   const ScriptedNameServer server(Zone{{"TXT example.org", {"v=spf1 a -all"}}});
   DNSSocket dns("example.org");
   EXPECT_EQ(Get(dns, &DNSSocket::GetTXTRecords), (Texts{"v=spf1 a -all"}));
@@ -511,7 +511,7 @@ TEST_F(DNSSocketTest, AFailedSendIsLoggedAsError) {
             "writing from the socket [] :: failed with code 101: Network is unreachable\n");
 }
 
-TEST_F(DNSSocketTest, AServerThatIsNoAddressIsTheBroadcastAddressAndFailsInTheQuery) {
+TEST_F(DNSSocketTest, AServerThatIsNotAnAddressIsTheBroadcastAddressAndFailsInTheQuery) {
   dns_servers = "not-an-address";
   EXPECT_EQ(CaptureLog([] { EXPECT_EQ(Get("example.org", &DNSSocket::GetARecords), Texts{}); }),
             "Error: DNSSocket::DoQuery - StdException - UDPSocket::CheckSocketStatus - error "

@@ -8,17 +8,15 @@
 
 #include "framework/core/Exceptions.h"
 #include "framework/dns/MessageCodec.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/ReplyBuilder.h"
+#include "tests/support/Text.h"
 
 using namespace std::string_literals;
 
 namespace {
 
 constexpr std::size_t kHeader = 12;
-
-Bytes ToBytes(const std::string& text) {
-  return {text.begin(), text.end()};
-}
 
 // What stands between the header and the type, class and trailing bytes of a query.
 std::string NameInQuery(const std::string& domain) {
@@ -54,14 +52,6 @@ Decoded DecodeText(const Bytes& message, std::uint32_t at) {
   return result;
 }
 
-std::string Repeat(const std::string& text, int times) {
-  std::string result;
-  for (int i = 0; i < times; ++i) {
-    result += text;
-  }
-  return result;
-}
-
 }  // namespace
 
 // Queries.
@@ -78,7 +68,7 @@ TEST(MessageCodecTest, AQueryIsHeaderNameTypeClassAndEightZeroBytes) {
   EXPECT_EQ(expected.size(), 37U);
 }
 
-TEST(MessageCodecTest, TheTypeStandsInNetworkByteOrderBeforeTheClass) {
+TEST(MessageCodecTest, TheTypeIsInNetworkByteOrderBeforeTheClass) {
   EXPECT_EQ(TailOfQuery("example.org", 2), (Bytes{0, 2, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(TailOfQuery("example.org", 16), (Bytes{0, 16, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}));
   EXPECT_EQ(TailOfQuery("example.org", 0x1234), (Bytes{0x12, 0x34, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}));
@@ -129,12 +119,12 @@ TEST(MessageCodecTest, ANameThatDoesNotFitIsRefused) {
   }
 }
 
-TEST(MessageCodecTest, LabelsBehindAnEarlyZeroByteNeedRoomInTheBufferOnly) {
+TEST(MessageCodecTest, LabelsAfterAnEarlyZeroByteOnlyNeedRoomInTheBuffer) {
   EXPECT_EQ(MessageCodec::EncodeQuery("." + std::string(1009, 'a'), 1, 0).size(), 25U);
   EXPECT_THROW(MessageCodec::EncodeQuery("." + std::string(1010, 'a'), 1, 0), StdException);
 }
 
-TEST(MessageCodecTest, TheAnswersBeginBehindAQuestionAsLongAsTheOneSent) {
+TEST(MessageCodecTest, TheAnswersBeginAfterAQuestionAsLongAsTheOneSent) {
   struct Row {
     std::string domain;
     std::uint32_t start;
@@ -148,7 +138,7 @@ TEST(MessageCodecTest, TheAnswersBeginBehindAQuestionAsLongAsTheOneSent) {
 
 // Names written.
 
-TEST(MessageCodecTest, ADomainIsWrittenAsLabelsBehindTheirLengths) {
+TEST(MessageCodecTest, ADomainIsWrittenAsLabelsAfterTheirLengths) {
   struct Row {
     std::string domain;
     std::string name;
@@ -217,7 +207,7 @@ TEST(MessageCodecTest, APointerHasFourteenBits) {
   EXPECT_EQ(DecodeName(message, 0x3FFF + 3), (Decoded{"a", 2}));
 }
 
-TEST(MessageCodecTest, BytesThatAreNoPointerAreTakenAsTheyAre) {
+TEST(MessageCodecTest, BytesThatAreNotAPointerAreTakenAsTheyAre) {
   // 0xBF inside a label stays; 0xC1 inside a label is a pointer nevertheless.
   EXPECT_EQ(DecodeName(ToBytes("\2\xBFz\0"s), 0), (Decoded{"\xBFz", 4}));
   EXPECT_EQ(DecodeName(ToBytes("\1b\0\3a\xC0\0z\0"s), 3), (Decoded{"a\1b", 4}));
@@ -300,7 +290,7 @@ TEST(MessageCodecTest, ThreadsMayWriteAndReadNamesAtOnce) {
 
 // Texts read.
 
-TEST(MessageCodecTest, ATextGoesFromBehindItsFirstLengthByteToTheNextZeroByte) {
+TEST(MessageCodecTest, ATextGoesFromAfterItsFirstLengthByteToTheNextZeroByte) {
   constexpr std::uint32_t kStepBack = std::numeric_limits<std::uint32_t>::max();
   struct Row {
     const char* what;

@@ -12,9 +12,11 @@
 #include "framework/dns/AnswerWalk.h"
 #include "framework/dns/DNSSocket.h"
 #include "framework/dns/NameServer.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
+#include "tests/support/Text.h"
 
 using namespace std::string_literals;
 
@@ -35,10 +37,6 @@ constexpr std::uint32_t kData = kStart + 12;  // of the first one, whose owner i
 
 const Answers kNone;
 const Answers kAddress = {{1, "192.0.2.1"}};
-
-Bytes ToBytes(const std::string& text) {
-  return {text.begin(), text.end()};
-}
 
 ReplyBuilder Reply() {
   return ReplyBuilder(
@@ -72,14 +70,6 @@ Answers WalkWithCount(std::size_t at, unsigned char high, unsigned char low) {
   reply[at] = high;
   reply[at + 1] = low;
   return Walk(reply);
-}
-
-std::string Repeat(const std::string& text, int times) {
-  std::string result;
-  for (int i = 0; i < times; ++i) {
-    result += text;
-  }
-  return result;
 }
 
 class LookUpFaultsTest : public testing::Test {
@@ -197,7 +187,7 @@ TEST(MessageParserFaultsTest, ANameWithoutItsZeroByteEndsWithTheReply) {
   EXPECT_EQ(Walk(Reply().SetAnswerCount(1).Raw(ToBytes("\1a\1b"s)).Build()), (Answers{{0, ""}}));
 }
 
-TEST(MessageParserFaultsTest, AZeroByteInsideALabelEndsTheNameAndTheWalkGoesOnBehindIt) {
+TEST(MessageParserFaultsTest, AZeroByteInsideALabelEndsTheNameAndTheWalkGoesOnAfterIt) {
   EXPECT_EQ(WalkNameAndAddress("\x09xyz\0"s), (Answers{{2, "xyz"}, {1, "192.0.2.1"}}));
 }
 
@@ -309,7 +299,7 @@ TEST(MessageParserFaultsTest, AnAdditionalCountAboveTheContentIsNotRead) {
   EXPECT_EQ(WalkWithCount(kAdditionalCount, 0xFF, 0xFF), kAddress);
 }
 
-TEST(MessageParserFaultsTest, AuthorityAndAdditionalRecordsAreNoAnswersWhateverTheirCounts) {
+TEST(MessageParserFaultsTest, AuthorityAndAdditionalRecordsAreNotAnswersWhateverTheirCounts) {
   for (const int count : {0, 1}) {
     Bytes reply = Reply().A("192.0.2.1").A("192.0.2.2").A("192.0.2.3").SetAnswerCount(1).Build();
     reply[kAuthorityCount + 1] = static_cast<unsigned char>(count);

@@ -5,10 +5,9 @@
 #include <vector>
 
 #include "framework/dns/MessageReader.h"
+#include "tests/support/Bytes.h"
 
 namespace {
-
-using Bytes = std::vector<unsigned char>;
 
 constexpr std::uint32_t kLast = std::numeric_limits<std::uint32_t>::max();
 

@@ -53,7 +53,7 @@ class NameServerLoadTest : public testing::Test {
 
 }  // namespace
 
-TEST(NameServerTest, TheWordBehindNameserverIsTheAddress) {
+TEST(NameServerTest, TheWordAfterNameserverIsTheAddress) {
   EXPECT_EQ(ReadFrom("nameserver 10.0.0.1\n"), "10.0.0.1");
 }
 
@@ -137,7 +137,7 @@ TEST(NameServerTest, CarriageReturnsAreTrimmed) {
   EXPECT_EQ(ReadFrom("nameserver 10.0.0.1\nnameserver\r\n"), "");
 }
 
-TEST(NameServerTest, ALineWithNothingBehindTheWordAssignsTheEmptyText) {
+TEST(NameServerTest, ALineWithNothingAfterTheWordAssignsTheEmptyText) {
   const Row rows[] = {
       {"nameserver\n", ""},
       {"nameserver \n", ""},
@@ -163,7 +163,7 @@ TEST(NameServerTest, WordsEndAtAZeroByte) {
   EXPECT_EQ(ReadFrom("nameserver \0 10.0.0.1\n"s), "");
 }
 
-TEST(NameServerTest, TheEndOfALongLineIsNoLineOfItsOwn) {
+TEST(NameServerTest, TheEndOfALongLineIsNotALineOfItsOwn) {
   const std::string comment(1023, 'x');
   for (const char* first : {"#", "x", "x "}) {
     EXPECT_EQ(ReadFrom(first + comment + "nameserver 10.0.0.1\nnameserver 10.0.0.2"), "10.0.0.2");
@@ -181,7 +181,7 @@ TEST(NameServerTest, AFileThatCannotBeReadNamesNoServer) {
   EXPECT_EQ(ReadNameServer("/dev/null"), "");
 }
 
-TEST(NameServerTest, AReadThatFailsInTheMiddleOfALineNamesNoPartOfAnAddress) {
+TEST(NameServerTest, AReadThatFailsInTheMiddleOfALineNamesNoServer) {
   const FailingFile file("nameserver 10.0.0.1\nnameserver 10.0.0.2");
   EXPECT_EQ(ReadNameServer(file.Path()), "10.0.0.1");
 }
@@ -259,7 +259,7 @@ TEST_F(NameServerLoadTest, AnEmptyAddressInTheFileLeavesTheChoiceToTheConfigurat
   EXPECT_EQ(dns_servers, "192.0.2.53");
 }
 
-TEST_F(NameServerLoadTest, TheConfiguredValueIsTakenAsItStands) {
+TEST_F(NameServerLoadTest, TheConfiguredValueIsTakenAsItIs) {
   SetResolverFile("");
   Configure("dns_server=not an address\n");
   const DNSSocket dns("example.org");

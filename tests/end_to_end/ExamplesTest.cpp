@@ -12,16 +12,15 @@
 #include <sstream>
 #include <thread>
 
-#include "tests/end_to_end/NameServer.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/support/OwnMount.h"
 #include "tests/support/PrivateNetwork.h"
+#include "tests/support/RealNameServer.h"
 #include "tests/support/ScriptedNameServer.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Waiting.h"
 
 namespace {
-
-using namespace std::chrono_literals;
 
 const std::string kDirectory = EXAMPLE_DIRECTORY;
 
@@ -44,17 +43,14 @@ std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-// Waits, at most 10 s, until a UDP socket is bound to a port given in four hexadecimal digits.
+// Waits until a UDP socket is bound to a port given in four hexadecimal digits.
 void WaitUntilBound(const std::string& port) {
-  for (int attempt = 0; attempt < 1000; ++attempt) {
+  EXPECT_TRUE(ComesTrue([&port] {
     std::ostringstream sockets;
     sockets << std::ifstream("/proc/self/net/udp").rdbuf();
-    if (sockets.str().find("00000000:" + port) != std::string::npos) {
-      return;
-    }
-    std::this_thread::sleep_for(10ms);
-  }
-  FAIL() << "nothing is bound to port " << port;
+    return sockets.str().find("00000000:" + port) != std::string::npos;
+  })) << "nothing is bound to port "
+      << port;
 }
 
 class EchoServer {
@@ -116,7 +112,7 @@ TEST(ExamplesTest, TheAddressZeroCannotBeProbed) {
 }
 
 TEST(ExamplesTest, EachBlocklistIsToldInALineOfItsOwn) {
-  const NameServer server(Server::kNsd);
+  const RealNameServer server(Server::kNsd);
   // The answers that are not trusted are never released.
   const ChildResult run =
       RunChild("/usr/bin/env",

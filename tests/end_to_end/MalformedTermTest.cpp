@@ -4,8 +4,8 @@
 
 #include <csignal>
 
-#include "tests/end_to_end/NameServer.h"
 #include "tests/end_to_end/ToolRun.h"
+#include "tests/support/RealNameServer.h"
 
 namespace {
 
@@ -41,7 +41,7 @@ const Row kRows[] = {
 }  // namespace
 
 TEST_P(MalformedTermTest, EndsTheProcessWithoutAVerdict) {
-  const NameServer server(Server::kNsd);
+  const RealNameServer server(Server::kNsd);
   const std::string record = std::string("v=spf1 ") + GetParam().term + " ip4:192.0.2.10";
   const std::string log =
       "Debug: SPFCheck::SPFCheck ip(192.0.2.10), smtpFrom(), domain(a.example.org)\n"

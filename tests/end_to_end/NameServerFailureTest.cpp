@@ -39,7 +39,7 @@ TEST(NameServerFailureTest, AServerThatDoesNotAnswerCostsFiveSecondsAndADebugLin
   EXPECT_LT(elapsed, std::chrono::seconds(10));
 }
 
-TEST(NameServerFailureTest, TheAddressZeroEndsTheReportBehindItsFirstHeader) {
+TEST(NameServerFailureTest, TheAddressZeroEndsTheReportAfterItsFirstHeader) {
   SetResolverFile("nameserver 0.0.0.0\n");
   ExpectRun({"example.org"},
             {.standardOutput = "Domain : example.org\nA records : \n",

@@ -16,7 +16,7 @@ std::string Indented(const std::vector<std::string>& entries) {
 
 void ServerTableTest::ExpectRow() {
   const auto& [server, row] = GetParam();
-  const NameServer running(server);
+  const RealNameServer running(server);
   ExpectRun(row.arguments,
             {.standardOutput = row.log + row.result, .standardError = "", .log = row.log});
 }

@@ -8,7 +8,7 @@
 #include <tuple>
 #include <vector>
 
-#include "tests/end_to_end/NameServer.h"
+#include "tests/support/RealNameServer.h"
 
 struct Row {
   const char* name;

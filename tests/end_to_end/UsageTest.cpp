@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/end_to_end/NameServer.h"
 #include "tests/end_to_end/ToolRun.h"
+#include "tests/support/RealNameServer.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ TEST(UsageTest, NoArgumentPrintsTheUsageOnStandardErrorAndEndsWithStatusOne) {
 }
 
 TEST(UsageTest, AnOptionIsADomainLikeAnyOther) {
-  const NameServer server(Server::kNsd);
+  const RealNameServer server(Server::kNsd);
   ExpectRun({"--help"},
             {.standardOutput = "Domain : --help\nA records : \nMX records : \nNS records : \n"
                                "TXT records : \n",
@@ -29,13 +29,13 @@ TEST(UsageTest, AnOptionIsADomainLikeAnyOther) {
 }
 
 TEST(UsageTest, FiveArgumentsAreTooManyAndGiveTheReportOfTheEmptyDomain) {
-  const NameServer server(Server::kNsd);
+  const RealNameServer server(Server::kNsd);
   ExpectRun({"example.org", "192.0.2.1", "", "v=spf1", "more"},
             {.standardOutput = kReportOfTheEmptyDomain, .standardError = "", .log = ""});
 }
 
 TEST(UsageTest, SixArgumentsGiveTheReportOfTheEmptyDomain) {
-  const NameServer server(Server::kNsd);
+  const RealNameServer server(Server::kNsd);
   ExpectRun({"example.org", "192.0.2.1", "", "v=spf1", "more", "still more"},
             {.standardOutput = kReportOfTheEmptyDomain, .standardError = "", .log = ""});
 }

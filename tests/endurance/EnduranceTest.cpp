@@ -103,7 +103,7 @@ class LogEnduranceTest : public testing::Test {
 
 }  // namespace
 
-TEST(LookUpEnduranceTest, TenThousandLookUpsLeaveNothingBehind) {
+TEST(LookUpEnduranceTest, TenThousandLookUpsLeakNothing) {
   using Texts = std::vector<std::string>;
   const ScriptedServerProcess server({{"A example.org", {"192.0.2.1", "192.0.2.2"}},
                                       {"TXT example.org", {"v=spf1 ip4:192.0.2.0/24 -all"}}});
@@ -124,7 +124,7 @@ TEST(LookUpEnduranceTest, TenThousandLookUpsLeaveNothingBehind) {
   EXPECT_EQ(answered, kLookUps);
 }
 
-TEST_F(LogEnduranceTest, TenThousandLookUpsThatFailLeaveTheirLinesBehindAndNothingElse) {
+TEST_F(LogEnduranceTest, TenThousandLookUpsThatFailLeaveOnlyTheirLines) {
   const std::string line =
       "Error: DNSSocket::DoQuery - StdException - UDPSocket::CheckSocketStatus - error writing "
       "from the socket [] :: failed with code 101: Network is unreachable\n";
@@ -141,13 +141,13 @@ TEST_F(LogEnduranceTest, TenThousandLookUpsThatFailLeaveTheirLinesBehindAndNothi
   EXPECT_EQ(LogSize(), line.size() * kLookUps);
 }
 
-TEST_F(LogEnduranceTest, AHundredThousandLinesWrittenAtOnceLeaveNothingBehind) {
+TEST_F(LogEnduranceTest, AHundredThousandLinesWrittenAtOnceLeakNothing) {
   ExpectNothingKept(kFirst, kLines, 0,
                     [](int number) { Logger::Log(fwk::Info, "%s", Line(number).c_str()); });
   WaitForLines(kLines);
 }
 
-TEST_F(LogEnduranceTest, AHundredThousandLinesThroughTheLoggingThreadLeaveNothingBehind) {
+TEST_F(LogEnduranceTest, AHundredThousandLinesThroughTheLoggingThreadLeakNothing) {
   constexpr int kTogether = 100;
   InOwnProcess([this] {
     Logger::StartAsync();

@@ -5,10 +5,10 @@
 #include <chrono>
 #include <string>
 
-#include "tests/faults/DelayedNameServer.h"
 #include "tests/faults/KnownRun.h"
 #include "tests/faults/ToolProcess.h"
 #include "tests/support/PrivateNetwork.h"
+#include "tests/support/ScriptedNameServer.h"
 
 namespace {
 
@@ -49,8 +49,8 @@ class DelayTest : public testing::Test {
 }  // namespace
 
 TEST_F(DelayTest, AReplyAfter4900MillisecondsIsTakenAndOneAfter5100IsNot) {
-  const DelayedNameServer server({{"TXT early.test", milliseconds(4900), kRecord},
-                                  {"TXT late.test", milliseconds(5100), kRecord}});
+  const ScriptedNameServer server("127.0.0.1", {{"TXT early.test", milliseconds(4900), kRecord},
+                                                {"TXT late.test", milliseconds(5100), kRecord}});
   ToolProcess early({"early.test", "192.0.2.7"});
   ToolProcess late({"late.test", "192.0.2.7"});
   early.ExpectEnd(Verdict(Begin("early.test") + Record(kRecord) + kMatch, "passed"));
@@ -58,9 +58,9 @@ TEST_F(DelayTest, AReplyAfter4900MillisecondsIsTakenAndOneAfter5100IsNot) {
 }
 
 TEST_F(DelayTest, InAChainEachQueryHasFiveSecondsOfItsOwn) {
-  const DelayedNameServer server(
-      {{"TXT first.test", milliseconds(3000), "v=spf1 include:second.test -all"},
-       {"TXT second.test", milliseconds(3000), kRecord}});
+  const ScriptedNameServer server(
+      "127.0.0.1", {{"TXT first.test", milliseconds(3000), "v=spf1 include:second.test -all"},
+                    {"TXT second.test", milliseconds(3000), kRecord}});
   ToolProcess tool({"first.test", "192.0.2.7"});
   tool.ExpectEnd(Verdict(Begin("first.test") + Record("v=spf1 include:second.test -all") +
                              Include("second.test") + Record(kRecord) + kMatch,
@@ -69,7 +69,7 @@ TEST_F(DelayTest, InAChainEachQueryHasFiveSecondsOfItsOwn) {
 
 TEST_F(DelayTest, QueriesWithoutAReplyCostFiveSecondsEachAndTheNextIncludeStillPasses) {
   const std::string record = "v=spf1 include:silent.test a:mute.test include:good.test -all";
-  const DelayedNameServer server({{"TXT good.test", milliseconds(0), kRecord}});
+  const ScriptedNameServer server("127.0.0.1", {{"TXT good.test", milliseconds(0), kRecord}});
   ToolProcess tool({"example.org", "192.0.2.7", "", record});
   const double seconds = Seconds([&] {
     tool.ExpectEnd(Verdict(Begin("example.org") + Record(record) + Include("silent.test") +
@@ -84,8 +84,9 @@ TEST_F(DelayTest, QueriesWithoutAReplyCostFiveSecondsEachAndTheNextIncludeStillP
 
 TEST_F(DelayTest, AReplyThatComesDuringALaterQueryIsNotTakenForItsReply) {
   const std::string record = "v=spf1 include:late.test include:slow.test -all";
-  const DelayedNameServer server({{"TXT late.test", milliseconds(5300), kRecord},
-                                  {"TXT slow.test", milliseconds(800), "v=spf1 -all"}});
+  const ScriptedNameServer server("127.0.0.1",
+                                  {{"TXT late.test", milliseconds(5300), kRecord},
+                                   {"TXT slow.test", milliseconds(800), "v=spf1 -all"}});
   ToolProcess tool({"example.org", "192.0.2.7", "", record});
   tool.ExpectEnd(Verdict(Begin("example.org") + Record(record) + Include("late.test") + kTimedOut +
                              Record("") + Include("slow.test") + Record("v=spf1 -all"),
@@ -93,10 +94,10 @@ TEST_F(DelayTest, AReplyThatComesDuringALaterQueryIsNotTakenForItsReply) {
 }
 
 TEST_F(DelayTest, ASecondReplyThatComesDuringTheNextQueryIsNotTakenForItsReply) {
-  const DelayedNameServer server({{"A example.org", milliseconds(0), "192.0.2.1"},
-                                  {"A example.org", milliseconds(200), "192.0.2.2"},
-                                  {"NS example.org", milliseconds(500), "ns.test"},
-                                  {"TXT example.org", milliseconds(0), "text"}});
+  const ScriptedNameServer server("127.0.0.1", {{"A example.org", milliseconds(0), "192.0.2.1"},
+                                                {"A example.org", milliseconds(200), "192.0.2.2"},
+                                                {"NS example.org", milliseconds(500), "ns.test"},
+                                                {"TXT example.org", milliseconds(0), "text"}});
   ToolProcess({"example.org"})
       .ExpectEnd({.standardOutput = "Domain : example.org\n"
                                     "A records : \n\t192.0.2.1\n"
@@ -108,8 +109,8 @@ TEST_F(DelayTest, ASecondReplyThatComesDuringTheNextQueryIsNotTakenForItsReply) 
 }
 
 TEST_F(DelayTest, InAReportOnlyTheSectionWithoutAReplyIsEmpty) {
-  const DelayedNameServer server({{"A example.org", milliseconds(0), "192.0.2.1"},
-                                  {"TXT example.org", milliseconds(0), "text"}});
+  const ScriptedNameServer server("127.0.0.1", {{"A example.org", milliseconds(0), "192.0.2.1"},
+                                                {"TXT example.org", milliseconds(0), "text"}});
   ToolProcess({"example.org"})
       .ExpectEnd({.standardOutput = "Domain : example.org\n"
                                     "A records : \n\t192.0.2.1\n"

@@ -19,6 +19,7 @@
 #include "tests/faults/LogTo.h"
 #include "tests/faults/ToolProcess.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/ReplyBuilder.h"
@@ -87,17 +88,6 @@ class ManyDescriptors {
   bool m_exist = false;
 };
 
-// The text of the exception that action throws.
-template <typename Exception, typename Action>
-std::string FailureText(const Action& action) {
-  try {
-    action();
-  } catch (const Exception& failure) {
-    return failure.GetMessage();
-  }
-  return "nothing thrown";
-}
-
 }  // namespace
 
 // The tool: one descriptor for the socket, one for the log.
@@ -133,7 +123,7 @@ TEST(DescriptorLimitTest, WithFourTheFileLosesTheLinesThatAreLoggedWhileASocketI
                   .log = first});
 }
 
-TEST(DescriptorLimitTest, WhenTheyRunOutBetweenTwoQueriesTheReportEndsBehindTheHeader) {
+TEST(DescriptorLimitTest, WhenTheyRunOutBetweenTwoQueriesTheReportEndsAfterTheHeader) {
   SetResolverFile("nameserver 127.0.0.1\n");
   const TemporaryDirectory directory;
   const ScriptedNameServer server([&](const Bytes& query) {

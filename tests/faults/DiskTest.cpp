@@ -76,7 +76,7 @@ TEST(DiskTest, LinesAreWrittenAgainWhenThereIsSpace) {
   DoNotLog();
 }
 
-TEST(DiskTest, BehindALineThatWasCutTheNextOneGoesOn) {
+TEST(DiskTest, AfterALineThatWasCutTheNextOneGoesOn) {
   const SmallDisk disk;
   const std::string path = disk.Directory().Path("a.log");
   const std::string first(SmallDisk::GetSize() - 4, 'x');

@@ -8,7 +8,6 @@
 
 #include "framework/dns/DNSSocket.h"
 #include "framework/dns/NameServer.h"
-#include "tests/faults/DelayedNameServer.h"
 #include "tests/faults/KnownRun.h"
 #include "tests/faults/NetworkChange.h"
 #include "tests/faults/ToolProcess.h"
@@ -52,8 +51,8 @@ TEST(NetworkFaultTest, ALookUpThatCouldNotBeSentMayBeRepeatedWhenTheNetworkIsThe
   EXPECT_EQ(values, Texts());
 
   const LoopbackAddress address("192.0.2.53");
-  const DelayedNameServer server({{"A example.org", std::chrono::milliseconds(0), "192.0.2.1"}},
-                                 "192.0.2.53");
+  const ScriptedNameServer server("192.0.2.53",
+                                  {{"A example.org", std::chrono::milliseconds(0), "192.0.2.1"}});
   EXPECT_EQ(CaptureLog([&] { dns.GetARecords(values); }), "");
   EXPECT_EQ(values, Texts{"192.0.2.1"});
 }

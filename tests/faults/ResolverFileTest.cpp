@@ -6,12 +6,12 @@
 #include <fstream>
 #include <string>
 
-#include "tests/faults/DelayedNameServer.h"
 #include "tests/faults/KnownRun.h"
 #include "tests/faults/NetworkChange.h"
 #include "tests/faults/ToolProcess.h"
 #include "tests/support/OwnMount.h"
 #include "tests/support/PrivateNetwork.h"
+#include "tests/support/ScriptedNameServer.h"
 
 namespace {
 
@@ -20,8 +20,8 @@ constexpr std::size_t kMegabyte = 1024 * 1024;
 
 // The check by a record that only the server at address holds.
 void ExpectServer(const std::string& address, const std::string& command = "exec \"$@\"") {
-  const DelayedNameServer server({{"TXT example.org", std::chrono::milliseconds(0), kRecord}},
-                                 address);
+  const ScriptedNameServer server(address,
+                                  {{"TXT example.org", std::chrono::milliseconds(0), kRecord}});
   ToolProcess(kPublishedRecord, command)
       .ExpectEnd({.standardOutput = kOutput, .standardError = "", .log = kLog});
 }
@@ -81,14 +81,14 @@ TEST_F(ResolverFileTest, TheServerInALineOfAMegabyteIsAsked) {
   ExpectServer("127.0.0.1");
 }
 
-TEST_F(ResolverFileTest, ALineOfAMegabyteIsOneLineWhateverStandsInIt) {
+TEST_F(ResolverFileTest, ALineOfAMegabyteIsOneLineWhateverItHolds) {
   std::string line = Repeated("nameserver 192.0.2.53 xxxxxxxxxx", kMegabyte);  // 32 characters
   line.front() = '#';
   Write("nameserver 127.0.0.1\n" + line);
   ExpectServer("127.0.0.1");
 }
 
-TEST_F(ResolverFileTest, AServerIsReadUpToAZeroByteAndZeroBytesElsewhereAreNoServers) {
+TEST_F(ResolverFileTest, AServerIsReadUpToAZeroByteAndZeroBytesElsewhereAreNotServers) {
   using namespace std::string_literals;
   Write("\0nameserver 192.0.2.1\nnameserver 127.0.0.1\0\0.5\n\0\0\nname\0server 192.0.2.2\n"s);
   ExpectServer("127.0.0.1");

@@ -15,7 +15,6 @@
 
 #include "framework/dns/DNSSocket.h"
 #include "framework/dns/NameServer.h"
-#include "tests/faults/DelayedNameServer.h"
 #include "tests/faults/KnownRun.h"
 #include "tests/faults/ToolProcess.h"
 #include "tests/support/CapturedOutput.h"
@@ -74,20 +73,12 @@ class AlarmBlocked {
   sigset_t m_mask{};
 };
 
-// Whether the server gets a query within 10 s.
-bool IsAsked(const ScriptedNameServer& server) {
-  for (int i = 0; i < 1000 && server.Queries().empty(); ++i) {
-    std::this_thread::sleep_for(milliseconds(10));
-  }
-  return !server.Queries().empty();
-}
-
 }  // namespace
 
 TEST(SignalTest, AnInterruptedLookUpWaitsOnAndTakesTheReply) {
   dns_servers = "127.0.0.1";
   std::optional<AlarmBlocked> blocked(std::in_place);
-  const DelayedNameServer server({{"A example.org", milliseconds(500), "192.0.2.1"}});
+  const ScriptedNameServer server("127.0.0.1", {{"A example.org", milliseconds(500), "192.0.2.1"}});
   blocked.reset();
   std::vector<std::string> values;
   EXPECT_EQ(CaptureLog([&] {
@@ -107,7 +98,7 @@ TEST(SignalTest, AToolThatIsStoppedAndContinuedTakesTheReplyThatCameMeanwhile) {
     return Datagrams{ReplyBuilder(query).TXT({kRecord}).Build()};
   });
   ToolProcess tool(kPublishedRecord);
-  EXPECT_TRUE(IsAsked(server));
+  EXPECT_TRUE(server.IsAsked());
   tool.Signal(SIGSTOP);
   stopped.count_down();
   std::this_thread::sleep_for(milliseconds(300));
@@ -122,7 +113,7 @@ TEST(SignalTest, ASignalEndsALookUpAtOnceAndWhatWasLoggedStays) {
     std::signal(signal, SIG_DFL);  // whoever started the tests may ignore it
     const ScriptedNameServer server([](const Bytes&) { return Datagrams{}; });
     ToolProcess tool(kPublishedRecord);
-    EXPECT_TRUE(IsAsked(server));
+    EXPECT_TRUE(server.IsAsked());
     tool.Signal(signal);
     tool.ExpectEnd(
         {.standardOutput = kBegin, .standardError = "", .log = kBegin, .status = 128 + signal});

@@ -22,10 +22,6 @@ constexpr char kTwoMiB[] = "ulimit -s 2048; exec \"$@\"";
 const Expected kNoVerdict = {
     .standardOutput = kBegin, .standardError = "", .log = kBegin, .status = 128 + SIGSEGV};
 
-Datagrams Silence(const Bytes& /*query*/) {
-  return {};
-}
-
 void* Check(void* /*unused*/) {
   const SPFCheck check("192.0.2.7", "", "example.org", 0, "");
   return nullptr;

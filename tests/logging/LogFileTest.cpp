@@ -1,4 +1,3 @@
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 
 #include "framework/logging/LogFile.h"
 #include "tests/support/OpenDescriptors.h"
+#include "tests/support/RealFunction.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace {
@@ -30,7 +30,7 @@ thread_local Writing* observed = nullptr;
 }  // namespace
 
 extern "C" ssize_t write(int descriptor, const void* data, std::size_t size) {
-  static const auto real = reinterpret_cast<decltype(&write)>(dlsym(RTLD_NEXT, "write"));
+  static const auto real = RealFunction(&write, "write");
   if (observed == nullptr) {
     return real(descriptor, data, size);
   }

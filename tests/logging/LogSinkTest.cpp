@@ -83,7 +83,7 @@ class LogSinkTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(LogSinkTest, TheLocationIsPutInFrontWithoutASeparator) {
+TEST_F(LogSinkTest, TheLocationIsPrependedWithoutASeparator) {
   Logger::m_sLogFileLocation = Location() + "prefix";
   Logger::m_logFilename = "live.txt";
   Logger::Log(3, "text");

@@ -26,6 +26,7 @@
 #include "tests/support/LogPrefix.h"
 #include "tests/support/ScarceMemory.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Waiting.h"
 
 using fwk::Logger;
 
@@ -140,14 +141,6 @@ class FullPipe {
   std::size_t m_filled = 0;
 };
 
-// Whether condition comes true within 10 s.
-bool ComesTrue(const std::function<bool()>& condition) {
-  for (int i = 0; i < 1000 && !condition(); ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return condition();
-}
-
 bool Sleeps(pid_t thread) {
   std::ifstream stat("/proc/self/task/" + std::to_string(thread) + "/stat");
   std::string text;
@@ -216,7 +209,7 @@ TEST_F(LoggerTest, TheLevelsHaveTheirNumbers) {
   EXPECT_EQ(fwk::Error, 5);
 }
 
-TEST_F(LoggerTest, AnObjectHasNoDataButThatOfItsThread) {
+TEST_F(LoggerTest, AnObjectHasOnlyTheDataOfItsThread) {
   EXPECT_EQ(sizeof(Logger), sizeof(ThreadedObject));
 }
 
@@ -329,7 +322,7 @@ TEST_F(LoggerTest, TheLogLevelIsASigned16BitNumber) {
   EXPECT_EQ(Written(), "text\n");
 }
 
-TEST_F(LoggerTest, AnEmptyLocationTurnsOffFileAndConsoleAlike) {
+TEST_F(LoggerTest, AnEmptyLocationTurnsOffFileAndConsole) {
   for (const char* const location : {"", static_cast<const char*>(nullptr)}) {
     Logger::Init(location, 0, false, false);
     Logger::m_bToConsole = true;

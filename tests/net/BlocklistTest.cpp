@@ -145,7 +145,7 @@ TEST(BlocklistTest, AnAnswerOutsideTheLoopbackNetworkThrowsWithTheAddressAndTheN
   }
 }
 
-TEST(BlocklistTest, AnAnswerOfAllZerosThrowsWithNothingButZeros) {
+TEST(BlocklistTest, AnAnswerOfAllZerosThrowsWithoutAnErrorNumber) {
   ScriptedResolver resolver;
   resolver.errorNumber = ECONNREFUSED;
   Answer answer({"0.0.0.0"});
@@ -209,7 +209,7 @@ TEST(BlocklistTest, TheFirstEntryCounts) {
   }
 }
 
-TEST(BlocklistTest, TheFourBytesBehindFamilyAndPortCountWhateverTheFamily) {
+TEST(BlocklistTest, TheFourBytesAfterFamilyAndPortCountWhateverTheFamily) {
   const struct {
     const char* flow;
     std::uint32_t listed;

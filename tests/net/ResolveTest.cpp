@@ -216,7 +216,7 @@ TEST(ResolveTest, AskingTheResolverSetsThePortFieldToZero) {
   EXPECT_EQ(socket.m_port, 0);
 }
 
-TEST(ResolveTest, AFailureCarriesTheResolversTextAndErrnoAsItStands) {
+TEST(ResolveTest, AFailureHasTheResolversTextAndTheCurrentErrno) {
   const struct {
     int result;
     int errorNumber;

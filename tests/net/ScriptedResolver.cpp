@@ -1,8 +1,8 @@
 #include "tests/net/ScriptedResolver.h"
 
-#include <dlfcn.h>
-
 #include <cerrno>
+
+#include "tests/support/RealFunction.h"
 
 namespace {
 
@@ -24,10 +24,9 @@ ScriptedResolver::~ScriptedResolver() {
 
 extern "C" int getaddrinfo(const char* __restrict node, const char* __restrict service,
                            const addrinfo* __restrict hints, addrinfo** __restrict list) {
-  static const auto system =
-      reinterpret_cast<decltype(&getaddrinfo)>(dlsym(RTLD_NEXT, "getaddrinfo"));
+  static const auto real = RealFunction(&getaddrinfo, "getaddrinfo");
   if (active == nullptr) {
-    return system(node, service, hints, list);
+    return real(node, service, hints, list);
   }
   active->questions.push_back({Text(node), Text(service),
                                hints != nullptr ? std::optional<addrinfo>(*hints) : std::nullopt});
@@ -37,10 +36,9 @@ extern "C" int getaddrinfo(const char* __restrict node, const char* __restrict s
 }
 
 extern "C" void freeaddrinfo(addrinfo* list) noexcept {
-  static const auto system =
-      reinterpret_cast<decltype(&freeaddrinfo)>(dlsym(RTLD_NEXT, "freeaddrinfo"));
+  static const auto real = RealFunction(&freeaddrinfo, "freeaddrinfo");
   if (active == nullptr) {
-    system(list);
+    real(list);
   } else {
     active->freed.push_back(list);
   }

@@ -1,5 +1,4 @@
 #include <arpa/inet.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -20,8 +19,10 @@
 
 #include "framework/core/Exceptions.h"
 #include "framework/net/Socket.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/OwnProcess.h"
+#include "tests/support/RealFunction.h"
 
 namespace {
 
@@ -98,16 +99,6 @@ Value Option(int descriptor, int option) {
   return value;
 }
 
-template <typename Failure = SocketException, typename Call>
-std::string FailureText(Call call) {
-  try {
-    call();
-  } catch (const Failure& failure) {
-    return failure.what();
-  }
-  return "nothing was thrown";
-}
-
 // While one exists, no option is set: the calls are noted, and end with the results in turn, errno
 // being the result negated where it is negative.
 class ScriptedOptions {
@@ -173,27 +164,26 @@ std::string BytesOf(std::int32_t value) {
 
 extern "C" int setsockopt(int descriptor, int level, int option, const void* value,
                           socklen_t length) noexcept {
-  static const auto system =
-      reinterpret_cast<decltype(&setsockopt)>(dlsym(RTLD_NEXT, "setsockopt"));
+  static const auto real = RealFunction(&setsockopt, "setsockopt");
   ScriptedOptions* const script = ScriptedOptions::active;
   return script != nullptr ? script->Take(descriptor, level, option, value, length)
-                           : system(descriptor, level, option, value, length);
+                           : real(descriptor, level, option, value, length);
 }
 
 // Of the commands used here only two come without an argument.
 extern "C" int fcntl(int descriptor, int command, ...) {
-  static const auto system = reinterpret_cast<decltype(&fcntl)>(dlsym(RTLD_NEXT, "fcntl"));
+  static const auto real = RealFunction(&fcntl, "fcntl");
   if (ScriptedFlags::active != nullptr && (command == F_GETFL || command == F_SETFL)) {
     return ScriptedFlags::active->Take(command);
   }
   if (command == F_GETFD || command == F_GETFL) {
-    return system(descriptor, command);
+    return real(descriptor, command);
   }
   va_list arguments;
   va_start(arguments, command);
   const int argument = va_arg(arguments, int);
   va_end(arguments);
-  return system(descriptor, command, argument);
+  return real(descriptor, command, argument);
 }
 
 TEST(SocketTest, ANewSocketHasItsArgumentsAndTheInitialValues) {
@@ -257,7 +247,7 @@ TEST(SocketTest, CreateSocketMakesANonBlockingSocketWhenAsked) {
 
 TEST(SocketTest, CreateSocketThatFailsThrowsAndLeavesTheDescriptorAtMinusOne) {
   OpenedSocket socket;
-  EXPECT_EQ(FailureText([&] { socket.CreateSocket(-1, SOCK_DGRAM, 0, true); }),
+  EXPECT_EQ(FailureText<SocketException>([&] { socket.CreateSocket(-1, SOCK_DGRAM, 0, true); }),
             "Socket::CreateSocket - socket :: failed with code 97: Address family not supported by "
             "protocol");
   EXPECT_EQ(socket.m_descriptor, -1);
@@ -269,8 +259,9 @@ TEST(SocketTest, CreateSocketThatFailsThrowsAndLeavesTheDescriptorAtMinusOne) {
 TEST(SocketTest, ANewSocketThatCannotBeMadeNonBlockingIsOpenAndHeld) {
   OpenedSocket socket;
   const ScriptedFlags flags(0, -1);
-  EXPECT_EQ(FailureText([&] { socket.CreateSocket(AF_INET, SOCK_DGRAM, 0, true); }),
-            "Socket::SocketNonBlocking - fcntl :: failed with code 1: Operation not permitted");
+  EXPECT_EQ(
+      FailureText<SocketException>([&] { socket.CreateSocket(AF_INET, SOCK_DGRAM, 0, true); }),
+      "Socket::SocketNonBlocking - fcntl :: failed with code 1: Operation not permitted");
   EXPECT_GT(socket.m_descriptor, 0);
   EXPECT_TRUE(IsOpen(socket.m_descriptor));
   EXPECT_EQ(socket.m_nonBlocking, 0);
@@ -316,8 +307,9 @@ TEST(SocketTest, WithoutAStandardInputASocketThatFindsNoOtherNumberThrowsAndIsCl
     while (dup(STDIN_FILENO) >= 0) {
     }
     close(STDIN_FILENO);  // now the only number that is free
-    EXPECT_EQ(FailureText([&] { socket.CreateSocket(AF_INET, SOCK_DGRAM, 0, false); }),
-              "Socket::CreateSocket - socket :: failed with code 24: Too many open files");
+    EXPECT_EQ(
+        FailureText<SocketException>([&] { socket.CreateSocket(AF_INET, SOCK_DGRAM, 0, false); }),
+        "Socket::CreateSocket - socket :: failed with code 24: Too many open files");
     EXPECT_EQ(socket.m_descriptor, -1);
     EXPECT_FALSE(IsOpen(STDIN_FILENO));
     setrlimit(RLIMIT_NOFILE, &before);  // and more at the end
@@ -426,7 +418,7 @@ TEST(SocketTest, TheNonBlockingFieldIsNeverReset) {
 
 TEST(SocketTest, SocketNonBlockingThrowsForABadDescriptor) {
   OpenedSocket socket(ClosedDescriptor());
-  EXPECT_EQ(FailureText([&] { socket.SocketNonBlocking(true); }),
+  EXPECT_EQ(FailureText<SocketException>([&] { socket.SocketNonBlocking(true); }),
             "Socket::SocketNonBlocking - fcntl :: failed with code 9: Bad file descriptor");
   EXPECT_EQ(socket.m_nonBlocking, 0);
   socket.m_descriptor = 0;
@@ -486,7 +478,7 @@ TEST(SocketTest, DestroyWithoutADescriptorDoesNothing) {
 TEST(SocketTest, DestroyThrowsWhenTheShutdownFailsAndTheDescriptorStaysOpen) {
   const int descriptor = NewPipeEnd();
   CloseCounter socket(descriptor);
-  EXPECT_EQ(FailureText([&] { socket.Destroy(); }),
+  EXPECT_EQ(FailureText<SocketException>([&] { socket.Destroy(); }),
             "Socket::Destroy() - shutdown :: failed with code 88: Socket operation on non-socket");
   EXPECT_EQ(socket.m_descriptor, descriptor);
   EXPECT_EQ(socket.closed, 0);
@@ -503,7 +495,7 @@ TEST(SocketTest, TheDestructorClosesTheDescriptor) {
 TEST(SocketTest, AFailureOfDestroyLeavesTheDestructorAndTheObjectCountsAsAlive) {
   const int before = Alive();
   const int descriptor = NewPipeEnd();
-  EXPECT_EQ(FailureText([&] { const Socket socket(descriptor, 0); }),
+  EXPECT_EQ(FailureText<SocketException>([&] { const Socket socket(descriptor, 0); }),
             "Socket::Destroy() - shutdown :: failed with code 88: Socket operation on non-socket");
   EXPECT_TRUE(IsOpen(descriptor));
   EXPECT_EQ(Alive(), before + 1);
@@ -587,7 +579,7 @@ TEST(SocketTest, ReadWritePassesTheBareFourByteTimeoutTwice) {
 TEST(SocketTest, ReadWriteDoesNotSetTheSecondOptionWhenTheFirstFails) {
   const ScriptedOptions options({-EINVAL, 0});
   OpenedSocket socket(-1);
-  EXPECT_EQ(FailureText([&] { socket.SetSocketOptionsReadWrite(); }),
+  EXPECT_EQ(FailureText<SocketException>([&] { socket.SetSocketOptionsReadWrite(); }),
             "SetSocketOptionsReadWrite :: failed with code 22: Invalid argument");
   EXPECT_EQ(options.calls.size(), 1U);
 }
@@ -595,13 +587,13 @@ TEST(SocketTest, ReadWriteDoesNotSetTheSecondOptionWhenTheFirstFails) {
 TEST(SocketTest, ReadWriteThrowsWhenTheSecondOptionFails) {
   const ScriptedOptions options({0, -EDOM});
   OpenedSocket socket(-1);
-  EXPECT_EQ(FailureText([&] { socket.SetSocketOptionsReadWrite(); }),
+  EXPECT_EQ(FailureText<SocketException>([&] { socket.SetSocketOptionsReadWrite(); }),
             "SetSocketOptionsReadWrite :: failed with code 33: Numerical argument out of domain");
 }
 
 TEST(SocketTest, AKernelThatInsistsOnATimevalMakesReadWriteThrow) {
   OpenedSocket socket(NewDatagramSocket(), 30000);
-  EXPECT_EQ(FailureText([&] { socket.SetSocketOptionsReadWrite(); }),
+  EXPECT_EQ(FailureText<SocketException>([&] { socket.SetSocketOptionsReadWrite(); }),
             "SetSocketOptionsReadWrite :: failed with code 22: Invalid argument");
 }
 
@@ -621,24 +613,24 @@ TEST(SocketTest, ARefusedOptionThrowsTheNameOfItsSetter) {
   };
   OpenedSocket socket(NewPipeEnd());
   for (const auto& row : rows) {
-    EXPECT_EQ(FailureText([&] { (socket.*row.set)(); }), row.text);
+    EXPECT_EQ(FailureText<SocketException>([&] { (socket.*row.set)(); }), row.text);
   }
   socket.Close();
 }
 
 TEST(SocketTest, ThrowSocketErrorTakesErrnoForTheCodeZeroOnly) {
   OpenedSocket socket;
-  EXPECT_EQ(FailureText([&] {
+  EXPECT_EQ(FailureText<SocketException>([&] {
               errno = ENOENT;
               socket.ThrowSocketError("place", 0);
             }),
             "place :: failed with code 2: No such file or directory");
-  EXPECT_EQ(FailureText([&] {
+  EXPECT_EQ(FailureText<SocketException>([&] {
               errno = ENOENT;
               socket.ThrowSocketError("place", 110);
             }),
             "place :: failed with code 110: Connection timed out");
-  EXPECT_EQ(FailureText([&] {
+  EXPECT_EQ(FailureText<SocketException>([&] {
               errno = 0;
               socket.ThrowSocketError("place", 0);
             }),
@@ -692,7 +684,7 @@ TEST(SocketTest, IsSameNetworkReadsAMalformedNetworkAsAllOnes) {
   EXPECT_FALSE(Socket::IsSameNetwork("junk", inet_addr("192.0.2.1")));
 }
 
-TEST(SocketTest, IsInRangeCoversFromTheNetworkOnTwoToThePowerOfTheRestOfThePrefix) {
+TEST(SocketTest, ARangeBeginsAtTheUnmaskedNetworkAndHoldsTwoToThePowerOf32MinusPrefixAddresses) {
   const struct {
     const char* range;
     const char* address;
@@ -751,7 +743,7 @@ TEST(SocketTest, IsInRangeReadsAMalformedAddressAsAllOnes) {
   EXPECT_FALSE(Socket::IsInRange("192.0.2.0/24", "junk"));
 }
 
-TEST(SocketTest, IsInRangeThrowsForAPrefixWithAnythingButDigits) {
+TEST(SocketTest, IsInRangeThrowsForAPrefixWithOtherCharactersThanDigits) {
   for (const char* const range :
        {"1.2.3.4/2x", "1.2.3.4/x", "1.2.3.4/-1", "1.2.3.4/+8", "1.2.3.4/ 8", "1.2.3.4/8 ",
         "1.2.3.4/8/8", "1.2.3.4//8", "1.2.3.4/2.4", "junk/x"}) {

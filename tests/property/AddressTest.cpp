@@ -165,7 +165,7 @@ TEST(AddressTest, APrefixOfOtherThanDigitsIsRefused) {
   }
 }
 
-TEST(AddressTest, ANetworkIsTheAddressWithUpToThreeOctetsClearedFromBehind) {
+TEST(AddressTest, ANetworkIsTheAddressWithUpToThreeTrailingOctetsCleared) {
   Random random;
   for (int i = 0; i < 20000; ++i) {
     Octets address{};

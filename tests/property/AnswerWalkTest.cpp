@@ -17,6 +17,7 @@
 #include "tests/property/NameWriter.h"
 #include "tests/property/PlainReply.h"
 #include "tests/property/Random.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
@@ -47,10 +48,6 @@ std::vector<std::string> ValuesOf(const Answers& answers) {
     }
   }
   return values;
-}
-
-Bytes ToBytes(const std::string& text) {
-  return {text.begin(), text.end()};
 }
 
 std::string ToText(const Bytes& bytes) {

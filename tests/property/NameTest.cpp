@@ -11,6 +11,7 @@
 #include "tests/property/NameWriter.h"
 #include "tests/property/PlainReply.h"
 #include "tests/property/Random.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/ReplyBuilder.h"
 
 using namespace std::string_literals;
@@ -55,10 +56,6 @@ std::string EncodeByHand(const std::string& domain) {
     }
   }
   return encoded + '\0';
-}
-
-Bytes ToBytes(const std::string& text) {
-  return {text.begin(), text.end()};
 }
 
 void Append(Bytes& message, const Bytes& bytes) {

@@ -106,7 +106,7 @@ TEST(NumberTest, ASignedNumberIsTheOneOfTheLibraryInto32Bits) {
   }
 }
 
-TEST(NumberTest, TheDefaultStandsForEveryTextThatIsRefused) {
+TEST(NumberTest, EveryTextThatIsRefusedGivesTheDefault) {
   Random random;
   for (int i = 0; i < 20000; ++i) {
     const std::string text = AnyText(random);

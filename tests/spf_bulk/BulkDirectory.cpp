@@ -1,17 +1,5 @@
 #include "tests/spf_bulk/BulkDirectory.h"
 
-namespace {
-
-std::string LastLine(const std::string& text) {
-  if (text.size() < 2) {
-    return text;
-  }
-  const std::size_t feed = text.rfind('\n', text.size() - 2);
-  return text.substr(feed == std::string::npos ? 0 : feed + 1);
-}
-
-}  // namespace
-
 void BulkDirectory::Write(const std::string& name, const std::string& content) const {
   m_directory.Write(name, content);
 }
@@ -30,12 +18,4 @@ ChildProcess BulkDirectory::Start(const std::string& command,
 void ExpectEnd(const ChildResult& result, int status, const std::string& said) {
   EXPECT_EQ(result.exitStatus, status) << result.standardError;
   EXPECT_EQ(LastLine(result.standardError), "spf-bulk: " + said + "\n");
-}
-
-std::string Lines(const std::vector<std::string>& lines) {
-  std::string text;
-  for (const std::string& line : lines) {
-    text += line + "\n";
-  }
-  return text;
 }

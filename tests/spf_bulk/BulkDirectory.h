@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/ChildProcess.h"
+#include "tests/support/Shell.h"
 #include "tests/support/TemporaryDirectory.h"
 
 class BulkDirectory {
@@ -31,9 +31,6 @@ class BulkDirectory {
 
 // Expects that a run has ended with `status`, and with `said` as the last line on standard error.
 void ExpectEnd(const ChildResult& result, int status, const std::string& said);
-
-// Returns the lines as a file has them.
-std::string Lines(const std::vector<std::string>& lines);
 
 // Returns the name of a row of a table of tests.
 template <typename Row>

@@ -1,13 +1,11 @@
 #include "tests/spf_bulk/BulkServer.h"
 
-#include <unistd.h>
-
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/ReplyBuilder.h"
+#include "tests/support/Waiting.h"
 
 namespace {
 
-constexpr std::size_t kQuestion = 12;
 constexpr std::uint16_t kRefused = 0x8185;
 constexpr std::uint16_t kTruncated = 0x8380;
 constexpr char kPassing[] = "v=spf1 ip4:192.0.2.0/24 -all";
@@ -56,18 +54,10 @@ Datagrams BulkServer::Answer(const Bytes& query) {
 }
 
 void WaitForQuestion(const BulkServer& server, const std::string& domain) {
-  for (int i = 0; i < 10000 && server.CountQuestions(domain) == 0; ++i) {
-    usleep(1000);
-  }
+  ComesTrue([&] { return server.CountQuestions(domain) > 0; });
 }
 
 std::string NameOf(const Bytes& query) {
-  std::string name;
-  std::size_t at = kQuestion;
-  while (query.at(at) != 0) {
-    const auto label = query.begin() + static_cast<std::ptrdiff_t>(at + 1);
-    name.append(name.empty() ? "" : ".").append(label, label + query[at]);
-    at += query[at] + std::size_t{1};
-  }
-  return name;
+  const std::string question = ScriptedNameServer::QuestionOf(query);
+  return question.substr(question.find(' ') + 1);
 }

@@ -171,7 +171,7 @@ TEST(BulkTest, AnErrorsFileOfAnEarlierRunIsReplaced) {
 
 TEST(BulkTest, AReasonHoldsNoComma) {
   const ScriptedNameServer server(
-      {{"TXT comma.test", {"v=spf1 a/,2"}}, {"A comma.test", {"1.2.3.4"}}});
+      ScriptedNameServer::Zone{{"TXT comma.test", {"v=spf1 a/,2"}}, {"A comma.test", {"1.2.3.4"}}});
   SetResolverFile("nameserver 127.0.0.1\n");
   const BulkDirectory directory;
   directory.Write("in", "comma.test,192.0.2.1,\n");

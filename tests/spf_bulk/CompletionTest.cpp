@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/spf_bulk/BulkDirectory.h"
+#include "tests/support/Completion.h"
 
 namespace {
 
@@ -19,21 +20,10 @@ const Texts kOptions = {"--jobs",        "--output", "--resume", "--errors",
 // Expects `candidates` for the words as bash cuts them, the last of which is being completed, in a
 // directory with two files.
 void ExpectCandidates(const Texts& candidates, const Texts& words) {
-  const BulkDirectory directory;
-  directory.Write("1.csv", "");
-  directory.Write("senders.csv", "");
-  std::string line = "spf-bulk";
-  for (const std::string& word : words) {
-    line += " '" + word + "'";
-  }
-  const std::string script = "compopt() { :; }; . '" SPF_BULK_COMPLETION "'; COMP_WORDS=(" + line +
-                             ") COMP_CWORD=" + std::to_string(words.size()) +
-                             " COMPREPLY=(left over); _spf_bulk spf-bulk '" + words.back() +
-                             "' \"${COMP_WORDS[COMP_CWORD - 1]}\"; "
-                             "[ ${#COMPREPLY[@]} = 0 ] || printf '%s\\n' \"${COMPREPLY[@]}\"";
-  const ChildResult result = RunChild("/bin/bash", {"bash", "-c", script}, directory.Path());
-  EXPECT_EQ(result.standardError, "");
-  EXPECT_EQ(result.standardOutput, Lines(candidates)) << line;
+  const Completion completion("spf-bulk");
+  completion.MakeFile("1.csv");
+  completion.MakeFile("senders.csv");
+  completion.ExpectCandidates(candidates, words.back(), words);
 }
 
 }  // namespace

@@ -6,26 +6,19 @@
 #include <string>
 #include <vector>
 
-#include "tests/faults/DelayedNameServer.h"
 #include "tests/spf_bulk/BulkDirectory.h"
 #include "tests/spf_bulk/BulkServer.h"
 #include "tests/support/PrivateNetwork.h"
+#include "tests/support/ScriptedNameServer.h"
+#include "tests/support/Text.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-std::string Repeat(const std::string& line, int count) {
-  std::string text;
-  for (int i = 0; i < count; ++i) {
-    text += line;
-  }
-  return text;
-}
-
 TEST(LoadTest, SoManyChecksAreMadeAtOnceAsAskedFor) {
-  const DelayedNameServer server({{"TXT slow.test", 500ms, "v=spf1 -all"}});
+  const ScriptedNameServer server("127.0.0.1", {{"TXT slow.test", 500ms, "v=spf1 -all"}});
   SetResolverFile("nameserver 127.0.0.1\n");
   const BulkDirectory directory;
   directory.Write("in", Repeat("slow.test,192.0.2.1,\n", 12));
@@ -41,8 +34,8 @@ TEST(LoadTest, SoManyChecksAreMadeAtOnceAsAskedFor) {
 }
 
 TEST(LoadTest, TheOrderIsThatOfTheInputWhateverTakesLong) {
-  const DelayedNameServer server(
-      {{"TXT slow.test", 300ms, "v=spf1 -all"}, {"TXT fast.test", 0ms, "v=spf1 ip4:192.0.2.1"}});
+  const ScriptedNameServer server("127.0.0.1", {{"TXT slow.test", 300ms, "v=spf1 -all"},
+                                                {"TXT fast.test", 0ms, "v=spf1 ip4:192.0.2.1"}});
   SetResolverFile("nameserver 127.0.0.1\n");
   const BulkDirectory directory;
   std::string input;

@@ -2,14 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <regex>
 #include <string>
 #include <vector>
 
 #include "tests/support/ChildProcess.h"
-#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Completion.h"
 
 namespace {
 
@@ -18,52 +16,14 @@ using Texts = std::vector<std::string>;
 const Texts kOptions = {"--time-limit", "--server", "--record", "--explain",
                         "--quiet",      "--help",   "--version"};
 
-std::string Quote(const std::string& text) {
-  return "'" + std::regex_replace(text, std::regex("'"), "'\\''") + "'";
-}
-
-std::string JoinLines(const Texts& texts) {
-  std::string lines;
-  for (const std::string& text : texts) {
-    lines += text + "\n";
-  }
-  return lines;
-}
-
 class CompletionTest : public testing::Test {
  protected:
-  CompletionTest() {
-    m_directory.Write("hosts", "192.0.2.1 mail.example.org\n192.0.2.2 other.test\n");
-  }
-
-  // Returns what bash prints for `script`, after it has read the completion.
-  std::string RunBash(const std::string& script) const {
-    const std::string set_up = "HOSTFILE=" + Quote(m_directory.Path("hosts")) + "; . " +
-                               Quote(SPF_MAY_SEND_COMPLETION) + "; ";
-    const ChildResult result =
-        RunChild("/bin/bash", {"bash", "-c", set_up + script}, m_directory.Path());
-    EXPECT_EQ(result.standardError, "");
-    return result.standardOutput;
-  }
-
-  // Expects `candidates` for the words as bash cuts them, the last of which is being completed;
-  // `text` is what bash replaces.
   void ExpectCandidates(const Texts& candidates, const std::string& text,
                         const Texts& words) const {
-    std::string line = "spf-may-send";
-    for (const std::string& word : words) {
-      line += " " + Quote(word);
-    }
-    const std::string last = std::to_string(words.size());
-    EXPECT_EQ(RunBash("COMP_WORDS=(" + line + ") COMP_CWORD=" + last +
-                      " COMPREPLY=(left over); _spf_may_send spf-may-send " + Quote(text) +
-                      " \"${COMP_WORDS[COMP_CWORD - 1]}\"; "
-                      "[ ${#COMPREPLY[@]} = 0 ] || printf '%s\\n' \"${COMPREPLY[@]}\""),
-              JoinLines(candidates))
-        << line;
+    m_completion.ExpectCandidates(candidates, text, words);
   }
 
-  TemporaryDirectory m_directory;
+  const Completion m_completion{"spf-may-send"};
 };
 
 }  // namespace
@@ -88,8 +48,7 @@ TEST_F(CompletionTest, AValueOfAnOptionIsNotCompleted) {
 }
 
 TEST_F(CompletionTest, EachOptionOfTheProgramIsKnown) {
-  const ChildResult help =
-      RunChild(SPF_MAY_SEND_PROGRAM, {"spf-may-send", "--help"}, m_directory.Path());
+  const ChildResult help = RunChild(SPF_MAY_SEND_PROGRAM, {"spf-may-send", "--help"}, "/");
   const std::regex option("\n  -[a-zA-Z], (--[a-z-]*)");
   Texts options;
   for (std::sregex_iterator found(help.standardOutput.begin(), help.standardOutput.end(), option);
@@ -127,23 +86,12 @@ TEST_F(CompletionTest, AfterTheSenderNothingIsCompleted) {
   ExpectCandidates({}, "m", {"192.0.2.7", "example.org", "m"});
 }
 
-// As a shell that stops at unset variables and has no command to call.
 TEST_F(CompletionTest, BashAloneIsEnough) {
-  EXPECT_EQ(RunBash("set -u; PATH=/nowhere; COMP_WORDS=(spf-may-send -e 192.0.2.7 some @ ma); "
-                    "COMP_CWORD=5; _spf_may_send spf-may-send ma @; echo \"${COMPREPLY[*]}\""),
-            "mail.example.org\n");
+  m_completion.ExpectFromBashAlone("mail.example.org", "ma",
+                                   {"-e", "192.0.2.7", "some", "@", "ma"});
 }
 
 TEST_F(CompletionTest, ATabInATerminalCompletesWhatBashHasCut) {
-  if (!std::filesystem::exists("/dev/pts/ptmx")) {
-    GTEST_SKIP() << "this machine forbids terminals";
-  }
-  m_directory.Write("rc", "PS1= HISTFILE= TERM=dumb HOSTFILE=" + m_directory.Path("hosts") +
-                              "\n. " + SPF_MAY_SEND_COMPLETION +
-                              "\nspf-may-send() { printf '<%s>' \"$@\" > " +
-                              m_directory.Path("arguments") + "; }\n");
-  RunBash(
-      "printf 'spf-may-send --exp\\t192.0.2.7 some@ma\\t\\nexit\\n' | INPUTRC=/dev/null "
-      "timeout 30 script -qec 'bash --rcfile rc -i' /dev/null > terminal");
-  EXPECT_EQ(m_directory.Read("arguments"), "<--explain><192.0.2.7><some@mail.example.org>");
+  EXPECT_EQ(m_completion.ArgumentsTyped("spf-may-send --exp\\t192.0.2.7 some@ma\\t"),
+            "<--explain><192.0.2.7><some@mail.example.org>");
 }

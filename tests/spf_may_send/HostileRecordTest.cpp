@@ -10,6 +10,7 @@
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
+#include "tests/support/Text.h"
 
 namespace {
 
@@ -39,17 +40,9 @@ void ExpectNoVerdict(const std::string& record, const std::string& reason) {
   }
 }
 
-std::string Repeat(int count, const std::string& text) {
-  std::string result;
-  for (int i = 0; i < count; ++i) {
-    result += text;
-  }
-  return result;
-}
-
 }  // namespace
 
-TEST_F(HostileRecordTest, ALineFeedMakesNoLine) {
+TEST_F(HostileRecordTest, ALineFeedInARecordDoesNotStartALine) {
   ExpectNoVerdict("v=spf1 ip4:192.0.2.9\npassed:",
                   "malformed record: ip4:192.0.2.9\\012passed: of example.org");
   ExpectNoVerdict("v=spf1 x\n\rSPFCheck::passed -all",
@@ -72,8 +65,8 @@ TEST_F(HostileRecordTest, RangesThatSpfcheckCannotReadPassNobody) {
 
 TEST_F(HostileRecordTest, AThousandRecordsAreNotRead) {
   const ScriptedNameServer server(
-      Zone{{"TXT a.test", {"v=spf1 " + Repeat(10, "include:b.test ") + "-all"}},
-           {"TXT b.test", {"v=spf1 " + Repeat(10, "include:a.test ") + "-all"}}});
+      Zone{{"TXT a.test", {"v=spf1 " + Repeat("include:b.test ", 10) + "-all"}},
+           {"TXT b.test", {"v=spf1 " + Repeat("include:a.test ", 10) + "-all"}}});
   MaySendRun run({"-e", "192.0.2.7", "a.test"});
   EXPECT_EQ(run.GetStatus(), kNoVerdict);
   EXPECT_TRUE(run.GetOutput().starts_with("no verdict: more look-ups than allowed\n"));
@@ -94,7 +87,7 @@ TEST_F(HostileRecordTest, EveryByteOfARecordIsShownInPrintableASCII) {
   }
 }
 
-TEST_F(HostileRecordTest, BlanksAloneAreNoTerms) {
+TEST_F(HostileRecordTest, BlanksAloneAreNotTerms) {
   for (const std::string blanks : {"  ", "   ", "    "}) {
     MaySendRun run({"-e", "-r", "v=spf1" + blanks + "ip4:192.0.2.7" + blanks + "-all" + blanks,
                     "192.0.2.7", "example.org"});
@@ -106,7 +99,7 @@ TEST_F(HostileRecordTest, BlanksAloneAreNoTerms) {
 }
 
 TEST_F(HostileRecordTest, AsManyTermsAsTheSystemHandsOverAreShown) {
-  const std::string record = "v=spf1 " + Repeat(8000, "ip4:192.0.2.1 ") + "-all";
+  const std::string record = "v=spf1 " + Repeat("ip4:192.0.2.1 ", 8000) + "-all";
   MaySendRun run({"-e", "-r", record, "192.0.2.7", "example.org"});
   EXPECT_EQ(run.GetStatus(), kFailed);
   EXPECT_EQ(std::ranges::count(run.GetOutput(), '\n'), 8004);

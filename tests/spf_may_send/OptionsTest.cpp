@@ -184,7 +184,7 @@ TEST_F(OptionsTest, AServerThatIsNotADottedQuadOr0000IsWrongUse) {
   }
 }
 
-TEST_F(OptionsTest, AnotherNumberOfArgumentsThanTwoIsWrongUse) {
+TEST_F(OptionsTest, ANumberOfArgumentsOtherThanTwoIsWrongUse) {
   for (const Mistake& mistake : {
            Mistake{{}, "an address and a sender or domain are wanted"},
            Mistake{{"192.0.2.7"}, "the sender or domain is missing"},

@@ -189,7 +189,7 @@ std::string AnyText(Random& random) {
 
 }  // namespace
 
-TEST_F(AnswersTest, AboutADomainThatIsNotNamedItIsNeverMoreThanAHeader) {
+TEST_F(AnswersTest, ADomainThatIsNotNamedGetsAtMostAHeader) {
   PolicyClient client;
   for (int i = 0; i < 3000; ++i) {
     const std::string request = Draw(AnyRequest);

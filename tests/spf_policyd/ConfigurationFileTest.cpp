@@ -36,7 +36,7 @@ class ConfigurationFileTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(ConfigurationFileTest, WhatTheReaderTakesIsRight) {
+TEST_F(ConfigurationFileTest, LinesThatTheReaderTakesAreCorrect) {
   EXPECT_EQ(FaultOf(""), "nothing");
   EXPECT_EQ(FaultOf("# refuse = x\n\n \t \r\n  #x\nrefuse=a=b\nLOG_Level=\n  refuse=\n"),
             "nothing");

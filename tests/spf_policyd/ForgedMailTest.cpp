@@ -58,10 +58,6 @@ Script WithFaults(const Script& fault) {
       };
 }
 
-Datagrams Silence(const Bytes& /*query*/) {
-  return {};
-}
-
 // Replies with each of the error codes in turn.
 Datagrams ErrorCode(const Bytes& query) {
   static std::atomic<unsigned int> replies{0};
@@ -149,7 +145,7 @@ TEST_F(ForgedMailTest, AlsoWhereOneAnswerInTenIsTruncated) {
   ExpectRightAnswers(WithFaults(Truncation));
 }
 
-TEST_F(ForgedMailTest, HowEverOftenAnswersAreMissingNoHonestMailIsRefused) {
+TEST_F(ForgedMailTest, HoweverOftenAnswersAreMissingNoHonestMailIsRefused) {
   Random random;
   m_settings.timeLimit = 320ms;
   const ScriptedNameServer server([&random, zone = MakeZone()](const Bytes& query) {

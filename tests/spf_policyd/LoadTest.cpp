@@ -10,9 +10,9 @@
 
 #include "tests/spf_policyd/PolicyClient.h"
 #include "tests/spf_policyd/RunningService.h"
-#include "tests/spf_policyd/Waiting.h"
 #include "tests/support/Sanitizers.h"
 #include "tests/support/ScriptedNameServer.h"
+#include "tests/support/Waiting.h"
 
 namespace {
 
@@ -138,7 +138,7 @@ TEST(LoadTest, AClientThatDoesNotReadIsClosed) {
   service.ExpectGoodEnd();
 }
 
-TEST(LoadTest, FloodsOfWhatIsNotARequestHoldUpNobody) {
+TEST(LoadTest, FloodsOfMalformedRequestsDelayNobody) {
   RunningService service;
   std::vector<std::jthread> writers;
   for (const std::string& text :
@@ -162,7 +162,7 @@ TEST(LoadTest, FloodsOfWhatIsNotARequestHoldUpNobody) {
   service.ExpectGoodEnd();
 }
 
-TEST(LoadTest, FloodsOfConnectionsHoldUpNobody) {
+TEST(LoadTest, FloodsOfConnectionsDelayNobody) {
   RunningService service("trial=0\nconnections=50\n");
   std::vector<std::jthread> flood;
   for (int i = 0; i < 3; ++i) {

@@ -109,10 +109,6 @@ Script AfterOthers(std::size_t count, const Script& other) {
   };
 }
 
-Datagrams Silence(const Bytes& /*query*/) {
-  return {};
-}
-
 Datagrams ServerFailure(const Bytes& query) {
   return {ReplyBuilder(query).SetFlags(0x8182).Build()};
 }
@@ -321,7 +317,7 @@ TEST_F(PolicyDecisionTest, AVerdictIsNotAskedForAgain) {
   EXPECT_EQ(Questions(), 3U);
 }
 
-TEST_F(PolicyDecisionTest, AHostileRecordCostsNoMoreThanIsAllowed) {
+TEST_F(PolicyDecisionTest, AHostileRecordDoesNotCostMoreThanIsAllowed) {
   std::atomic<int> record{0};
   Serve([&record](const Bytes& query) {
     std::string text = "v=spf1";

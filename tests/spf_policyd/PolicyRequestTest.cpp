@@ -94,7 +94,7 @@ TEST(PolicyRequestTest, WhatIsNotPrintableBecomesAQuestionMark) {
   }
 }
 
-TEST(PolicyRequestTest, WhatIsNoRequestIsFoundAsSoonAsItIsSeen) {
+TEST(PolicyRequestTest, AMalformedRequestIsFoundAsSoonAsItIsSeen) {
   const struct {
     const char* name;
     std::string text;

@@ -17,9 +17,9 @@
 #include "programs/spf-policyd/PolicyServer.h"
 #include "tests/spf_policyd/DecisionSettings.h"
 #include "tests/spf_policyd/PolicyClient.h"
-#include "tests/spf_policyd/Waiting.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ScriptedNameServer.h"
+#include "tests/support/Waiting.h"
 
 namespace {
 
@@ -227,7 +227,7 @@ TEST_F(PolicyServerTest, NewSettingsHoldFromTheNextRequestOn) {
   EXPECT_TRUE(client.Ask(Request("198.51.100.7", "a@example.org")).starts_with("550 "));
 }
 
-TEST_F(PolicyServerTest, ItsEndAnswersWhatIsBeingDecidedAndNoMore) {
+TEST_F(PolicyServerTest, AtItsEndItAnswersOnlyWhatIsBeingDecided) {
   WaitingNameServer names;
   const auto before = Threads();
   Start(10);

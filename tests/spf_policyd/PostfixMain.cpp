@@ -13,7 +13,7 @@ int main(int argc, char* argv[]) {
   const bool listing = argc > 1 && std::string_view(argv[1]).starts_with("--gtest_list_tests");
   if (!listing) {
     if (!std::filesystem::exists(RunningPostfix::Directory() + "/usr/lib/postfix/sbin/master")) {
-      Skip("there is no Postfix");
+      Skip("Postfix is missing");
     }
     EnterPrivateMachine(argv);
   }

@@ -16,7 +16,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/spf_policyd/Waiting.h"
+#include "tests/support/Waiting.h"
 
 namespace {
 

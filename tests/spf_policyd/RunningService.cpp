@@ -6,7 +6,7 @@
 #include <regex>
 #include <sstream>
 
-#include "tests/spf_policyd/Waiting.h"
+#include "tests/support/Waiting.h"
 
 namespace {
 

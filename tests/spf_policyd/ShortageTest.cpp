@@ -11,8 +11,8 @@
 
 #include "tests/spf_policyd/PolicyClient.h"
 #include "tests/spf_policyd/RunningService.h"
-#include "tests/spf_policyd/Waiting.h"
 #include "tests/support/ScriptedNameServer.h"
+#include "tests/support/Waiting.h"
 
 namespace {
 

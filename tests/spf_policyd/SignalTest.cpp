@@ -15,8 +15,8 @@
 
 #include "tests/spf_policyd/PolicyClient.h"
 #include "tests/spf_policyd/RunningService.h"
-#include "tests/spf_policyd/Waiting.h"
 #include "tests/support/ScriptedNameServer.h"
+#include "tests/support/Waiting.h"
 
 namespace {
 
@@ -157,7 +157,7 @@ TEST(SignalTest, ReloadsUnderLoadLoseNoRequest) {
   EXPECT_EQ(service.Files().Count("domain=example.org"), static_cast<std::size_t>(answered));
 }
 
-TEST(SignalTest, AStormOfReloadsHoldsUpNeitherRequestsNorTheEnd) {
+TEST(SignalTest, AStormOfReloadsDelaysNeitherRequestsNorTheEnd) {
   const ScriptedNameServer names(kZone);
   RunningService service("trial=0\n");
   std::jthread storm([&service](const std::stop_token& stop) {

@@ -201,8 +201,9 @@ TEST(StartTest, ANameServerWithoutAnIPv4AddressIsWarnedOf) {
 }
 
 TEST(StartTest, CheckConfigPrintsTheSettingsAndWhatIsNotEvaluated) {
-  const ScriptedNameServer names({{"TXT example.org", {"v=spf1 ip4:192.0.2.0/24 mx -all"}},
-                                  {"TXT example.net", {"v=spf1 a -all"}}});
+  const ScriptedNameServer names(
+      ScriptedNameServer::Zone{{"TXT example.org", {"v=spf1 ip4:192.0.2.0/24 mx -all"}},
+                               {"TXT example.net", {"v=spf1 a -all"}}});
   const ServiceFiles files("refuse=example.org,.example.net\ntime_limit=7\n");
   const ChildResult result = RunService({"--check-config"});
   EXPECT_EQ(result.exitStatus, 0);

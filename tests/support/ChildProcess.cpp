@@ -10,8 +10,6 @@
 
 namespace {
 
-constexpr unsigned int kLimitSeconds = 60;
-
 void Redirect(int descriptor, const std::string& path) {
   dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), descriptor);
 }
@@ -19,7 +17,7 @@ void Redirect(int descriptor, const std::string& path) {
 }  // namespace
 
 ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
-                           const std::string& directory) {
+                           const std::string& directory, unsigned int seconds) {
   std::vector<char*> words;
   for (const std::string& argument : arguments) {
     words.push_back(const_cast<char*>(argument.c_str()));
@@ -35,7 +33,7 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
   if (m_process == 0) {
     Redirect(STDOUT_FILENO, out);
     Redirect(STDERR_FILENO, err);
-    alarm(kLimitSeconds);
+    alarm(seconds);
     if (chdir(directory.c_str()) == 0) {
       execv(program.c_str(), words.data());
     }

@@ -19,9 +19,9 @@ struct ChildResult {
 class ChildProcess {
  public:
   // Starts program with arguments (the zeroth, its name, included) in directory. One that runs for
-  // more than 60 s is ended by SIGALRM. Throws std::system_error when it cannot be started.
+  // more than `seconds` is ended by SIGALRM. Throws std::system_error when it cannot be started.
   ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
-               const std::string& directory);
+               const std::string& directory, unsigned int seconds = 60);
   ~ChildProcess();  // kills it if it was not waited for
 
   ChildProcess(const ChildProcess&) = delete;

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-using Bytes = std::vector<unsigned char>;
+#include "tests/support/Bytes.h"
 
 class ReplyBuilder {
  public:

@@ -1,17 +1,20 @@
 #include "tests/support/ScriptedNameServer.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <system_error>
 #include <utility>
 
 #include "tests/support/ReplyBuilder.h"
+#include "tests/support/Waiting.h"
 
 namespace {
 
@@ -46,23 +49,50 @@ std::string TypeName(int type) {
   }
 }
 
+// Returns a script whose replies are sent at once.
+auto AtOnce(ScriptedNameServer::Script script) {
+  return [script = std::move(script)](const Bytes& query) {
+    std::multimap<std::chrono::milliseconds, Bytes> letters;
+    for (const Bytes& datagram : script(query)) {
+      letters.insert({std::chrono::milliseconds(0), datagram});
+    }
+    return letters;
+  };
+}
+
 }  // namespace
 
-ScriptedNameServer::ScriptedNameServer(Script script) : ScriptedNameServer(std::move(script), -1) {}
+ScriptedNameServer::ScriptedNameServer(Script script)
+    : ScriptedNameServer(AtOnce(std::move(script)), Bind("127.0.0.1", 53), -1) {}
 
 ScriptedNameServer::ScriptedNameServer(Script script, const std::string& replyAddress)
-    : ScriptedNameServer(std::move(script), Bind(replyAddress, 0)) {}
+    : ScriptedNameServer(AtOnce(std::move(script)), Bind("127.0.0.1", 53), Bind(replyAddress, 0)) {}
 
 ScriptedNameServer::ScriptedNameServer(Zone zone)
-    : ScriptedNameServer([zone = std::move(zone)](const Bytes& query) {
+    : ScriptedNameServer(Script([zone = std::move(zone)](const Bytes& query) {
         return Datagrams{AnswerFrom(zone, query)};
-      }) {}
+      })) {}
 
-ScriptedNameServer::ScriptedNameServer(Script script, int replySocket)
+ScriptedNameServer::ScriptedNameServer(const std::string& address,
+                                       std::vector<DelayedReply> replies)
+    : ScriptedNameServer(
+          [replies = std::move(replies)](const Bytes& query) {
+            Letters letters;
+            for (const auto& [question, delay, value] : replies) {
+              if (question == QuestionOf(query)) {
+                letters.insert({delay, AnswerFrom({{question, {value}}}, query)});
+              }
+            }
+            return letters;
+          },
+          Bind(address, 53), -1) {}
+
+ScriptedNameServer::ScriptedNameServer(std::function<Letters(const Bytes& query)> script,
+                                       int socket, int replySocket)
     : m_script(std::move(script)),
-      m_socket(Bind("127.0.0.1", 53)),
+      m_socket(socket),
       m_replySocket(replySocket < 0 ? m_socket : replySocket) {
-  if (pipe(m_stop) < 0) {
+  if (pipe2(m_stop, O_CLOEXEC) < 0) {
     ThrowErrno("pipe");
   }
   m_thread = std::thread([this] { Serve(); });
@@ -108,6 +138,10 @@ Bytes ScriptedNameServer::AnswerFrom(const Zone& zone, const Bytes& query) {
   return reply.Build();
 }
 
+bool ScriptedNameServer::IsAsked() const {
+  return ComesTrue([this] { return !Queries().empty(); });
+}
+
 std::vector<Bytes> ScriptedNameServer::Queries() const {
   const std::lock_guard guard(m_mutex);
   return m_queries;
@@ -122,28 +156,53 @@ std::vector<std::string> ScriptedNameServer::Questions() const {
 }
 
 void ScriptedNameServer::Serve() {
-  std::array<unsigned char, 65536> buffer;
   while (true) {
     std::array<pollfd, 2> events = {{{m_socket, POLLIN, 0}, {m_stop[0], POLLIN, 0}}};
-    poll(events.data(), events.size(), -1);
+    poll(events.data(), events.size(), MillisecondsToNext());
     if (events[1].revents != 0) {
       return;
     }
-    sockaddr_in client{};
-    socklen_t clientLength = sizeof(client);
-    auto* const clientAddress = reinterpret_cast<sockaddr*>(&client);
-    const ssize_t length =
-        recvfrom(m_socket, buffer.data(), buffer.size(), 0, clientAddress, &clientLength);
-    if (length < 0) {
-      continue;
+    if (events[0].revents != 0) {
+      Accept();
     }
-    const Bytes query(buffer.begin(), buffer.begin() + length);
-    {
-      const std::lock_guard guard(m_mutex);
-      m_queries.push_back(query);
-    }
-    for (const Bytes& reply : m_script(query)) {
-      sendto(m_replySocket, reply.data(), reply.size(), 0, clientAddress, clientLength);
-    }
+    SendWhatIsDue();
   }
+}
+
+int ScriptedNameServer::MillisecondsToNext() const {
+  if (m_letters.empty()) {
+    return -1;
+  }
+  const auto left = m_letters.begin()->first - Clock::now();
+  return std::max(0, static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(left).count()));
+}
+
+void ScriptedNameServer::Accept() {
+  const auto now = Clock::now();
+  std::array<unsigned char, 65536> buffer;
+  sockaddr_in client{};
+  socklen_t clientLength = sizeof(client);
+  const ssize_t length = recvfrom(m_socket, buffer.data(), buffer.size(), 0,
+                                  reinterpret_cast<sockaddr*>(&client), &clientLength);
+  if (length < 0) {
+    return;
+  }
+  const Bytes query(buffer.begin(), buffer.begin() + length);
+  {
+    const std::lock_guard guard(m_mutex);
+    m_queries.push_back(query);
+  }
+  for (const auto& [delay, bytes] : m_script(query)) {
+    m_letters.insert({now + delay, {client, bytes}});
+  }
+}
+
+void ScriptedNameServer::SendWhatIsDue() {
+  const auto end = m_letters.upper_bound(Clock::now());
+  for (auto letter = m_letters.begin(); letter != end; ++letter) {
+    const auto& [to, bytes] = letter->second;
+    sendto(m_replySocket, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+           sizeof(to));
+  }
+  m_letters.erase(m_letters.begin(), end);
 }

@@ -1,7 +1,10 @@
-// A UDP name server that answers with exactly the bytes that a test gives it.
+// A UDP name server that answers with exactly the bytes that a test gives it, when the test says.
 
 #pragma once
 
+#include <netinet/in.h>
+
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -10,8 +13,14 @@
 #include <thread>
 #include <vector>
 
-using Bytes = std::vector<unsigned char>;
+#include "tests/support/Bytes.h"
+
 using Datagrams = std::vector<Bytes>;
+
+// The script of a server that does not answer.
+inline Datagrams Silence(const Bytes& /*query*/) {
+  return {};
+}
 
 class ScriptedNameServer {
  public:
@@ -22,6 +31,13 @@ class ScriptedNameServer {
   // order of the reply.
   using Zone = std::map<std::string, std::vector<std::string>>;
 
+  // A reply that is sent some time after its question, other queries being served meanwhile.
+  struct DelayedReply {
+    std::string question;
+    std::chrono::milliseconds delay;
+    std::string value;
+  };
+
   // Listens on 127.0.0.1, port 53, until the object goes away. The script runs on a thread of the
   // server's own. Throws std::system_error when the port cannot be had.
   explicit ScriptedNameServer(Script script);
@@ -31,6 +47,9 @@ class ScriptedNameServer {
 
   // Answers from zone, well formed; with an answer count of 0 for what zone does not hold.
   explicit ScriptedNameServer(Zone zone);
+
+  // Listens on `address` and sends for a query all the replies to its question.
+  ScriptedNameServer(const std::string& address, std::vector<DelayedReply> replies);
   ~ScriptedNameServer();
 
   ScriptedNameServer(const ScriptedNameServer&) = delete;
@@ -42,6 +61,9 @@ class ScriptedNameServer {
   // Returns what a query asks: "A", "NS" or "TXT" (another type as a number), a blank and the name.
   static std::string QuestionOf(const Bytes& query);
 
+  // Returns whether a query comes in time.
+  bool IsAsked() const;
+
   // The queries so far, in the order of their arrival.
   std::vector<Bytes> Queries() const;
 
@@ -49,14 +71,26 @@ class ScriptedNameServer {
   std::vector<std::string> Questions() const;
 
  private:
-  ScriptedNameServer(Script script, int replySocket);
+  using Clock = std::chrono::steady_clock;
+  struct Letter {
+    sockaddr_in to;
+    Bytes bytes;
+  };
+  using Letters = std::multimap<std::chrono::milliseconds, Bytes>;  // by their delay
+
+  ScriptedNameServer(std::function<Letters(const Bytes& query)> script, int socket,
+                     int replySocket);
 
   void Serve();
+  int MillisecondsToNext() const;  // -1 when nothing waits to be sent
+  void Accept();
+  void SendWhatIsDue();
 
-  Script m_script;
+  std::function<Letters(const Bytes& query)> m_script;
   int m_socket;
   int m_replySocket;  // m_socket or one of its own
   int m_stop[2];      // a pipe; closing its write end stops the server
+  std::multimap<Clock::time_point, Letter> m_letters;
   mutable std::mutex m_mutex;
   std::vector<Bytes> m_queries;  // guarded by m_mutex
   std::thread m_thread;

@@ -94,7 +94,7 @@ TEST_F(BudgetedCheckTest, TheBudgetIsTheLastFieldAfterTheDepth) {
   EXPECT_EQ(TailOf(plain).budget, nullptr);
 }
 
-TEST_F(BudgetedCheckTest, ItsVirtualOperationsAreThoseOfSocketButTheDestructor) {
+TEST_F(BudgetedCheckTest, ItsVirtualOperationsAreThoseOfSocketExceptTheDestructor) {
   const Socket socket(0, 0);
   const SPFCheck check(kClient, "", "d.test", 0, "v=spf1");
   EXPECT_EQ(DifferentSlots(VirtualOperations(socket, 6), VirtualOperations(check, 6)),
@@ -213,7 +213,7 @@ TEST_F(BudgetedCheckTest, ARecordThatAsksForThousandsOfLookUpsIsCutShort) {
   EXPECT_EQ(m_questions.size(), 50U);
 }
 
-TEST_F(BudgetedCheckTest, AnExceptionEndsTheStepsAndLeavesNothingBehind) {
+TEST_F(BudgetedCheckTest, AnExceptionEndsTheStepsAndLeaksNothing) {
   const std::ptrdiff_t descriptors = OpenDescriptors();
   const int sockets = Socket::m_nAccessCounter;
   const Zone zone = {{"TXT e.test", {"v=spf1 include"}}, {"TXT f.test", {"v=spf1 a/x"}}};

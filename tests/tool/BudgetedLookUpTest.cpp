@@ -102,7 +102,7 @@ class BudgetedLookUpTest : public testing::Test {
 
 // The class.
 
-TEST_F(BudgetedLookUpTest, ItOverridesTheCreationOfSocketsAndTheReceivingAlone) {
+TEST_F(BudgetedLookUpTest, ItOverridesOnlyTheCreationOfSocketsAndTheReceiving) {
   const DNSSocket base("example.org");
   const BudgetedLookUp lookUp("example.org", m_budget);
   EXPECT_EQ(DifferentSlots(VirtualOperations(base, 10), VirtualOperations(lookUp, 10)),
@@ -168,7 +168,7 @@ TEST_F(BudgetedLookUpTest, AnAliasIsToldOfBothTypes) {
   EXPECT_EQ(m_lookUp.outcome, Outcome::kAlias);
 }
 
-TEST_F(BudgetedLookUpTest, AReplyToAnotherQuestionIsReadButNoAnswer) {
+TEST_F(BudgetedLookUpTest, AReplyToAnotherQuestionIsReadButIsNotAnAnswer) {
   const ScriptedNameServer server([](const Bytes& query) {
     Bytes other = query;
     other[13] = 'E';
@@ -203,7 +203,7 @@ TEST_F(BudgetedLookUpTest, ARecordThatIsReadOtherwiseThanPublishedIsMisread) {
   }
 }
 
-TEST_F(BudgetedLookUpTest, OfSeveralRecordsAllAreKnown) {
+TEST_F(BudgetedLookUpTest, AllOfSeveralRecordsAreKnown) {
   EXPECT_EQ(Record([](ReplyBuilder& reply) { reply.TXT({"v=spf1 a"}).TXT({kRecord}); }), kRecord);
   EXPECT_EQ(m_lookUp.outcome, Outcome::kAnswered);
   EXPECT_EQ(m_lookUp.policies, (Texts{"v=spf1 a", kRecord}));
@@ -350,7 +350,7 @@ TEST_F(BudgetedLookUpTest, ADescriptorAbove1023IsRefusedAndClosed) {
   const ScriptedNameServer server(Answer([](ReplyBuilder&) {}));
   const DescriptorLimit limit(1100);
   if (!limit.IsSet()) {
-    GTEST_SKIP() << "no more than 1024 descriptors are allowed";
+    GTEST_SKIP() << "this machine forbids a process so many descriptors";
   }
   const TakenDescriptors taken(1024);
   const std::ptrdiff_t before = OpenDescriptors();
@@ -371,7 +371,7 @@ TEST_F(BudgetedLookUpTest, Descriptor1023IsUsed) {
   const ScriptedNameServer server(Answer([](ReplyBuilder& reply) { reply.TXT({kRecord}); }));
   const DescriptorLimit limit(1100);
   if (!limit.IsSet()) {
-    GTEST_SKIP() << "no more than 1024 descriptors are allowed";
+    GTEST_SKIP() << "this machine forbids a process so many descriptors";
   }
   const TakenDescriptors taken(1023);
   EXPECT_EQ(BudgetedLookUp("example.org", m_budget).FindRecord(), kRecord);
@@ -384,7 +384,7 @@ TEST_F(BudgetedLookUpTest, WithoutADescriptorLeftItThrows) {
   EXPECT_THROW(BudgetedLookUp("example.org", m_budget).FindRecord(), SocketException);
 }
 
-TEST_F(BudgetedLookUpTest, NoOutcomeLeavesADescriptorBehind) {
+TEST_F(BudgetedLookUpTest, NoOutcomeLeaksADescriptor) {
   const std::ptrdiff_t before = OpenDescriptors();
   Record([](ReplyBuilder& reply) { reply.TXT({kRecord}); });
   Addresses([](ReplyBuilder& reply) { reply.SetFlags(0x8182); });

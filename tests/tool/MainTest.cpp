@@ -279,7 +279,7 @@ TEST_F(MainTest, TheUsageWritesNoLogFile) {
   EXPECT_FALSE(std::filesystem::exists("log.txtcurrent.log"));
 }
 
-TEST_F(MainTest, LogLinesStandInTheReportWhereTheyArise) {
+TEST_F(MainTest, LogLinesAppearInTheReportWhereTheyOccur) {
   const std::string domain(1100, 'a');  // too long for a query
   const std::string line =
       "Error: DNSSocket::DoQuery - StdException - "

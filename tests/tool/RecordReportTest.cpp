@@ -48,7 +48,7 @@ TEST_F(RecordReportTest, ADomainWithoutRecordsGivesFiveLines) {
             "TXT records : \n");
 }
 
-TEST_F(RecordReportTest, TwoAddressesStandIndentedUnderTheirHeaderInTheOrderOfTheReply) {
+TEST_F(RecordReportTest, TwoAddressesAreIndentedUnderTheirHeaderInTheOrderOfTheReply) {
   const ScriptedNameServer server(Zone{{"A example.org", {"192.0.2.2", "192.0.2.1"}}});
   EXPECT_EQ(Report("example.org"),
             "Domain : example.org\n"
@@ -122,7 +122,7 @@ TEST_F(RecordReportTest, TheDomainIsPrintedAsGivenAndAskedForCleaned) {
   EXPECT_EQ(server.Questions().front(), "A %s Example.org ");
 }
 
-TEST_F(RecordReportTest, EntriesAreNoFormats) {
+TEST_F(RecordReportTest, EntriesAreNotFormats) {
   const ScriptedNameServer server(Zone{{"TXT example.org", {"100%s %n"}}});
   EXPECT_EQ(Report("example.org"),
             "Domain : example.org\n"
@@ -133,7 +133,7 @@ TEST_F(RecordReportTest, EntriesAreNoFormats) {
             "\t100%s %n\n");
 }
 
-TEST_F(RecordReportTest, AFailedLookUpIsAnEmptySectionWithItsLogLineBehindTheHeader) {
+TEST_F(RecordReportTest, AFailedLookUpIsAnEmptySectionWithItsLogLineAfterTheHeader) {
   const std::string domain(1100, 'a');  // too long for a query
   const std::string line =
       "Error: DNSSocket::DoQuery - StdException - "
@@ -156,7 +156,7 @@ TEST_F(RecordReportTest, TheHeaderIsPrintedBeforeAnExceptionOfTheLookUpLeaves) {
             "A records : \n");
 }
 
-TEST_F(RecordReportTest, RecordsOfOtherTypesInAReplyStandInTheSectionAskedFor) {
+TEST_F(RecordReportTest, RecordsOfOtherTypesInAReplyAreInTheSectionAskedFor) {
   const ScriptedNameServer server([](const Bytes& query) {
     return Datagrams{ReplyBuilder(query).A("192.0.2.1").TXT({"text"}).Build()};
   });

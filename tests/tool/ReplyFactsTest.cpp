@@ -85,7 +85,7 @@ TEST(ReplyFactsTest, NoRecordsAndNoSuchNameAreAnswers) {
   }
 }
 
-TEST(ReplyFactsTest, AReferralIsNoAnswer) {
+TEST(ReplyFactsTest, AReferralIsNotAnAnswer) {
   const ReplyFacts facts = ReadReply(
       [](ReplyBuilder& reply) { reply.SetFlags(0x8100).NS("ns.example.net").SetAnswerCount(0); });
   EXPECT_EQ(facts.outcome, Outcome::kNoAnswer);
@@ -128,7 +128,7 @@ TEST(ReplyFactsTest, AnAliasOfANameThatDoesNotExistIsAnAlias) {
   EXPECT_EQ(facts.outcome, Outcome::kAlias);
 }
 
-TEST(ReplyFactsTest, AnAddressOfAnotherLengthIsNone) {
+TEST(ReplyFactsTest, DataOfAnotherLengthIsNotAnAddress) {
   for (const std::uint16_t length : Numbers{0, 3, 5}) {
     const ReplyFacts facts =
         ReadReply([&](ReplyBuilder& reply) { reply.Record(1, Bytes(length, 1)).A("192.0.2.1"); });
@@ -176,7 +176,7 @@ TEST(ReplyFactsTest, AStringThatIsLongerThanItsTextEndsWithIt) {
 
 // What is no reply to the question.
 
-TEST(ReplyFactsTest, AReplyToAnotherQuestionIsNoAnswer) {
+TEST(ReplyFactsTest, AReplyToAnotherQuestionIsNotAnAnswer) {
   const Bytes others[] = {
       ReplyBuilder(Query("example.net")).A("192.0.2.1").Build(),
       ReplyBuilder(Query("example.org.test")).A("192.0.2.1").Build(),
@@ -199,7 +199,7 @@ TEST(ReplyFactsTest, TheCaseOfTheQuestionDoesNotMatter) {
             Outcome::kAnswered);
 }
 
-TEST(ReplyFactsTest, AQueryAndAStubAreNoAnswer) {
+TEST(ReplyFactsTest, AQueryAndAStubAreNotAnswers) {
   EXPECT_EQ(Read(Query()).outcome, Outcome::kNoAnswer);
   const Bytes whole = ReplyBuilder(Query()).Build();
   for (std::size_t size = 0; size < whole.size(); ++size) {

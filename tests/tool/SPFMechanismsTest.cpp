@@ -174,7 +174,7 @@ TEST_F(SPFMechanismsTest, TheBareTermIp4Throws) {
   EXPECT_PRED1(IsSubstrText, WhatIsThrown<std::out_of_range>("v=spf1 x ip4"));
 }
 
-TEST_F(SPFMechanismsTest, APrefixThatIsNoNumberThrows) {
+TEST_F(SPFMechanismsTest, APrefixThatIsNotANumberThrows) {
   for (const char* term : {"ip4:192.0.2.1/2x", "ip4:192.0.2.1/2.4", "ip4:192.0.2.1/-1",
                            "ip4:192.0.2.1/+1", "ip4:192.0.2.1/24/", "ip4:no-address/x"}) {
     EXPECT_EQ(WhatIsThrown<std::invalid_argument>(term), "non-digit character") << term;
@@ -188,7 +188,7 @@ TEST_F(SPFMechanismsTest, ABadPrefixOfTheNetworkZeroIsNotLookedAt) {
 
 // a.
 
-TEST_F(SPFMechanismsTest, TheTargetOfAnATermStandsBetweenColonAndSlash) {
+TEST_F(SPFMechanismsTest, TheTargetOfAnATermIsBetweenColonAndSlash) {
   struct Row {
     std::string term;
     std::string domain;
@@ -275,7 +275,7 @@ TEST_F(SPFMechanismsTest, ABadPrefixOfAnATermThrowsWhenThereIsAnAddress) {
   }
 }
 
-TEST_F(SPFMechanismsTest, AFailedLookUpOfAnATermIsNoMatchAndTheWalkGoesOn) {
+TEST_F(SPFMechanismsTest, AFailedLookUpOfAnATermDoesNotMatchAndTheWalkGoesOn) {
   const std::string target(1100, 'a');
   const Outcome outcome = Evaluate("a:" + target + " ip4:192.0.2.1");
   EXPECT_TRUE(outcome.passed);
@@ -410,7 +410,7 @@ TEST_F(SPFMechanismsTest, AnIncludeOrRedirectWithoutATargetFailsSilently) {
   }
 }
 
-TEST_F(SPFMechanismsTest, TheTargetIsWhatStandsBehindACountOfCharacters) {
+TEST_F(SPFMechanismsTest, TheTargetBeginsAfterAFixedCountOfCharacters) {
   struct Row {
     std::string term;
     std::string target;

@@ -212,7 +212,7 @@ TEST_F(SenderCheckTest, TheDomainOfASenderIsAfterItsLastAt) {
   }
 }
 
-TEST_F(SenderCheckTest, MalformedArgumentsAreNamedAndNothingIsAsked) {
+TEST_F(SenderCheckTest, MalformedArgumentsAreNamedAndNoQueryIsSent) {
   const ScriptedNameServer server(AnswerFrom({}));
   const struct {
     std::string address;
@@ -277,7 +277,7 @@ TEST_F(SenderCheckTest, ATermThatMatchesPasses) {
        {"TXT f.test", WithFlags(kServFail, Nothing)}});
 }
 
-TEST_F(SenderCheckTest, ATermPassedOverThatCouldNotMatchTheClientIsInNobodysWay) {
+TEST_F(SenderCheckTest, ASkippedTermThatCouldNotMatchTheClientDoesNotBlockAVerdict) {
   ExpectVerdictsOf({
       {"v=spf1 -ip4:192.0.2.9 ~ip4:192.0.3.0/24 ?ip6:::/0 ip4:192.0.2.1", kPassed,
        "ip4:192.0.2.1 of d.test matches"},
@@ -285,7 +285,7 @@ TEST_F(SenderCheckTest, ATermPassedOverThatCouldNotMatchTheClientIsInNobodysWay)
   });
 }
 
-TEST_F(SenderCheckTest, ATermPassedOverThatCouldHaveMatchedFirstStandsInTheWay) {
+TEST_F(SenderCheckTest, ASkippedTermThatCouldHaveMatchedFirstBlocksTheVerdict) {
   ExpectVerdictsOf(
       {
           {"v=spf1 -ip4:192.0.2.1 ip4:192.0.2.0/24", kNoVerdict,
@@ -308,13 +308,13 @@ TEST_F(SenderCheckTest, ATermPassedOverThatCouldHaveMatchedFirstStandsInTheWay) 
        {"TXT f.test", Text("v=spf1 ip4:192.0.2.1")}});
 }
 
-TEST_F(SenderCheckTest, WhatIsInTheWayInsideAnIncludeThatFailsDoesNotMatter) {
+TEST_F(SenderCheckTest, ABlockingTermInsideAnIncludeThatFailsDoesNotMatter) {
   ExpectVerdictsOf(
       {{"v=spf1 include:e.test ip4:192.0.2.1", kPassed, "ip4:192.0.2.1 of d.test matches"}},
       {{"TXT e.test", Text("v=spf1 -mx -all")}});
 }
 
-TEST_F(SenderCheckTest, AMatchOfATermThatSaysSomethingElseIsNone) {
+TEST_F(SenderCheckTest, ATermWithAnotherPublishedMeaningDoesNotMatch) {
   ExpectVerdictsOf(
       {
           {"v=spf1 aspf=r", kNoVerdict, "aspf=r of d.test is not what it seems to the check"},
@@ -369,7 +369,7 @@ TEST_F(SenderCheckTest, TermsAfterAnAllDoNotCount) {
                    {{"TXT e.test", Text("v=spf1 mx ?ptr")}});
 }
 
-TEST_F(SenderCheckTest, OfAnIncludeOnlyWhetherItPassesMatters) {
+TEST_F(SenderCheckTest, OnlyThePassOfAnIncludeMatters) {
   ExpectVerdictsOf({{"v=spf1 include:e.test -all", kFailed, "no term of d.test matches"},
                     {"v=spf1 redirect=e.test", kNoVerdict, "?mx of e.test is not evaluated"}},
                    {{"TXT e.test", Text("v=spf1 ?mx ~ip4:192.0.2.1 -all")}});
@@ -403,7 +403,7 @@ TEST_F(SenderCheckTest, ATermThatCouldHaveDecidedOtherwiseLeavesNoVerdict) {
       {{"TXT e.test", Text("v=spf1 mx -all")}});
 }
 
-TEST_F(SenderCheckTest, AnotherClientThanThatOfATermIsInNobodysWay) {
+TEST_F(SenderCheckTest, ATermForAnotherClientDoesNotBlockAVerdict) {
   ExpectVerdictsOf({
       {"v=spf1 ?ip4:192.0.2.9 +ip4:192.0.2.8 IP4:192.0.2.7 -all", kFailed,
        "no term of d.test matches"},
@@ -487,7 +487,7 @@ TEST_F(SenderCheckTest, TwoRecordsLeaveNoVerdict) {
   });
 }
 
-TEST_F(SenderCheckTest, ARecordThatCannotBeReadAsItIsPublishedNeverFailsAndIsNeverNone) {
+TEST_F(SenderCheckTest, ARecordThatCannotBeReadAsPublishedNeverGivesFailedOrNone) {
   const std::string unread = "the record of d.test cannot be read as it is published";
   ExpectVerdicts({
       {{{"TXT d.test", Strings({"v=spf1 ip4:192.0.2.9", std::string(27, ' ') + "-all"})}},
@@ -510,7 +510,7 @@ TEST_F(SenderCheckTest, ARecordThatCannotBeReadAsItIsPublishedNeverFailsAndIsNev
   });
 }
 
-TEST_F(SenderCheckTest, TermsThatAreReadAsPublishedPassAlsoWhereLaterOnesAreNot) {
+TEST_F(SenderCheckTest, TermsThatAreReadAsPublishedPassEvenWhereLaterOnesAreNot) {
   const std::string rest = std::string(40, ' ') + "-all";
   ExpectVerdicts({
       {{{"TXT d.test", Strings({"v=spf1 ip4:192.0.2.1 a", rest})}},
@@ -525,7 +525,7 @@ TEST_F(SenderCheckTest, TermsThatAreReadAsPublishedPassAlsoWhereLaterOnesAreNot)
 
 // None.
 
-TEST_F(SenderCheckTest, ADomainOfWhichTheServerSaysThatItHasNoRecordHasNone) {
+TEST_F(SenderCheckTest, ADomainWithoutARecordAtTheServerHasTheVerdictNone) {
   ExpectVerdicts({
       {{}, kNone, "d.test has no record"},
       {{{"TXT d.test", WithFlags(kNXDomain, Nothing)}}, kNone, "d.test has no record"},
@@ -577,7 +577,7 @@ TEST_F(SenderCheckTest, AMatchOfATruncatedAnswerPasses) {
   });
 }
 
-TEST_F(SenderCheckTest, AMatchOfWhatIsNotTheDomainsDoesNotPass) {
+TEST_F(SenderCheckTest, AMatchOfARecordOfAnotherDomainDoesNotPass) {
   ExpectVerdicts({
       {{{"TXT d.test", WithFlags(kServFail, Text("v=spf1 ip4:192.0.2.1"))}},
        kNoVerdict,
@@ -623,7 +623,7 @@ TEST_F(SenderCheckTest, ADuplicateOfAReplyMakesNoOtherVerdict) {
   }
 }
 
-TEST_F(SenderCheckTest, AReplyThatComesLateIsNotTakenForTheNextOne) {
+TEST_F(SenderCheckTest, ALateReplyIsNotTakenForTheNextOne) {
   Bytes late;
   const ScriptedNameServer server([&](const Bytes& query) {
     const Bytes reply = ReplyBuilder(query).TXT({"v=spf1 " + QuestionOf(query)}).Build();
@@ -808,7 +808,7 @@ TEST_F(SenderCheckTest, AStaticObjectChecksWhereItsHeaderIsTheOnlyOneIncluded) {
   EXPECT_EQ(result.exitStatus, 0);
 }
 
-TEST_F(SenderCheckTest, NoOutcomeLeavesADescriptorBehind) {
+TEST_F(SenderCheckTest, NoOutcomeLeaksADescriptor) {
   const ScriptedNameServer server(AnswerFrom({{"TXT d.test", Text("v=spf1 a ip4")}}));
   const std::ptrdiff_t before = OpenDescriptors();
   SenderCheck(kClient, "d.test", std::nullopt, Enough(), nullptr);

@@ -1,1 +1,0 @@
-#define FWK_VERSION "0.0.0"

@@ -1,1 +1,0 @@
-#include "tool/Upward.h"

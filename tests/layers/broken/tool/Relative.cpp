@@ -1,1 +1,0 @@
-#include "Relative.h"

@@ -1,1 +1,0 @@
-#include "programs/spf-may-send/Program.h"

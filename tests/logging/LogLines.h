@@ -1,0 +1,35 @@
+// What the log of a program with a logging thread holds.
+
+#pragma once
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+using Lines = std::vector<std::string>;
+
+inline const std::string kStart = "Debug: Logger::ObjectThreadMethod - start";
+inline const std::string kEnd = "Debug: Logger::ObjectThreadMethod - end";
+
+inline Lines Numbered(const std::string& text, int count) {
+  Lines lines;
+  for (int i = 0; i < count; ++i) {
+    lines.push_back(text + std::to_string(i));
+  }
+  return lines;
+}
+
+inline Lines operator+(Lines first, const Lines& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+// The lines of a text; a last one without a line feed says so.
+inline Lines LinesOf(const std::string& text) {
+  std::istringstream stream(text);
+  Lines lines;
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(stream.eof() ? line + " (without a line feed)" : line);
+  }
+  return lines;
+}

@@ -1,0 +1,44 @@
+// What the shared libraries of a build are like once they are installed.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/support/Shell.h"
+#include "tests/support/TemporaryDirectory.h"
+
+namespace {
+
+class SharedLibrariesTest : public testing::Test {
+ protected:
+  SharedLibrariesTest() { Ask("cmake --install " BUILD_DIRECTORY " --prefix place"); }
+
+  std::string Ask(const std::string& script) const { return OutputOf(script, m_directory.Path()); }
+
+  TemporaryDirectory m_directory;
+};
+
+}  // namespace
+
+TEST_F(SharedLibrariesTest, TheyHaveTheirVersion) {
+  const std::string version = PROJECT_VERSION;
+  const std::string minor = version.substr(0, version.rfind('.'));
+  for (const std::string library : {"libfwk.so", "libspf.so"}) {
+    EXPECT_EQ(
+        Ask("cd \"$(dirname \"$(find place -name " + library + ")\")\"; readlink " + library + " " +
+            library + "." + minor + "; objdump -p " + library + " | awk '/SONAME/ { print $2 }'"),
+        Lines({library + "." + minor, library + "." + version, library + "." + minor}));
+  }
+}
+
+// Each symbol that belongs to a library alone (no template of the standard library's, which are
+// weak) is of a class, a function or a variable that a header marks.
+TEST_F(SharedLibrariesTest, TheyHideWhatNoHeaderExports) {
+  Ask(R"(grep -rhoE 'FWK_EXPORT [^;{]*' place/include | tr -cs 'A-Za-z0-9_' '\n' | sort -u > exported
+    find place -name 'lib*.so' -exec nm -DC --defined-only {} + |
+      awk '$2 ~ /^[TDBR]$/' | cut -d ' ' -f 3- |
+      sed -E 's/^(typeinfo|typeinfo name|vtable) for //; s/^fwk:://; s/[^A-Za-z0-9_].*//' |
+      sort -u > found)");
+  EXPECT_GT(std::stoi(Ask("wc -l < found")), 30);
+  EXPECT_EQ(Ask("comm -13 exported found"), "");
+}

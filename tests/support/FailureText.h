@@ -1,0 +1,16 @@
+// What a call throws.
+
+#pragma once
+
+#include <string>
+
+// Returns the text of the `Failure` that `call` throws; an exception of another type passes.
+template <typename Failure, typename Call>
+std::string FailureText(const Call& call) {
+  try {
+    call();
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+  return "nothing was thrown";
+}
