@@ -32,7 +32,7 @@ class Checker : public ThreadedObject {
 
  private:
   void CheckAll();
-  Outcome Check(std::string_view line) const;
+  Outcome Check(std::string_view text) const;
 
   const Run& m_run;
   unsigned m_number;

@@ -55,7 +55,8 @@ std::string Completion::Run(const std::string& script) const {
 std::string Completion::Call(const std::string& text, const std::vector<std::string>& words) const {
   std::string line = m_program;
   for (const std::string& word : words) {
-    line += " " + Quoted(word);
+    line += " ";
+    line += Quoted(word);
   }
   std::string function = "_" + m_program;
   std::replace(function.begin(), function.end(), '-', '_');

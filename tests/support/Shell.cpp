@@ -20,7 +20,10 @@ std::string OutputOf(const std::string& script, const std::string& directory,
 }
 
 std::string Quoted(const std::string& text) {
-  return "'" + std::regex_replace(text, std::regex("'"), "'\\''") + "'";
+  std::string quoted = "'";
+  quoted += std::regex_replace(text, std::regex("'"), "'\\''");
+  quoted += "'";
+  return quoted;
 }
 
 void NeedPrograms(const std::vector<std::string>& programs) {
