@@ -32,10 +32,12 @@ TEST_F(SharedLibrariesTest, TheyHaveTheirVersion) {
 }
 
 // Each symbol that belongs to a library alone (no template of the standard library's, which are
-// weak) is of a class, a function or a variable that a header marks.
+// weak) is of a class, a function or a variable that a header marks, for users or for programs and
+// tests of this project.
 TEST_F(SharedLibrariesTest, TheyHideWhatNoHeaderExports) {
-  Ask(R"(grep -rhoE 'FWK_EXPORT [^;{]*' place/include | tr -cs 'A-Za-z0-9_' '\n' | sort -u > exported
-    find place -name 'lib*.so' -exec nm -DC --defined-only {} + |
+  Ask("grep -rhoE --include='*.h' 'FWK_EXPORT [^;{]*' " PROJECT_ROOT "/framework " PROJECT_ROOT
+      "/tool | tr -cs 'A-Za-z0-9_' '\\n' | sort -u > exported");
+  Ask(R"(find place -name 'lib*.so' -exec nm -DC --defined-only {} + |
       awk '$2 ~ /^[TDBR]$/' | cut -d ' ' -f 3- |
       sed -E 's/^(typeinfo|typeinfo name|vtable) for //; s/^fwk:://; s/[^A-Za-z0-9_].*//' |
       sort -u > found)");
