@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -60,9 +61,16 @@ std::string MakeReply(std::string_view query, std::size_t end) {
   return reply;
 }
 
-int MillisecondsUntil(Clock::time_point due) {
-  const auto left = std::chrono::ceil<milliseconds>(due - Clock::now()).count();
-  return static_cast<int>(left > 0 ? left : 0);
+// Blocks until there is a question, or until the first of the replies is due.
+void WaitForWork(int descriptor, const std::deque<Reply>& replies) {
+  timespec time{};
+  if (!replies.empty()) {
+    const auto left = std::max(replies.front().due - Clock::now(), Clock::duration::zero());
+    const auto whole = std::chrono::floor<std::chrono::seconds>(left);
+    time = {whole.count(), std::chrono::nanoseconds(left - whole).count()};
+  }
+  pollfd event{descriptor, POLLIN, 0};
+  ppoll(&event, 1, replies.empty() ? nullptr : &time, nullptr);
 }
 
 // Takes every question that waits; their answers are due in the order of the questions.
@@ -117,8 +125,7 @@ int main(int argc, char* argv[]) {
   }
   std::deque<Reply> replies;
   for (;;) {
-    pollfd event{descriptor, POLLIN, 0};
-    poll(&event, 1, replies.empty() ? -1 : MillisecondsUntil(replies.front().due));
+    WaitForWork(descriptor, replies);
     TakeQuestions(descriptor, delay, lost, replies);
     SendWhatIsDue(descriptor, replies);
   }

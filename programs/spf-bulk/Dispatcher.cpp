@@ -9,8 +9,9 @@ using std::chrono::seconds;
 
 namespace {
 
-constexpr std::size_t kWindow = std::size_t{32} * 1024 * 1024;  // bytes of lines
-constexpr std::size_t kReadAhead = std::size_t{1024} * 1024;
+constexpr std::size_t kLargestWindow = std::size_t{32} * 1024 * 1024;  // bytes of lines
+constexpr std::size_t kUsualWindow = std::size_t{1024} * 1024;
+constexpr std::size_t kReadAhead = std::size_t{128} * 1024;
 constexpr seconds kGathering{1};  // how long repetitions wait for more of them
 constexpr seconds kFresh{1};      // how long a check counts for the quiet that they need
 constexpr milliseconds kQuiet{200};
@@ -23,8 +24,7 @@ Dispatcher::Dispatcher(unsigned jobs) : m_load(jobs), m_begins(jobs) {}
 
 bool Dispatcher::Add(std::unique_ptr<LineBlock> block) {
   Mutex guard(m_lock, true);
-  while (!m_hasEnded &&
-         (m_window.GetWeight() >= kWindow || m_window.GetWaitingWeight() >= kReadAhead)) {
+  while (!m_hasEnded && !HasRoom()) {
     m_isFull = true;
     guard.Unlock();
     m_room.acquire();
@@ -185,6 +185,12 @@ bool Dispatcher::IsFinished() const {
                         m_gathering.empty() && m_repetitions.empty());
 }
 
+// Returns whether more lines should be read.
+bool Dispatcher::HasRoom() const {
+  const bool areFewWaiting = m_window.GetWaitingWeight() < kReadAhead;
+  return m_window.GetWeight() < (areFewWaiting ? kLargestWindow : kUsualWindow);
+}
+
 void Dispatcher::WakeChecker(Clock::time_point now) {
   if (m_idle > 0 && Choose(now) != Choice::kNone) {
     --m_idle;
@@ -193,7 +199,7 @@ void Dispatcher::WakeChecker(Clock::time_point now) {
 }
 
 void Dispatcher::WakeReader() {
-  if (m_isFull && m_window.GetWeight() < kWindow && m_window.GetWaitingWeight() < kReadAhead / 2) {
+  if (m_isFull && HasRoom()) {
     m_isFull = false;
     m_room.release();
   }

@@ -7,8 +7,9 @@
 //     way; those that began a second ago wait for an answer and do not count. Until none of them
 //     began in the last 0.2 s, other checks begin only while as few are under way. So all questions
 //     of a repetition find room at the server.
-//   - Lines are read ahead of those that are checked by 1 MiB, and ahead of the first one whose
-//     outcome is not known by 32 MiB.
+//   - Lines from the first one that is not written to the last one that was read have 1 MiB. They
+//     have more, 32 MiB at most, only while those that wait for their check have less than 128 KiB:
+//     a slow line holds back the others, but what is usual on a busy machine costs no memory.
 //
 // Any thread may use it, in the role that the operation belongs to.
 
@@ -90,6 +91,7 @@ class Dispatcher {
   bool MustBeQuiet(Clock::time_point now) const FWK_REQUIRES(m_lock);
   bool IsQuiet(Clock::time_point now) const FWK_REQUIRES(m_lock);
   bool IsFinished() const FWK_REQUIRES(m_lock);
+  bool HasRoom() const FWK_REQUIRES(m_lock);
   void WakeChecker(Clock::time_point now) FWK_REQUIRES(m_lock);
   void WakeReader() FWK_REQUIRES(m_lock);
   void WakeAll() FWK_REQUIRES(m_lock);

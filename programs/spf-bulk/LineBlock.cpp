@@ -9,12 +9,14 @@ namespace {
 
 constexpr std::size_t kFull = std::size_t{64} * 1024;  // bytes
 constexpr std::size_t kLeastWeight = 16;
+constexpr std::size_t kMostLines = kFull / kLeastWeight;
 constexpr std::size_t kNoteWeight = 96;  // of a note, beside its text
 
 }  // namespace
 
 LineBlock::LineBlock(std::uint64_t number) : m_number(number) {
   m_text.reserve(kFull + SenderLine::kEnough);
+  m_lines.reserve(kMostLines);
 }
 
 void LineBlock::Add(std::string_view line) {
@@ -31,14 +33,14 @@ void LineBlock::Add(std::string_view line) {
 }
 
 bool LineBlock::IsFull() const {
-  return m_text.size() >= kFull || m_lines.size() >= kFull / kLeastWeight;
+  return m_text.size() >= kFull || m_lines.size() >= kMostLines;
 }
 
 void LineBlock::Close() {
   if (m_text.size() < m_text.capacity() / 2) {
     m_text.shrink_to_fit();
+    m_lines.shrink_to_fit();
   }
-  m_lines.shrink_to_fit();
 }
 
 std::string_view LineBlock::GetLine(std::size_t index) const {

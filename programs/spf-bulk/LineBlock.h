@@ -1,5 +1,6 @@
 // LineBlock holds some lines of the input that follow one another, and what is known of each. It
-// keeps 8 bytes beside a line: of short lines there are millions in the window.
+// keeps 8 bytes beside a line, as there may be millions of short lines in the window. All full
+// blocks take the same memory, so that a new one fits where an old one was.
 //
 // One thread at a time may change it. Once it is closed its lines do not change, so that other
 // threads may read them meanwhile.
@@ -28,7 +29,7 @@ class LineBlock {
   // Returns whether no more lines should be added.
   bool IsFull() const;
 
-  // Gives back memory that was kept for more lines.
+  // Gives back memory that was kept for more lines, if most of it is not used.
   void Close();
 
   std::size_t GetCount() const { return m_lines.size(); }

@@ -227,31 +227,63 @@ TEST(DispatcherTest, ALossThatARepetitionProvesLowersTheNumberOfChecks) {
   other.join();
 }
 
+// ReadUntilItWaits starts a thread that adds blocks of 1,000 lines, some 16,000 bytes each.
+class ReadUntilItWaits {
+ public:
+  explicit ReadUntilItWaits(Dispatcher& dispatcher)
+      : m_dispatcher(dispatcher), m_thread([this] {
+          while (m_dispatcher.Add(MakeBlock(m_blocks * 1000 + 1, 1000))) {
+            ++m_blocks;
+          }
+        }) {}
+  ~ReadUntilItWaits() {
+    m_dispatcher.End("");
+    m_thread.join();
+  }
+  ReadUntilItWaits(const ReadUntilItWaits&) = delete;
+  ReadUntilItWaits& operator=(const ReadUntilItWaits&) = delete;
+
+  // Returns how many blocks there are once a tenth of a second has added none.
+  std::uint64_t CountBlocks() {
+    std::uint64_t before = 0;
+    do {
+      before = m_blocks;
+      std::this_thread::sleep_for(100ms);
+    } while (m_blocks != before || before == 0);
+    return before;
+  }
+
+ private:
+  Dispatcher& m_dispatcher;
+  std::atomic<std::uint64_t> m_blocks{0};
+  std::thread m_thread;
+};
+
 TEST(DispatcherTest, TheReaderWaitsWhileMuchIsNotStarted) {
   Dispatcher dispatcher(1);
-  std::atomic<int> added{0};
-  std::thread reader([&] {
-    for (std::uint64_t i = 0; i < 100 && dispatcher.Add(MakeBlock(i * 1000 + 1, 1000)); ++i) {
-      ++added;
-    }
-  });
-  for (int i = 0; i < 2000 && added < 66; ++i) {
-    std::this_thread::sleep_for(10ms);
+  ReadUntilItWaits reader(dispatcher);
+  EXPECT_EQ(reader.CountBlocks(), 65U);  // the next one waits for room
+}
+
+TEST(DispatcherTest, ASlowLineLetsTheReaderGoOnOnlyWhileFewLinesWait) {
+  Dispatcher dispatcher(2);
+  ReadUntilItWaits reader(dispatcher);
+  Task slow;
+  ASSERT_TRUE(dispatcher.Exchange(0, slow, {}));
+  Task task;
+  for (int i = 0; i < 50000; ++i) {
+    ASSERT_TRUE(dispatcher.Exchange(1, task, Passed()));
   }
-  std::this_thread::sleep_for(100ms);
-  dispatcher.End("");
-  reader.join();
-  EXPECT_EQ(added, 66);  // 1000 lines weigh some 16,000 bytes
+  EXPECT_EQ(reader.CountBlocks(), 65U);
+  for (int i = 0; i < 10000; ++i) {
+    ASSERT_TRUE(dispatcher.Exchange(1, task, Passed()));
+  }
+  EXPECT_EQ(reader.CountBlocks(), 69U);  // 8,000 lines that wait have less than 128 KiB
 }
 
 TEST(DispatcherTest, ThirtyTwoMebibytesAreHeldForASlowLine) {
   Dispatcher dispatcher(2);
-  std::uint64_t added = 0;
-  std::thread reader([&] {
-    while (dispatcher.Add(MakeBlock(added * 1000 + 1, 1000))) {
-      ++added;
-    }
-  });
+  const ReadUntilItWaits reader(dispatcher);
   Task slow;
   ASSERT_TRUE(dispatcher.Exchange(0, slow, {}));
   std::thread checker([&] {
@@ -271,7 +303,6 @@ TEST(DispatcherTest, ThirtyTwoMebibytesAreHeldForASlowLine) {
   EXPECT_GT(before * 18, 32000000U);  // a line has 16 to 18 bytes
   EXPECT_LT(before * 16, 34000000U);
   dispatcher.End("");
-  reader.join();
   checker.join();
 }
 
