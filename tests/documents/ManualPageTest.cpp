@@ -108,6 +108,14 @@ TEST(ManualPageTest, EachOptionOfTheHelpIsOnThePage) {
   }
 }
 
+// The packaged file has all settings.
+TEST(ManualPageTest, EachSettingOfThePolicyServiceIsOnItsPage) {
+  EXPECT_EQ(
+      Ask("sed -n '/^\\.SH SETTINGS/,/^\\.SH EXAMPLES/ { /^\\.TP/ { n; s/^\\.B //p } }' "
+          "spf-policyd.conf.5"),
+      OutputOf("sed -n 's/^#\\([a-z_]*\\)=.*/\\1/p' packaging/spf-policyd.conf", PROJECT_ROOT));
+}
+
 TEST(ManualPageTest, EachOutcomeOfATermIsOnThePageOfSpfMaySend) {
   const std::string source =
       OutputOf("awk '/^const char\\* DescribeOutcome/, /^}/' programs/spf-may-send/RecordTree.cpp",

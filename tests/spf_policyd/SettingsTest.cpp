@@ -9,6 +9,7 @@
 #include "framework/config/Environment.h"
 #include "framework/core/Exceptions.h"
 #include "programs/spf-policyd/Settings.h"
+#include "tests/support/Shell.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace {
@@ -164,4 +165,12 @@ TEST_F(SettingsTest, TheSettingsInForceAreDescribed) {
             "syslog=0\n"
             "logging=/var/log/spf-policyd/\n"
             "log_level=3\n");
+}
+
+TEST_F(SettingsTest, ThePackagedFileShowsEachSettingWithItsDefault) {
+  Load("host=mail.test\n");
+  EXPECT_EQ(OutputOf("sed -n 's/^#host=$/&mail.test/; s/^#\\([a-z_]*=\\)/\\1/p' "
+                     "packaging/spf-policyd.conf",
+                     PROJECT_ROOT),
+            Settings::Describe());
 }
