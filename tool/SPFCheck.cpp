@@ -31,7 +31,11 @@ SPFCheck::SPFCheck(const std::string& ip, const std::string& smtpFrom, const std
 
 SPFCheck::SPFCheck(const std::string& ip, const std::string& smtpFrom, const std::string& domain,
                    std::int32_t depth, std::string spfRecord, CheckBudget* budget)
-    : Socket(0, 20000), m_smtpFrom(smtpFrom), m_domain(domain), m_depth(depth), m_budget(budget) {
+    : Socket(0, 20000),  // without a descriptor, so nothing waits for the time-out
+      m_smtpFrom(smtpFrom),
+      m_domain(domain),
+      m_depth(depth),
+      m_budget(budget) {
   if (depth > kMaxDepth) {
     fwk::Logger::Log(fwk::Warning, "SPFCheck::SPFCheck deep max reached");
     tell(&CheckObserver::OnCheck, m_domain);
@@ -68,6 +72,7 @@ void SPFCheck::tell(void (CheckObserver::*step)(Types...), const Values&... valu
 void SPFCheck::takeDomainOfSender() {
   const std::size_t at = m_smtpFrom.find('@');
   if (at != std::string::npos) {
+    // The text begins with the "@" itself, which is trimmed off, too.
     m_domain = Trim(m_smtpFrom.substr(at), " @>\t\r\n").CopyCString();
   }
 }
@@ -79,6 +84,7 @@ std::string SPFCheck::findRecord() const {
 
 void SPFCheck::evaluate(const std::string& ip, std::string_view spfRecord) {
   while (!spfRecord.empty() && !m_result) {
+    // GetToken() shortens `spfRecord` by what it returns.
     const std::string term = Trim(std::string(GetToken(' ', spfRecord)), " \n\r\t").CopyCString();
     tell(&CheckObserver::OnTerm, term);
     m_result = process(term, ip);
@@ -107,6 +113,7 @@ bool SPFCheck::process(const std::string& term, const std::string& ip) {
       return kind.handler != nullptr && (this->*kind.handler)(term, ip);
     }
   }
+  // "-all" and the like are not logged (SPFCheck.h).
   if (term.find("all") != 1) {
     fwk::Logger::Log(fwk::Debug, "SPFCheck::process: %s - not supported..", term.c_str());
   }

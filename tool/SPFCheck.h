@@ -50,7 +50,7 @@ class FWK_EXPORT SPFCheck : public Socket {
  public:
   // Checks whether the host with the IPv4 address `ip`, a dotted quad that is not verified, may
   // send mail for a domain. Evaluates `spfRecord` or, if that is empty, the record that the domain
-  // publishes.
+  // publishes (of several that which DNSSocket::GetSPFRecord() returns).
   //
   // The domain is `domain`, unless `smtpFrom`, the envelope sender, has an "@": the text after the
   // first "@" then replaces `domain`, without any of " @>\t\r\n" at both ends.
