@@ -13,8 +13,10 @@
 
 namespace {
 
-// Standard output is a pipe that nobody reads any more.
+// Makes standard output a pipe without a reader.
 const std::string kBrokenPipe = "mkfifo pipe; exec 3<>pipe >pipe 3<&-; exec \"$@\"";
+
+const Expected kOnlyLog = {.standardOutput = "", .standardError = "", .log = kLog};
 
 }  // namespace
 
@@ -25,18 +27,16 @@ TEST(StandardStreamTest, ABrokenPipeEndsTheToolAtItsFirstLineWhichTheLogHas) {
           {.standardOutput = "", .standardError = "", .log = kBegin, .status = 128 + SIGPIPE});
 }
 
-TEST(StandardStreamTest, WhoIgnoresTheSignalOfABrokenPipeGetsTheWholeLog) {
+TEST(StandardStreamTest, WithTheSignalOfABrokenPipeIgnoredTheLogIsWhole) {
   std::signal(SIGPIPE, SIG_IGN);
-  ToolProcess(kGivenRecord, kBrokenPipe)
-      .ExpectEnd({.standardOutput = "", .standardError = "", .log = kLog});
+  ToolProcess(kGivenRecord, kBrokenPipe).ExpectEnd(kOnlyLog);
 }
 
 TEST(StandardStreamTest, WithoutAStandardOutputTheLogIsWholeAndTheStatusTheSame) {
   for (const char* command : {"exec \"$@\" >&-", "exec \"$@\" >/dev/full", "exec \"$@\" <&- >&-",
                               "exec \"$@\" <&- >&- 2>&-"}) {
     SCOPED_TRACE(command);
-    ToolProcess(kGivenRecord, command)
-        .ExpectEnd({.standardOutput = "", .standardError = "", .log = kLog});
+    ToolProcess(kGivenRecord, command).ExpectEnd(kOnlyLog);
   }
 }
 
@@ -50,21 +50,10 @@ TEST(StandardStreamTest, WithoutAStandardOutputOnlyTheQueriesGoToTheServer) {
             (std::vector<std::string>{"A example.org", "NS example.org", "TXT example.org"}));
 }
 
-TEST(StandardStreamTest, WithoutAStandardInputAllIsAsUsual) {
+TEST(StandardStreamTest, WithoutAStandardInputALookUpWorks) {
   SetResolverFile("nameserver 127.0.0.1\n");
-  const ScriptedNameServer server(
-      ScriptedNameServer::Zone{{"TXT example.org", {kRecord}}, {"A example.org", {"192.0.2.1"}}});
-  ToolProcess(kPublishedRecord, "exec \"$@\" <&-")
-      .ExpectEnd({.standardOutput = kOutput, .standardError = "", .log = kLog});
-  ToolProcess({"example.org"}, "exec \"$@\" <&-")
-      .ExpectEnd({.standardOutput = "Domain : example.org\n"
-                                    "A records : \n\t192.0.2.1\n"
-                                    "MX records : \n"
-                                    "NS records : \n"
-                                    "TXT records : \n\t" +
-                                    kRecord + "\n",
-                  .standardError = "",
-                  .log = ""});
+  const ScriptedNameServer server(ScriptedNameServer::Zone{{"TXT example.org", {kRecord}}});
+  ToolProcess(kPublishedRecord, "exec \"$@\" <&-").ExpectEnd(kPassed);
 }
 
 TEST(StandardStreamTest, WithoutAStandardErrorTheUsageIsLostAndTheStatusTheSame) {
@@ -75,7 +64,6 @@ TEST(StandardStreamTest, WithoutAStandardErrorTheUsageIsLostAndTheStatusTheSame)
   }
 }
 
-TEST(StandardStreamTest, WithoutAStandardErrorTheRestIsAsUsual) {
-  ToolProcess(kGivenRecord, "exec \"$@\" 2>&-")
-      .ExpectEnd({.standardOutput = kOutput, .standardError = "", .log = kLog});
+TEST(StandardStreamTest, WithoutAStandardErrorACheckIsAsUsual) {
+  ToolProcess(kGivenRecord, "exec \"$@\" 2>&-").ExpectEnd(kPassed);
 }

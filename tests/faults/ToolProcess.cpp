@@ -14,12 +14,6 @@ std::vector<std::string> ShellWords(const std::string& command,
   return words;
 }
 
-std::string ReadFile(const std::string& path) {
-  std::ostringstream content;
-  content << std::ifstream(path, std::ios::binary).rdbuf();
-  return content.str();
-}
-
 }  // namespace
 
 ToolProcess::ToolProcess(const std::vector<std::string>& arguments, const std::string& command)
@@ -29,14 +23,12 @@ ToolProcess::ToolProcess(const std::string& directory, const std::vector<std::st
                          const std::string& command)
     : m_directory(directory), m_child("/bin/sh", ShellWords(command, arguments), m_directory) {}
 
-void ToolProcess::Signal(int signal) const {
-  m_child.Signal(signal);
-}
-
 void ToolProcess::ExpectEnd(const Expected& expected) {
   const ChildResult run = m_child.Wait();
   EXPECT_EQ(run.standardOutput, expected.standardOutput);
   EXPECT_EQ(run.standardError, expected.standardError);
-  EXPECT_EQ(ReadFile(m_directory + "/log.txtcurrent.log"), expected.log);
+  std::ostringstream log;
+  log << std::ifstream(m_directory + "/log.txtcurrent.log", std::ios::binary).rdbuf();
+  EXPECT_EQ(log.str(), expected.log);
   EXPECT_EQ(run.signal != 0 ? 128 + run.signal : run.exitStatus, expected.status);
 }

@@ -1,8 +1,6 @@
-// The built program running in a shell that first makes it meet a fault; compared whole at its end.
+// The built program, started by a shell that first prepares a fault.
 
 #pragma once
-
-#include <sys/types.h>
 
 #include <string>
 #include <vector>
@@ -13,16 +11,15 @@
 
 class ToolProcess {
  public:
-  // Starts command in an empty directory. command: what sh runs, with "$@" for the program and its
-  // arguments.
+  // Has sh run `command` in an empty directory; "$@" in it is the program and its arguments.
   explicit ToolProcess(const std::vector<std::string>& arguments,
                        const std::string& command = "exec \"$@\"");
 
-  // The same in a directory of the caller's.
+  // The same in `directory`.
   ToolProcess(const std::string& directory, const std::vector<std::string>& arguments,
               const std::string& command);
 
-  void Signal(int signal) const;
+  void Signal(int signal) const { m_child.Signal(signal); }
 
   // Waits for its end, once, and compares all that it did.
   void ExpectEnd(const Expected& expected);

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/faults/SmallDisk.h"
 #include "tests/spf_bulk/BulkDirectory.h"
 #include "tests/spf_bulk/BulkServer.h"
+#include "tests/support/SmallDisk.h"
 
 namespace {
 

@@ -1,10 +1,8 @@
-// Memory that is short during a look-up.
+// Look-ups that fail for lack of memory or a network.
 
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstdint>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -21,8 +19,7 @@ using Texts = std::vector<std::string>;
 
 constexpr char kNoMemory[] = "Error: DNSSocket::DoQuery - exception - std::bad_alloc\n";
 
-// The values that a look-up of addresses or texts finds while sizes of smallest to largest bytes
-// are refused.
+// Returns what `lookUp` finds while memory of `smallest` to `largest` bytes is refused.
 Texts LookUp(DNSSocket& dns, int (DNSSocket::*lookUp)(Texts&), std::size_t smallest,
              std::size_t largest) {
   Texts values = {"old"};
@@ -33,7 +30,7 @@ Texts LookUp(DNSSocket& dns, int (DNSSocket::*lookUp)(Texts&), std::size_t small
 
 }  // namespace
 
-TEST(ScarceMemoryTest, WithoutMemoryForTheQueryNothingIsSentAndTheNextLookUpWorks) {
+TEST(FailedLookUpTest, WithoutMemoryForTheQueryNothingIsSentAndTheNextOneWorks) {
   dns_servers = "127.0.0.1";
   const ScriptedNameServer server(ScriptedNameServer::Zone{{"A example.org", {"192.0.2.1"}}});
   DNSSocket dns("example.org");
@@ -47,7 +44,7 @@ TEST(ScarceMemoryTest, WithoutMemoryForTheQueryNothingIsSentAndTheNextLookUpWork
   EXPECT_EQ(values, Texts{"192.0.2.1"});
 }
 
-TEST(ScarceMemoryTest, WithoutMemoryForAValueThoseBeforeItStay) {
+TEST(FailedLookUpTest, WithoutMemoryForAValueItHasTheValuesBefore) {
   dns_servers = "127.0.0.1";
   const std::string longText(200, 'x');
   const ScriptedNameServer server([&](const Bytes& query) {
@@ -66,12 +63,17 @@ TEST(ScarceMemoryTest, WithoutMemoryForAValueThoseBeforeItStay) {
   EXPECT_EQ(values, (Texts{"192.0.2.1", "192.0.2.2"}));
 }
 
-TEST(ScarceMemoryTest, WithoutMemoryForTheDomainNoObjectIsMade) {
-  DoNotLog();
+TEST(FailedLookUpTest, AfterAQueryThatCouldNotBeSentTheNextOneWorks) {
+  dns_servers = "192.0.2.53";  // not reachable in a private network
+  DNSSocket dns("example.org");
+  Texts values = {"old"};
+  EXPECT_EQ(CaptureLog([&] { dns.GetARecords(values); }),
+            "Error: DNSSocket::DoQuery - StdException - UDPSocket::CheckSocketStatus - error "
+            "writing from the socket [] :: failed with code 101: Network is unreachable\n");
+  EXPECT_EQ(values, Texts());
+
+  const ScriptedNameServer server(ScriptedNameServer::Zone{{"A example.org", {"192.0.2.1"}}});
   dns_servers = "127.0.0.1";
-  const std::string domain(800, 'x');
-  const std::int32_t before = Socket::m_nAccessCounter;
-  const ScarceMemory scarce(700, 1000);
-  EXPECT_THROW(DNSSocket dns(domain), std::bad_alloc);
-  EXPECT_EQ(Socket::m_nAccessCounter, before);
+  dns.GetARecords(values);
+  EXPECT_EQ(values, Texts{"192.0.2.1"});
 }
