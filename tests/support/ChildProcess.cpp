@@ -1,6 +1,7 @@
 #include "tests/support/ChildProcess.h"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,6 +34,7 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
   if (m_process == 0) {
     Redirect(STDOUT_FILENO, out);
     Redirect(STDERR_FILENO, err);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     alarm(seconds);
     if (chdir(directory.c_str()) == 0) {
       execv(program.c_str(), words.data());

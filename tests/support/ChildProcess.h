@@ -1,4 +1,4 @@
-// Runs a program as a user would and keeps all that it did.
+// A program that runs as a user would start it, and all that it did.
 
 #pragma once
 
@@ -18,8 +18,9 @@ struct ChildResult {
 
 class ChildProcess {
  public:
-  // Starts program with arguments (the zeroth, its name, included) in directory. One that runs for
-  // more than `seconds` is ended by SIGALRM. Throws std::system_error when it cannot be started.
+  // Starts `program` in `directory`; the first argument is its name. SIGALRM ends it after
+  // `seconds`, and SIGKILL with the calling thread. Throws std::system_error if there is no
+  // process.
   ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
                const std::string& directory, unsigned int seconds = 60);
   ~ChildProcess();  // kills it if it was not waited for
@@ -31,7 +32,7 @@ class ChildProcess {
 
   pid_t GetId() const { return m_process; }
 
-  // Waits for the program's end; once.
+  // Waits for its end, once.
   ChildResult Wait();
 
  private:
@@ -39,6 +40,6 @@ class ChildProcess {
   pid_t m_process;
 };
 
-// Starts a program as above and waits for its end.
+// Runs a program to its end.
 ChildResult RunChild(const std::string& program, const std::vector<std::string>& arguments,
                      const std::string& directory);
