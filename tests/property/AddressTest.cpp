@@ -1,4 +1,4 @@
-// The IPv4 tests of Socket against the same rules in 64-bit arithmetic and in octets.
+// The address functions of Socket compared with 64-bit arithmetic and with octets.
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -18,61 +18,42 @@ constexpr std::uint64_t kAddresses = 4294967296;
 
 using Octets = std::array<unsigned int, 4>;
 
-Octets OctetsOf(std::uint64_t address) {
-  Octets octets{};
-  for (std::size_t i = 4; i > 0; --i) {
-    octets[i - 1] = static_cast<unsigned int>(address % 256);
-    address /= 256;
-  }
-  return octets;
+in_addr_t ToNetworkOrder(std::uint64_t address) {
+  return htonl(static_cast<std::uint32_t>(address));
 }
 
 std::string TextOf(std::uint64_t address) {
-  const Octets octets = OctetsOf(address);
-  return std::to_string(octets[0]) + "." + std::to_string(octets[1]) + "." +
-         std::to_string(octets[2]) + "." + std::to_string(octets[3]);
-}
-
-in_addr_t ToNetworkOrder(std::uint64_t address) {
-  return htonl(static_cast<std::uint32_t>(address));
+  return inet_ntoa({ToNetworkOrder(address)});
 }
 
 in_addr_t ToNetworkOrder(const Octets& octets) {
   return ToNetworkOrder(((octets[0] * 256ULL + octets[1]) * 256 + octets[2]) * 256 + octets[3]);
 }
 
-// Near one of the two ends of the address space as often as in its middle.
+// Returns an address that is often near one end of the address space.
 std::uint64_t AnyAddress(Random& random) {
   const int bits = random.Between(0, 32);
   const std::uint64_t distance = random.Between<std::uint64_t>(0, (1ULL << bits) - 1);
   return random.OneIn(2) ? distance : kAddresses - 1 - distance;
 }
 
-// A prefix counts modulo 2^32. Above 32 and at 0 its range is empty, and so is one that runs past
-// the last address.
+// A prefix counts modulo 2^32. A range is empty if its prefix is 0 or above 32, or if it would go
+// beyond the last address.
 bool IsInPlainRange(std::uint64_t network, std::uint64_t prefix, std::uint64_t candidate) {
   prefix %= kAddresses;
   if (network == 0 || prefix == 0 || prefix > 32) {
     return false;
   }
-  std::uint64_t size = 1;
-  for (std::uint64_t bit = prefix; bit < 32; ++bit) {
-    size *= 2;
-  }
-  const std::uint64_t end = network + size;
+  const std::uint64_t end = network + (1ULL << (32 - prefix));
   return end <= kAddresses && network <= candidate && candidate < end;
 }
 
 std::uint64_t AnyPrefix(Random& random) {
   const std::uint64_t small = random.Between<std::uint64_t>(0, 40);
-  switch (random.Between(0, 9)) {
-    case 0:
-      return kAddresses + small;
-    case 1:
-      return random.Between<std::uint64_t>(0, 1000000000000);
-    default:
-      return small;
+  if (random.OneIn(10)) {
+    return random.Between<std::uint64_t>(0, 1000000000000);
   }
+  return random.OneIn(10) ? kAddresses + small : small;
 }
 
 void ExpectRange(const std::string& range, std::uint64_t candidate, bool inside) {
@@ -81,7 +62,7 @@ void ExpectRange(const std::string& range, std::uint64_t candidate, bool inside)
   EXPECT_EQ(Socket::IsInRange(range, text.c_str()), inside) << range << " " << text;
 }
 
-// Nothing for a range that is refused.
+// Returns nothing for a range that is refused.
 std::optional<bool> IsInRange(const std::string& range, std::uint64_t candidate) {
   try {
     return Socket::IsInRange(range, ToNetworkOrder(candidate));
@@ -102,6 +83,7 @@ std::optional<bool> IsInPlainRange(std::uint64_t network, const std::string& pre
   return IsInPlainRange(network, std::stoull(prefix), candidate);
 }
 
+// Clears octets of `address` one by one, from the last to the second.
 bool IsSamePlainNetwork(const Octets& network, const Octets& address) {
   Octets cleared = address;
   for (std::size_t i = 4; i > 0; --i) {
@@ -121,7 +103,7 @@ bool IsPlainPublic(const Octets& octets) {
 
 }  // namespace
 
-TEST(AddressTest, ARangeHoldsTheAddressesThatArithmeticIn64BitsGivesIt) {
+TEST(AddressTest, ARangeHasAsManyAddressesAsItsPrefixSays) {
   Random random;
   for (int i = 0; i < 5000 && !testing::Test::HasFailure(); ++i) {
     const std::uint64_t network = AnyAddress(random);
@@ -141,7 +123,7 @@ TEST(AddressTest, ARangeHoldsTheAddressesThatArithmeticIn64BitsGivesIt) {
   }
 }
 
-TEST(AddressTest, ARangeWithoutASlashHoldsItsAddressAlone) {
+TEST(AddressTest, ARangeWithoutAPrefixIsOneAddress) {
   Random random;
   for (int i = 0; i < 5000 && !testing::Test::HasFailure(); ++i) {
     const std::uint64_t network = AnyAddress(random);
@@ -152,7 +134,7 @@ TEST(AddressTest, ARangeWithoutASlashHoldsItsAddressAlone) {
   }
 }
 
-TEST(AddressTest, APrefixOfOtherThanDigitsIsRefused) {
+TEST(AddressTest, APrefixWithOtherCharactersThanDigitsIsRefused) {
   Random random;
   for (int i = 0; i < 20000; ++i) {
     const std::uint64_t network = random.OneIn(10) ? 0 : AnyAddress(random);
@@ -203,14 +185,11 @@ TEST(AddressTest, TheFirstTwoOctetsTellWhetherAnAddressIsPublic) {
   }
 }
 
-TEST(AddressTest, AReversedAddressReversedIsTheAddress) {
+TEST(AddressTest, AReversedAddressHasItsOctetsBackwards) {
   Random random;
   for (int i = 0; i < 5000; ++i) {
     const std::uint64_t address = AnyAddress(random);
-    const Octets octets = OctetsOf(address);
-    const Octets backwards = {octets[3], octets[2], octets[1], octets[0]};
-    const std::string reversed = TextOf(ntohl(ToNetworkOrder(backwards)));
-    ASSERT_EQ(Socket::ReverseAddress(ToNetworkOrder(address)), reversed);
-    ASSERT_EQ(Socket::ReverseAddress(inet_addr(reversed.c_str())), TextOf(address));
+    const std::uint64_t backwards = __builtin_bswap32(static_cast<std::uint32_t>(address));
+    ASSERT_EQ(Socket::ReverseAddress(ToNetworkOrder(address)), TextOf(backwards));
   }
 }

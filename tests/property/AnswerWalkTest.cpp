@@ -1,5 +1,5 @@
-// The answers of DNS replies: against a writer of well-formed replies that knows what it put in,
-// and, for bytes that nobody knows, against the rules put plainly.
+// AnswerWalk compared with a writer that knows what is in its replies and, for other bytes, with a
+// plain implementation of its rules.
 
 #include <gtest/gtest.h>
 
@@ -39,7 +39,7 @@ Answers Walk(const Bytes& reply, std::uint32_t start) {
   return answers;
 }
 
-// What a look-up makes of answers.
+// Returns the values that a look-up of these answers gives.
 std::vector<std::string> ValuesOf(const Answers& answers) {
   std::vector<std::string> values;
   for (const auto& [type, value] : answers) {
@@ -56,7 +56,7 @@ std::string ToText(const Bytes& bytes) {
 
 Bytes Cut(Bytes bytes, std::size_t length) {
   bytes.resize(std::min(length, bytes.size()));
-  bytes.shrink_to_fit();  // so that a sanitizer sees a read behind them
+  bytes.shrink_to_fit();  // so that a sanitizer notices a read past the end
   return bytes;
 }
 
@@ -64,9 +64,8 @@ Bytes QueryForExampleOrg() {
   return ToBytes("\x12\x34\1\0\0\1\0\0\0\0\0\0\7example\3org\0\0\1\0\1\0\0\0\0\0\0\0\0"s);
 }
 
-// A well-formed reply of which each record is read in full, but that after an alias, a text that
-// holds a zero byte, or a mail exchanger of a preference below 256 nothing more is read: such a
-// record comes last.
+// A well-formed reply. An alias, a text that has a zero byte, and a mail exchanger with a
+// preference below 256 put the walk out of step, so such a record comes last.
 class KnownReply {
  public:
   explicit KnownReply(Random& random)
@@ -81,7 +80,7 @@ class KnownReply {
       AppendLastRecord();
     }
     if (random.OneIn(2)) {
-      AppendFurtherSection();
+      Append(ToBytes("\0\0\x29\x04\xD0\0\0\0\0\0\0"s));  // of EDNS, after the answers
     }
     m_reply[7] = static_cast<unsigned char>(m_answers.size());
   }
@@ -132,7 +131,7 @@ class KnownReply {
     m_answers.emplace_back(2, Dotted(host));
   }
 
-  // The bytes of the next record's owner belong to the value, up to its zero byte or type.
+  // The value also has the bytes of the next record's owner, up to a zero byte.
   void AppendText() {
     const int strings = m_random.Between(1, 3);
     std::string rdata;
@@ -155,7 +154,7 @@ class KnownReply {
     return string;
   }
 
-  // The preference is a label of one character to the walk.
+  // The walk reads the preference as a label of one character.
   void AppendMailExchanger() {
     AppendHead(15, 0);
     const int low = m_random.Between(1, 191);
@@ -205,10 +204,7 @@ class KnownReply {
     }
   }
 
-  // The record that tells a server's abilities, as most replies have it behind their answers.
-  void AppendFurtherSection() { Append(ToBytes("\0\0\x29\x04\xD0\0\0\0\0\0\0"s)); }
-
-  // Owner, type, class and time to live, and the length of the data.
+  // Appends the owner, the type, a class and a time to live, and the length of the data.
   void AppendHead(unsigned int type, std::size_t rdLength) {
     const Bytes owner = Owner();
     if (m_textIsOpen) {
@@ -222,7 +218,7 @@ class KnownReply {
     Append16(static_cast<unsigned int>(rdLength));
   }
 
-  // Behind a text no pointer may hold a zero byte, which would end the text too early.
+  // After a text there must be no pointer with a zero byte, which would end the text too early.
   Bytes Owner() {
     switch (m_random.Between(0, 2)) {
       case 0:
@@ -247,10 +243,10 @@ class KnownReply {
   NameWriter m_names;
   Bytes m_reply;
   Answers m_answers;
-  bool m_textIsOpen = false;  // the last record is a text that does not end by itself
+  bool m_textIsOpen = false;  // the last record is a text that goes on in the next one
 };
 
-// A reply to query with a few records of all kinds.
+// Returns a reply to `query` with a few records of all kinds.
 Bytes AnyReply(Random& random, const Bytes& query) {
   ReplyBuilder reply(query);
   for (int left = random.Between(0, 6); left > 0; --left) {
@@ -282,7 +278,7 @@ Bytes AnyReply(Random& random, const Bytes& query) {
   return reply.Build();
 }
 
-// A few bytes of reply changed, taken out or put in, and perhaps its end cut.
+// Changes, removes or inserts a few bytes, and perhaps cuts the end off.
 Bytes Mutate(Random& random, Bytes reply) {
   for (int left = random.Between(0, 8); left > 0 && !reply.empty(); --left) {
     const auto at = random.Between<std::size_t>(0, reply.size() - 1);
@@ -309,7 +305,7 @@ Bytes Mutate(Random& random, Bytes reply) {
 
 }  // namespace
 
-TEST(AnswerWalkTest, AWellFormedReplyGivesWhatWasPutIn) {
+TEST(AnswerWalkTest, AWellFormedReplyGivesItsRecords) {
   Random random;
   for (int i = 0; i < 5000; ++i) {
     const KnownReply known(random);
@@ -318,22 +314,11 @@ TEST(AnswerWalkTest, AWellFormedReplyGivesWhatWasPutIn) {
   }
 }
 
-TEST(AnswerWalkTest, AReplyCutAtAnyByteIsWalkedByTheRules) {
-  Random random;
-  for (int i = 0; i < 100; ++i) {
-    const Bytes whole = KnownReply(random).Reply();
-    for (std::size_t length = 0; length <= whole.size(); ++length) {
-      const Bytes reply = Cut(whole, length);
-      ASSERT_EQ(Walk(reply, kStart), PlainReply(reply).Walk(kStart))
-          << length << " bytes of " << testing::PrintToString(whole);
-    }
-  }
-}
-
 TEST(AnswerWalkTest, AMutatedReplyIsWalkedByTheRules) {
   Random random;
   for (int i = 0; i < 30000; ++i) {
-    const Bytes whole = AnyReply(random, QueryForExampleOrg());
+    const Bytes whole =
+        random.OneIn(2) ? KnownReply(random).Reply() : AnyReply(random, QueryForExampleOrg());
     const Bytes reply = Cut(Mutate(random, whole), 1024);
     ASSERT_EQ(Walk(reply, kStart), PlainReply(reply).Walk(kStart)) << testing::PrintToString(reply);
   }
@@ -341,7 +326,7 @@ TEST(AnswerWalkTest, AMutatedReplyIsWalkedByTheRules) {
 
 TEST(AnswerWalkTest, RandomBytesAreWalkedByTheRules) {
   Random random;
-  const Bytes frequent = {0, 0, 1, 2, 15, 16, 0xC0};  // so that types and pointers come up
+  const Bytes frequent = {0, 0, 1, 2, 15, 16, 0xC0};  // so that there are types and pointers
   for (int i = 0; i < 5000; ++i) {
     Bytes reply = ToBytes(random.Bytes(random.Between(0U, 1024U)));
     for (unsigned char& byte : reply) {
@@ -352,7 +337,7 @@ TEST(AnswerWalkTest, RandomBytesAreWalkedByTheRules) {
   }
 }
 
-TEST(AnswerWalkTest, ALookUpGivesWhatTheRulesSayOfTheBytesItReceives) {
+TEST(AnswerWalkTest, ALookUpGivesTheValuesOfTheBytesThatItReceives) {
   dns_servers = "127.0.0.1";
   DoNotLog();
   Random random;

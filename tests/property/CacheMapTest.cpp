@@ -1,4 +1,4 @@
-// CacheMap against one list of all keys that is searched from end to end.
+// CacheMap compared with a list of all keys that is searched from end to end.
 
 #include <gtest/gtest.h>
 
@@ -85,7 +85,7 @@ class PlainMap {
   std::list<Entry> m_entries;
 };
 
-// Mostly the next one; now and then a low one, or one before the counter wraps.
+// Returns mostly the next stamp, sometimes a low one or one just before the counter wraps.
 std::uint32_t AnyStamp(Random& random) {
   if (!random.OneIn(4)) {
     return kNextStamp;
@@ -110,7 +110,7 @@ void ExpectTheSame(Random& random, std::uint32_t limit, std::uint32_t batch) {
 
 }  // namespace
 
-TEST(CacheMapTest, RandomInsertionsDoWhatAPlainListDoes) {
+TEST(CacheMapTest, RandomInsertionsGiveTheStampsOfAPlainList) {
   Random random;
   for (int i = 0; i < 80 && !testing::Test::HasFailure(); ++i) {
     const std::uint32_t limit = random.Between(0U, 32U);

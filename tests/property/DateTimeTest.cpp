@@ -1,10 +1,11 @@
-// DateTime against a calendar that is counted day by day, and its texts against their rules.
+// DateTime compared with a calendar that is counted day by day.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
+#include <array>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -57,7 +58,7 @@ const Date& DateOf(int day) {
   return Calendar()[static_cast<std::size_t>(day - kFirstDay)];
 }
 
-// A day, and a second from its midnight on; those past its end are of the days behind it.
+// A second, counted from the midnight at which a day begins, perhaps past its end.
 struct Moment {
   int day;
   std::int64_t second;
@@ -73,10 +74,6 @@ std::string Padded(std::int64_t number) {
   return (number < 10 ? "0" : "") + std::to_string(number);
 }
 
-std::string TimeText(std::int64_t second) {
-  return Padded(second / 3600) + ":" + Padded(second / 60 % 60) + ":" + Padded(second % 60);
-}
-
 std::string DateText(int day) {
   const Date& date = DateOf(day);
   return std::to_string(date.year) + "-" + Padded(date.month) + "-" + Padded(date.day);
@@ -87,16 +84,17 @@ std::string Text(Moment moment) {
     moment.second -= kSecondsPerDay;
     ++moment.day;
   }
-  return DateText(moment.day) + " " + TimeText(moment.second);
+  return DateText(moment.day) + " " + Padded(moment.second / 3600) + ":" +
+         Padded(moment.second / 60 % 60) + ":" + Padded(moment.second % 60);
 }
 
-// Before the first day the time of day is counted away from it.
+// Before day 0 the time of day is counted away from it.
 double Value(int day, double seconds) {
   return day < 0 ? day - seconds * kSecond : day + seconds * kSecond;
 }
 
-// About the days that the rules of leap years and the sign of the number turn on as often as any.
-// No year of three digits, which have no fixed text.
+// Returns a day from the year 1000 on, as earlier years have no fixed text; often one near a leap
+// year or where the number changes its sign.
 int AnyDay(Random& random) {
   constexpr int kYear1000 = -328716;
   constexpr int kTurns[] = {kYear1000, -109205, -1, 0, 61, 36586, 73110, 182697, kLastDay - 1};
@@ -113,74 +111,8 @@ Moment AnyMoment(Random& random) {
   return {day, random.Between<std::int64_t>(0, kSecondsPerDay - 1)};
 }
 
-// Reads a text as a scanf pattern does that has only %2u, %4u, blanks and other characters.
-class Scanner {
- public:
-  explicit Scanner(const std::string& text) : m_text(text.substr(0, text.find('\0'))) {}
-
-  // Whether there are numbers for all of them; the blanks and signs in front of one are its own.
-  bool Scan(const std::string& pattern, std::vector<std::int64_t>& numbers) {
-    numbers.clear();
-    for (const char c : pattern) {
-      if (c == '2' || c == '4') {
-        if (!ScanNumber(c - '0', numbers)) {
-          return false;
-        }
-      } else if (c == ' ') {
-        SkipBlanks();
-      } else if (Peek() != c) {
-        return false;
-      } else {
-        ++m_at;
-      }
-    }
-    return true;
-  }
-
- private:
-  char Peek() const { return m_at < m_text.size() ? m_text[m_at] : '\0'; }
-
-  void SkipBlanks() {
-    while (std::isspace(static_cast<unsigned char>(Peek())) != 0) {
-      ++m_at;
-    }
-  }
-
-  bool ScanNumber(int width, std::vector<std::int64_t>& numbers) {
-    SkipBlanks();
-    std::string digits;
-    const bool negative = Peek() == '-';
-    if (negative || Peek() == '+') {
-      ++m_at;
-      --width;
-    }
-    for (; width > 0 && std::isdigit(static_cast<unsigned char>(Peek())) != 0; --width) {
-      digits += m_text[m_at++];
-    }
-    if (digits.empty()) {
-      return false;
-    }
-    numbers.push_back(std::stoi(digits) * (negative ? -1 : 1));
-    return true;
-  }
-
-  std::string m_text;
-  std::size_t m_at = 0;
-};
-
 bool Holds(const std::string& text, char c) {
   return text.find(c) != std::string::npos;
-}
-
-bool Scan(const std::string& text, const std::string& pattern, std::vector<std::int64_t>& numbers) {
-  return Scanner(text).Scan(pattern, numbers);
-}
-
-bool Set(DateTime& date, const std::vector<std::int64_t>& numbers) {
-  const auto at = [&](std::size_t i) {
-    return i < numbers.size() ? static_cast<std::int16_t>(numbers[i]) : std::int16_t{0};
-  };
-  return date.SetDateTime(at(0), at(1), at(2), at(3), at(4), at(5));
 }
 
 bool Reset(DateTime& date) {
@@ -189,24 +121,33 @@ bool Reset(DateTime& date) {
   return false;
 }
 
+bool SetFrom(DateTime& date, const std::array<unsigned int, 6>& n) {
+  const auto at = [&n](std::size_t i) { return static_cast<std::int16_t>(n[i]); };
+  return date.SetDateTime(at(0), at(1), at(2), at(3), at(4), at(5));
+}
+
 bool ParsePlainly(DateTime& date, const std::string& text) {
-  std::vector<std::int64_t> numbers;
-  const bool whole = (Holds(text, 'T') && Scan(text, "4-2-2T2:2:2", numbers)) ||
-                     (Holds(text, ' ') && Scan(text, "4-2-2 2:2:2", numbers)) ||
-                     (!Holds(text, ' ') && Scan(text, "4-2-2", numbers));
-  return whole ? Set(date, numbers) : Reset(date);
+  const char* const source = text.c_str();
+  std::array<unsigned int, 6> n{};
+  if ((Holds(text, 'T') && std::sscanf(source, "%4u-%2u-%2uT%2u:%2u:%2u", &n[0], &n[1], &n[2],
+                                       &n[3], &n[4], &n[5]) == 6) ||
+      (Holds(text, ' ') && std::sscanf(source, "%4u-%2u-%2u %2u:%2u:%2u", &n[0], &n[1], &n[2],
+                                       &n[3], &n[4], &n[5]) == 6)) {
+    return SetFrom(date, n);
+  }
+  n.fill(0);
+  const bool isDate =
+      !Holds(text, ' ') && std::sscanf(source, "%4u-%2u-%2u", &n[0], &n[1], &n[2]) == 3;
+  return isDate ? SetFrom(date, n) : Reset(date);
 }
 
 bool ParseCompactPlainly(DateTime& date, const std::string& text) {
-  std::vector<std::int64_t> numbers;
-  return Scan(text, "422", numbers) ? Set(date, numbers) : Reset(date);
+  std::array<unsigned int, 6> n{};
+  const bool isDate = std::sscanf(text.c_str(), "%4u%2u%2u", &n[0], &n[1], &n[2]) == 3;
+  return isDate ? SetFrom(date, n) : Reset(date);
 }
 
-void ExpectSame(const DateTime& date, const DateTime& expected) {
-  EXPECT_EQ(date.GetValue(), expected.GetValue());
-  EXPECT_EQ(date.IsSetCorrectly(), expected.IsSetCorrectly());
-}
-
+// Changes up to three characters of `text`.
 void Change(Random& random, std::string& text, const std::string& alphabet) {
   for (int changes = random.Between(0, 3); changes > 0 && !text.empty(); --changes) {
     const std::size_t at = random.Between(std::size_t{0}, text.size() - 1);
@@ -223,9 +164,24 @@ void Change(Random& random, std::string& text, const std::string& alphabet) {
   }
 }
 
-}  // namespace
+// Expects both ways to parse what `anyText` returns to give the same, and both outcomes often.
+template <typename Text, typename Parse>
+void ExpectSameParsing(const Text& anyText, const Parse& parse, const Parse& parsePlainly) {
+  int valid = 0;
+  for (int i = 0; i < 20000; ++i) {
+    const std::string text = anyText();
+    DateTime date(7.5);
+    DateTime plain(7.5);
+    ASSERT_EQ(parse(date, text), parsePlainly(plain, text)) << testing::PrintToString(text);
+    ASSERT_EQ(date.GetValue(), plain.GetValue()) << testing::PrintToString(text);
+    ASSERT_EQ(date.IsSetCorrectly(), plain.IsSetCorrectly()) << testing::PrintToString(text);
+    valid += date.IsSetCorrectly() ? 1 : 0;
+  }
+  EXPECT_GT(valid, 2000);
+  EXPECT_LT(valid, 18000);
+}
 
-// ---- The calendar
+}  // namespace
 
 TEST(DateTimeTest, EveryDayHasItsNumberAndItsFields) {
   int value = kFirstDay;
@@ -250,43 +206,13 @@ TEST(DateTimeTest, EveryDayHasItsNumberAndItsFields) {
   EXPECT_EQ(value, kLastDay + 1);
 }
 
-TEST(DateTimeTest, ThePatternShowsWeekdayAndDayOfTheYear) {
-  Random random;
-  for (int i = 0; i < 10000; ++i) {
-    const int day = random.Between(kFirstDay, kLastDay);
-    const Date& date = DateOf(day);
-    int dayOfYear = date.day;
-    for (int month = 1; month < date.month; ++month) {
-      dayOfYear += LengthOfMonth(date.year, month);
-    }
-    const int weekday = (day - kFirstDay + 5) % 7;  // 0100-01-01 is a Friday
-    const std::string padded = std::to_string(1000 + dayOfYear).substr(1);
-    ASSERT_EQ(
-        DateTime(Value(day, 0)).Format("%m-%d %w %j"),
-        Padded(date.month) + "-" + Padded(date.day) + " " + std::to_string(weekday) + " " + padded)
-        << day;
-  }
-}
-
-TEST(DateTimeTest, EverySecondOfADayHasItsNumberAndItsText) {
-  Random random;
-  for (const int day : {AnyDay(random), -1, 0}) {
-    const std::string date = DateText(day) + " ";
-    for (int second = 0; second < kSecondsPerDay; ++second) {
-      const DateTime set = ToDateTime({day, second});
-      ASSERT_DOUBLE_EQ(set.GetValue(), Value(day, second));
-      ASSERT_EQ(set.FormatDateTime(), date + TimeText(second));
-    }
-  }
-}
-
 TEST(DateTimeTest, EveryValueIsShownAsItsNearestSecond) {
   Random random;
   for (int i = 0; i < 20000; ++i) {
     const int day = AnyDay(random);
     const int second = random.Between(1, kSecondsPerDay);
     const double seconds = second + random.Between(-400, 400) * 0.001;
-    // What is carried over the end of a day goes on as the number does: back before the first day.
+    // Before day 0 the last half second of a day is carried to the day before.
     const bool carried = second == kSecondsPerDay && day < 0;
     const double value = Value(day, seconds);
     ASSERT_EQ(DateTime(value).FormatDateTime(), carried ? Text({day - 1, 0}) : Text({day, second}))
@@ -294,7 +220,7 @@ TEST(DateTimeTest, EveryValueIsShownAsItsNearestSecond) {
   }
 }
 
-TEST(DateTimeTest, FieldsAreValidAsTheCalendarSays) {
+TEST(DateTimeTest, OnlyFieldsOfTheCalendarAreValid) {
   Random random;
   for (int i = 0; i < 20000; ++i) {
     const auto year = random.Between(100, 10010);
@@ -312,7 +238,7 @@ TEST(DateTimeTest, FieldsAreValidAsTheCalendarSays) {
   }
 }
 
-TEST(DateTimeTest, ANumberOfEightDigitsIsItsDate) {
+TEST(DateTimeTest, ANumberOfEightDigitsIsADate) {
   Random random;
   for (int i = 0; i < 20000; ++i) {
     const int day = random.Between(kFirstDay, kLastDay);
@@ -323,9 +249,7 @@ TEST(DateTimeTest, ANumberOfEightDigitsIsItsDate) {
   }
 }
 
-// ---- Texts
-
-TEST(DateTimeTest, ATextComesBackFromTheDateThatItIsParsedInto) {
+TEST(DateTimeTest, ADateThatIsParsedHasTheValueAndTheTextOfItsFields) {
   Random random;
   for (int i = 0; i < 10000; ++i) {
     const Moment moment = AnyMoment(random);
@@ -334,6 +258,7 @@ TEST(DateTimeTest, ATextComesBackFromTheDateThatItIsParsedInto) {
     ASSERT_TRUE(date.Parse(text)) << text;
     ASSERT_EQ(date.FormatDateTime(), text);
     ASSERT_TRUE(date == ToDateTime(moment)) << text;
+    ASSERT_DOUBLE_EQ(date.GetValue(), Value(moment.day, static_cast<double>(moment.second)));
     text.replace(text.find(' '), 1, "T");
     ASSERT_TRUE(date.Parse(text)) << text;
     ASSERT_EQ(date.Format("%Y-%m-%dT%H:%M:%S"), text);
@@ -349,44 +274,32 @@ TEST(DateTimeTest, ATextComesBackFromTheDateThatItIsParsedInto) {
 
 TEST(DateTimeTest, AChangedTextIsParsedAsItsPatternsSay) {
   Random random;
-  int valid = 0;
-  for (int i = 0; i < 20000; ++i) {
+  const auto anyText = [&random] {
     std::string text = Text(AnyMoment(random));
     text[text.find(' ')] = random.OneIn(2) ? 'T' : ' ';
     text.resize(text.size() - (random.OneIn(4) ? 9 : 0));
     Change(random, text, "0123456789-:T +x\t");
-    SCOPED_TRACE(testing::PrintToString(text));
-    DateTime date(7.5);
-    DateTime plain(7.5);
-    ASSERT_EQ(date.Parse(text), ParsePlainly(plain, text));
-    ASSERT_NO_FATAL_FAILURE(ExpectSame(date, plain));
-    valid += date.IsSetCorrectly() ? 1 : 0;
-  }
-  EXPECT_GT(valid, 2000);
-  EXPECT_LT(valid, 18000);
+    return text;
+  };
+  ExpectSameParsing(
+      anyText, +[](DateTime& date, const std::string& text) { return date.Parse(text); },
+      +ParsePlainly);
 }
 
 TEST(DateTimeTest, AChangedCompactTextIsParsedAsItsPatternSays) {
   Random random;
-  int valid = 0;
-  for (int i = 0; i < 20000; ++i) {
+  const auto anyText = [&random] {
     std::string text = DateText(AnyDay(random));
     std::erase(text, '-');
     Change(random, text, "0123456789- +x\t");
-    SCOPED_TRACE(testing::PrintToString(text));
-    DateTime date(7.5);
-    DateTime plain(7.5);
-    ASSERT_EQ(date.ParseCompact(text), ParseCompactPlainly(plain, text));
-    ASSERT_NO_FATAL_FAILURE(ExpectSame(date, plain));
-    valid += date.IsSetCorrectly() ? 1 : 0;
-  }
-  EXPECT_GT(valid, 2000);
-  EXPECT_LT(valid, 18000);
+    return text;
+  };
+  ExpectSameParsing(
+      anyText, +[](DateTime& date, const std::string& text) { return date.ParseCompact(text); },
+      +ParseCompactPlainly);
 }
 
-// ---- Arithmetic and comparison
-
-TEST(DateTimeTest, HoursMoveADateOnByTheirSeconds) {
+TEST(DateTimeTest, AddedHoursAddTheirSeconds) {
   Random random;
   for (int i = 0; i < 20000; ++i) {
     const int day = random.Between(0, 2900000);
@@ -416,7 +329,7 @@ TEST(DateTimeTest, TheSecondsOfWholeHoursWrapAt32Bits) {
   }
 }
 
-TEST(DateTimeTest, DatesCompareAsDayAndSecondDo) {
+TEST(DateTimeTest, DatesCompareAsTheirDaysAndSecondsDo) {
   Random random;
   for (int i = 0; i < 20000; ++i) {
     const Moment left = AnyMoment(random);

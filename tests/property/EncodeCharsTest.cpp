@@ -1,4 +1,4 @@
-// EncodeChars and EncodeUnsafeChars against an encoder that goes character by character.
+// EncodeChars and EncodeUnsafeChars compared with an encoder that goes character by character.
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@ namespace {
 const std::string kAllowed =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789:;/&#.?=_-, ";
 
-// The code of a byte above 127 is that of the negative number that it is, taken modulo 2^32.
+// A byte above 127 is a negative number, whose code is taken modulo 2^32.
 std::string Reference(char c) {
   const std::int64_t byte = static_cast<unsigned char>(c);
   std::string code = std::to_string(byte > 127 ? 4294967296 - 256 + byte : byte);
@@ -23,7 +23,7 @@ std::string Reference(char c) {
   return "&#" + code + ";";
 }
 
-// The text in front of a reference ends at its first zero byte; the rest behind the last does not.
+// A text before a reference ends at its first zero byte; the text after the last one does not.
 template <typename IsEncoded>
 std::string Encode(const std::string& source, IsEncoded isEncoded) {
   std::string result;
@@ -43,7 +43,7 @@ bool Holds(const std::string& set, char c) {
   return set.find(c) != std::string::npos;
 }
 
-// Mostly of what is not encoded: each reference costs a formatting call.
+// Returns mostly characters that are not encoded: each reference costs a formatting call.
 std::string AnyText(Random& random) {
   std::string text = random.Text(kAllowed, 30);
   for (int others = random.Between(0, 3); others > 0; --others) {
@@ -69,7 +69,7 @@ TEST(EncodeCharsTest, CharactersOfASetAreReplacedOneByOne) {
   }
 }
 
-TEST(EncodeCharsTest, CharactersThatAreNotSafeAreReplacedOneByOneAndThenStay) {
+TEST(EncodeCharsTest, UnsafeCharactersAreReplacedOneByOneAndReferencesStay) {
   Random random;
   for (int i = 0; i < 1000; ++i) {
     const std::string text = AnyText(random);

@@ -1,4 +1,4 @@
-// The cipher against its rule written down in 64 bits, and run twice.
+// The ciphers compared with their rules in 64 bits.
 
 #include <gtest/gtest.h>
 
@@ -19,8 +19,7 @@ std::string Encrypt(const std::string& key, const std::string& data) {
   return output;
 }
 
-// Tables over the whole data.
-std::string ByTheRule(const std::string& key, const std::string& data) {
+std::string EncryptPlainly(const std::string& key, const std::string& data) {
   const auto n = static_cast<std::int64_t>(data.size());
   const auto at = [](std::int64_t index) { return static_cast<std::size_t>(index); };
   std::vector<std::int64_t> state;
@@ -63,7 +62,7 @@ std::string Key(Random& random) {
   return key;
 }
 
-// Short ones and those about a byte's range as often as any.
+// Returns data of any length, often short or about as long as a byte has values.
 std::string Data(Random& random) {
   const std::size_t lengths[] = {
       1, 2, 3, 127, 128, 255, 256, 257, random.Between(4U, 20U), random.Between(1U, 2000U)};
@@ -76,26 +75,26 @@ std::string Describe(const std::string& key, const std::string& data) {
 
 }  // namespace
 
-TEST(EncryptionTest, TheOutputIsTheOneOfTheRule) {
+TEST(EncryptionTest, DataIsEncryptedByTheRule) {
   Random random;
   for (int i = 0; i < 3000; ++i) {
     const std::string key = Key(random);
     const std::string data = Data(random);
-    ASSERT_EQ(Encrypt(key, data), ByTheRule(key, data)) << Describe(key, data);
+    ASSERT_EQ(Encrypt(key, data), EncryptPlainly(key, data)) << Describe(key, data);
   }
 }
 
-TEST(EncryptionTest, TheOutputIsTheOneOfTheRuleForLongData) {
+TEST(EncryptionTest, LongDataIsEncryptedByTheRule) {
   Random random;
   for (const std::size_t length : {65535U, 65536U, 65537U, random.Between(65538U, 100000U)}) {
     const std::string key = Key(random);
     const std::string data = random.Bytes(length);
-    ASSERT_TRUE(Encrypt(key, data) == ByTheRule(key, data))
+    ASSERT_TRUE(Encrypt(key, data) == EncryptPlainly(key, data))
         << "key of " << key.size() << ", data of " << length;
   }
 }
 
-TEST(EncryptionTest, TwiceWithOneKeyGivesTheDataBack) {
+TEST(EncryptionTest, EncryptingTwiceGivesTheDataBackInPlaceToo) {
   Random random;
   for (int i = 0; i < 3000; ++i) {
     const std::string key = Key(random);
@@ -109,20 +108,17 @@ TEST(EncryptionTest, TwiceWithOneKeyGivesTheDataBack) {
   }
 }
 
-TEST(EncryptionTest, XorMeetsEachByteWithTheKeyRepeatedSoFar) {
+TEST(EncryptionTest, XorCombinesTheDataWithTheRepeatedKey) {
   Random random;
   for (int i = 0; i < 3000; ++i) {
     const std::string key = Key(random);
     const std::string data = Data(random);
-    std::string repeated;
-    while (repeated.size() < data.size()) {
-      repeated += key;
+    std::string expected = data;
+    for (std::size_t at = 0; at < data.size(); ++at) {
+      expected[at] = static_cast<char>(data[at] ^ key[at % key.size()]);
     }
     std::string output;
     Encryption::Xor(key, data, output);
-    ASSERT_EQ(output.size(), data.size()) << Describe(key, data);
-    for (std::size_t at = 0; at < data.size(); ++at) {
-      ASSERT_EQ(output[at] ^ repeated[at], data[at]) << "at " << at << ", " << Describe(key, data);
-    }
+    ASSERT_EQ(output, expected) << Describe(key, data);
   }
 }

@@ -1,5 +1,5 @@
-// Writes names into a DNS message (RFC 1035, section 4.1.4), in full or ending in a pointer to a
-// name written earlier, at random, and knows what it wrote.
+// Writes names into a DNS message (RFC 1035, section 4.1.4), some of them ending in a pointer to a
+// name that it wrote earlier.
 
 #pragma once
 
@@ -9,24 +9,24 @@
 #include <vector>
 
 #include "tests/property/Random.h"
-#include "tests/support/ReplyBuilder.h"
+#include "tests/support/Bytes.h"
 
 using Labels = std::vector<std::string>;
 
 std::string Dotted(const Labels& labels);
 
-// Up to 63 bytes, of those that neither end a name nor begin a pointer, without a dot.
+// Returns up to 63 bytes, none of which is a dot, ends a name or begins a pointer.
 std::string AnyLabel(Random& random);
 
 class NameWriter {
  public:
-  // Takes it that labels stand in full at a position of the message already.
+  // Begins with `labels`, which are in the message at `position` in full.
   NameWriter(Random& random, const Labels& labels, std::uint32_t position);
 
-  // A new name of at most 255 bytes, as often as not with the end of one written before.
+  // Returns a name of at most 255 bytes; every other one ends as one that was written before.
   Labels AnyName();
 
-  // The bytes of labels as they are to stand at a position of the message. Not for the root.
+  // Returns the bytes of `labels` at `position` of the message, or in full. Not for the root.
   Bytes Write(const Labels& labels, std::uint32_t position);
   Bytes WriteInFull(const Labels& labels, std::uint32_t position);
 
@@ -34,5 +34,5 @@ class NameWriter {
   Bytes Write(Labels labels, std::uint32_t position, bool mayPoint);
 
   Random& m_random;
-  std::map<Labels, std::uint32_t> m_written;  // names and their ends, by position
+  std::map<Labels, std::uint32_t> m_written;  // the position of each name and of its ends
 };

@@ -58,7 +58,6 @@ std::string PlainReply::Name(std::uint32_t position, std::uint32_t& consumed) co
   return {scratch, scratch + gathered - 1};
 }
 
-// Outside the reply there are zeros.
 unsigned int PlainReply::At(std::uint32_t position) const {
   return position < m_reply.size() ? m_reply[position] : 0;
 }

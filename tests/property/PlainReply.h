@@ -1,32 +1,30 @@
-// The reading of a DNS reply, with the rules of MessageCodec and AnswerWalk put a second time, in
-// plain steps.
+// Reads a DNS reply by the rules of MessageCodec and AnswerWalk, in plain steps.
 
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "tests/support/ReplyBuilder.h"
+#include "tests/support/Bytes.h"
 
 // Type and value of each record.
 using Answers = std::vector<std::pair<unsigned int, std::string>>;
 
 class PlainReply {
  public:
-  // A view: the bytes belong to the caller.
+  // Keeps a reference to `reply`.
   explicit PlainReply(const Bytes& reply) : m_reply(reply) {}
 
-  // The records from a position on.
+  // Returns the records from `position` on.
   Answers Walk(std::uint32_t position) const;
 
-  // The name at a position, and how many bytes it takes up there.
+  // Returns the name at `position`, and how many bytes it takes there.
   std::string Name(std::uint32_t position, std::uint32_t& consumed) const;
 
  private:
-  unsigned int At(std::uint32_t position) const;
+  unsigned int At(std::uint32_t position) const;  // 0 outside the reply
   std::string Text(std::uint32_t position) const;
   std::string Address(std::uint32_t position, unsigned int rdLength) const;
 

@@ -1,5 +1,4 @@
-// Random input for a test, from a seed of its own. Every run prints its seed, every failure the
-// line that replays it.
+// Random input for a test. Each run prints its seed, each failure how to replay it.
 
 #pragma once
 
@@ -12,21 +11,21 @@
 #include <random>
 #include <string>
 
-// The same seed gives the same input everywhere, as long as each draw is a statement of its own:
-// compilers differ in the order in which they evaluate the arguments of a call.
+// The same seed gives the same input with each compiler if each draw is a statement of its own:
+// compilers evaluate the arguments of a call in different orders.
 class Random {
  public:
-  // A new seed, or that of the environment variable SPFCHECK_SEED.
+  // Takes the seed from the environment variable SPFCHECK_SEED, or else a new one.
   Random() : Random(ChooseSeed()) {}
 
-  // From first to last, both included.
+  // Returns a number from `first` to `last`, both included.
   template <typename Number>
   Number Between(Number first, Number last) {
     const auto count = static_cast<std::uint64_t>(last) - static_cast<std::uint64_t>(first) + 1;
     return static_cast<Number>(static_cast<std::uint64_t>(first) + m_engine() % count);
   }
 
-  // True in one of so many draws.
+  // Returns true in one of `draws` draws.
   bool OneIn(unsigned int draws) { return Between(1U, draws) == 1; }
 
   template <typename Container>
@@ -36,7 +35,7 @@ class Random {
 
   char Byte() { return static_cast<char>(Between(0, 255)); }
 
-  // Up to longest characters of an alphabet.
+  // Returns up to `longest` characters of `alphabet`.
   std::string Text(const std::string& alphabet, std::size_t longest) {
     std::string text(Between(std::size_t{0}, longest), '\0');
     for (char& c : text) {
@@ -45,7 +44,7 @@ class Random {
     return text;
   }
 
-  // So many bytes, of all values.
+  // Returns `count` bytes of any value.
   std::string Bytes(std::size_t count) {
     std::string bytes(count, '\0');
     for (char& byte : bytes) {
@@ -58,7 +57,7 @@ class Random {
   explicit Random(std::uint64_t seed)
       : m_engine(seed),
         m_trace(__FILE__, __LINE__, "replay with SPFCHECK_SEED=" + std::to_string(seed)) {
-    std::cout << "seed " << seed << std::endl;  // there even when the test crashes
+    std::cout << "seed " << seed << std::endl;  // there even if the test crashes
   }
 
   static std::uint64_t ChooseSeed() {

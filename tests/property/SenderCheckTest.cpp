@@ -34,7 +34,6 @@ using Verdict = SenderCheck::Verdict;
 constexpr std::size_t kDomains = 6;
 constexpr char kClient[] = "192.0.2.1";
 
-// d0.test, d1.test and so on.
 std::string Domain(std::size_t number) {
   return std::string("d").append(std::to_string(number)).append(".test");
 }
@@ -77,7 +76,7 @@ class ChangingServer {
     m_replies = replies;
   }
 
-  // What was asked since the last call.
+  // Returns the queries since the last call.
   std::vector<Bytes> TakeQueries() {
     std::vector<Bytes> queries = m_server.Queries();
     queries.erase(queries.begin(), queries.begin() + static_cast<std::ptrdiff_t>(m_taken));
@@ -119,7 +118,7 @@ std::string AnyRange(Random& random) {
   return random.OneOf(ranges);
 }
 
-// A term of any kind, well formed as often as not.
+// Returns a term of any kind, perhaps malformed.
 std::string AnyTerm(Random& random) {
   const Texts qualifiers = {"", "", "", "", "+", "-", "~", "?"};
   const std::string qualifier = random.OneOf(qualifiers);
@@ -220,11 +219,10 @@ Replies AnyReplies(Random& random) {
   return replies;
 }
 
-// A world of well-formed answers, and the result of RFC 7208 in it: '+', '-', '~' or '?', or a
-// blank where there is no record.
+// Domains with well-formed answers, and their results by RFC 7208.
 class PlainWorld {
  public:
-  // `mayQualify`: whether mechanisms other than `all` may have another qualifier than none.
+  // `mayQualify`: whether mechanisms other than `all` may have a qualifier.
   PlainWorld(Random& random, bool mayQualify) : m_random(random), m_mayQualify(mayQualify) {
     for (std::size_t i = 0; i < kDomains; ++i) {
       for (int left = random.Between(0, 2); left > 0; --left) {
@@ -236,6 +234,7 @@ class PlainWorld {
     }
   }
 
+  // Returns '+', '-', '~' or '?', or a blank where there is no record.
   char Result(std::size_t domain) const {
     if (m_records[domain].empty()) {
       return ' ';
@@ -302,7 +301,7 @@ class PlainWorld {
       const Texts& addresses = m_addresses[NumberOf(mechanism[3])];
       return std::ranges::find(addresses, kClient) != addresses.end();
     }
-    // Of the ranges above those that hold the client.
+    // The ranges above that contain the client.
     return mechanism == "all" || mechanism == "ip4:192.0.2.1" || mechanism == "ip4:192.0.2.0/28" ||
            mechanism == "ip4:128.0.0.0/1";
   }
@@ -313,35 +312,38 @@ class PlainWorld {
   std::array<Texts, kDomains> m_addresses;
 };
 
+class SenderCheckTest : public testing::Test {
+ protected:
+  SenderCheckTest() {
+    dns_servers = "127.0.0.1";
+    DoNotLog();
+  }
+
+  Random m_random;
+  ChangingServer m_server;
+};
+
 }  // namespace
 
-TEST(SenderCheckTest, TheVerdictOfTheToolIsThatOfAPlainCheckWhichAsksTheSame) {
-  dns_servers = "127.0.0.1";
-  DoNotLog();
-  Random random;
-  ChangingServer server;
+TEST_F(SenderCheckTest, TheVerdictOfTheToolIsThatOfAPlainCheckWithTheSameQueries) {
   for (int i = 0; i < 2000; ++i) {
-    server.Set(AnyReplies(random));
+    m_server.Set(AnyReplies(m_random));
     std::optional<std::string> record;
-    if (random.OneIn(3)) {
-      record = AnyRecord(random);
+    if (m_random.OneIn(3)) {
+      record = AnyRecord(m_random);
     }
     const SenderCheck check = Check(record);
-    const std::vector<Bytes> queries = server.TakeQueries();
+    const std::vector<Bytes> queries = m_server.TakeQueries();
     ASSERT_EQ(check.GetToolVerdict(), PlainVerdict(record)) << check.GetReason();
-    ASSERT_EQ(server.TakeQueries(), queries);
+    ASSERT_EQ(m_server.TakeQueries(), queries);
     ASSERT_EQ(check.GetLookUps(), queries.size());
   }
 }
 
-TEST(SenderCheckTest, PassedAndFailedAreSoByTheLetterOfTheRFC) {
-  dns_servers = "127.0.0.1";
-  DoNotLog();
-  Random random;
-  ChangingServer server;
+TEST_F(SenderCheckTest, PassedAndFailedAreResultsOfRFC7208) {
   for (int i = 0; i < 3000; ++i) {
-    const PlainWorld world(random, true);
-    server.Set(world.Answers());
+    const PlainWorld world(m_random, true);
+    m_server.Set(world.Answers());
     const SenderCheck check = Check(std::nullopt);
     const char result = world.Result(0);
     switch (check.GetVerdict()) {
@@ -360,14 +362,10 @@ TEST(SenderCheckTest, PassedAndFailedAreSoByTheLetterOfTheRFC) {
   }
 }
 
-TEST(SenderCheckTest, RecordsOfIp4AAndIncludeAlwaysHaveTheVerdictOfTheRFC) {
-  dns_servers = "127.0.0.1";
-  DoNotLog();
-  Random random;
-  ChangingServer server;
+TEST_F(SenderCheckTest, RecordsOfIp4AAndIncludeAlwaysHaveTheResultOfRFC7208) {
   for (int i = 0; i < 3000; ++i) {
-    const PlainWorld world(random, false);
-    server.Set(world.Answers());
+    const PlainWorld world(m_random, false);
+    m_server.Set(world.Answers());
     const SenderCheck check = Check(std::nullopt);
     ASSERT_STREQ(SenderCheck::NameOf(check.GetVerdict()),
                  world.Result(0) == '+' ? "passed" : "failed")

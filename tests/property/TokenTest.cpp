@@ -1,4 +1,4 @@
-// GetToken and Trim against texts taken apart character by character.
+// GetToken and Trim compared with functions that go character by character.
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-// A delimiter ends a token that has begun; where none has, it begins one itself.
+// A delimiter ends a token that has begun, or else begins one itself.
 std::vector<std::string> Split(char delimiter, const std::string& source) {
   std::vector<std::string> tokens;
   std::string token;
@@ -43,12 +43,12 @@ std::string TrimByHand(const std::string& source, const std::string& set) {
   return {rest.begin(), std::find(rest.begin(), rest.end(), '\0')};
 }
 
-// Few characters, so that delimiters and sets come up often.
+// Few characters, so that texts often have delimiters and characters of a set.
 const std::string kCharacters("ab \t\0\xff@", 7);
 
 }  // namespace
 
-TEST(TokenTest, ASourceIsCutIntoTheTokensOfASplitByHand) {
+TEST(TokenTest, ASourceIsCutIntoItsTokens) {
   Random random;
   for (int i = 0; i < 20000; ++i) {
     const std::string whole = random.Text(kCharacters, 12);
@@ -68,7 +68,7 @@ TEST(TokenTest, ASourceIsCutIntoTheTokensOfASplitByHand) {
   }
 }
 
-TEST(TokenTest, ATextIsTrimmedAsByTakingCharactersOffItsEnds) {
+TEST(TokenTest, CharactersOfTheSetAreTakenOffBothEnds) {
   Random random;
   for (int i = 0; i < 20000; ++i) {
     const std::string source = random.Text(kCharacters, 12);
