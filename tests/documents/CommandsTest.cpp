@@ -1,12 +1,11 @@
-// Does what the documents say, and compares what is printed. These blocks of a document count, in
-// their order:
-//   ```console        a command after "$ ", continued after "> " or after a line that ends with
-//   "\",
+// Runs the commands of the documents and compares what they print. These blocks of a document are
+// steps, in their order:
+//   ```console        a command after "$ ", continued after "> " or after a line that ends in "\",
 //                     then what it prints on standard output
-//   ```sh             commands that succeed; those that CI runs by the same line are left to it
-//   ```LANGUAGE FILE  what FILE holds
-// ```text and ```mermaid do not count; another one is a fault of the document. In a manual page .EX
-// begins a console block or, after a comment .\" file: FILE, the content of FILE.
+//   ```sh             commands that succeed; those that .ci/run has as well are left to it
+//   ```LANGUAGE FILE  the content of FILE
+// ```text and ```mermaid are ignored; any other block is a fault of the document. In a manual page
+// .EX begins a console block or, after a comment .\" file: FILE, the content of FILE.
 
 #include <gtest/gtest.h>
 
@@ -29,9 +28,9 @@ namespace {
 using Texts = std::vector<std::string>;
 
 struct Step {
-  std::string file;     // which `text` is the content of; empty for a command
+  std::string file;     // empty for a command
   std::string command;  // its lines
-  std::string text;     // what is to be in the file, or to be printed
+  std::string text;     // the content of the file, or what is printed
   bool isShown;         // whether `text` is compared
 };
 
@@ -152,8 +151,8 @@ class Reader {
   bool m_isContinued = false;
 };
 
-// Returns the script that does all steps in one shell: what step N prints, says on standard error
-// and ends with is in N.printed, N.errors and N.status of `results`.
+// Returns a script that does all steps in one shell. The output, errors and status of step N are in
+// the files N.printed, N.errors and N.status of `results`.
 std::string ScriptOf(const std::vector<Step>& steps, const TemporaryDirectory& results) {
   std::string script;
   for (std::size_t i = 0; i < steps.size(); ++i) {
@@ -170,7 +169,7 @@ std::string ScriptOf(const std::vector<Step>& steps, const TemporaryDirectory& r
   return script;
 }
 
-// Does the steps in `directory` and compares what they print; a command that prints nothing has to
+// Does the steps in `directory` and compares what they print. A command that prints nothing must
 // succeed.
 void ExpectAsShown(const std::vector<Step>& steps, const std::string& directory) {
   const TemporaryDirectory results;
@@ -192,7 +191,7 @@ void ExpectAsShown(const std::vector<Step>& steps, const std::string& directory)
   }
 }
 
-// Makes links in `directory` to all that the checkout holds.
+// Makes links to the files and folders of the checkout.
 void LinkCheckout(const std::string& directory) {
   for (const auto& entry : std::filesystem::directory_iterator(PROJECT_ROOT)) {
     if (!entry.path().filename().string().starts_with('.')) {
@@ -209,8 +208,8 @@ std::string NameOf(const testing::TestParamInfo<std::string>& document) {
 
 }  // namespace
 
-// Users of these have a checkout, those of the others the packages alone.
-TEST_P(CommandsTest, PrintWhatTheDocumentShows) {
+// Readers of some documents have a checkout, those of the others only the packages.
+TEST_P(CommandsTest, PrintTheOutputThatTheDocumentShows) {
   const bool needsCheckout =
       std::regex_match(GetParam(), std::regex("(README|CONTRIBUTING|fuzz/README)\\.md"));
   NeedPrograms({"g++", "cmake", "ninja", "flock", "dpkg", "dh", "man", "parallel", "pkg-config"});

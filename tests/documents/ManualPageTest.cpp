@@ -1,4 +1,4 @@
-// What the manual pages hold, compared with the programs and the headers.
+// The manual pages compared with the programs and the headers.
 
 #include <gtest/gtest.h>
 
@@ -21,14 +21,14 @@ std::string Ask(const std::string& script) {
   return OutputOf("export LC_ALL=C.UTF-8; set -o pipefail; " + script, PAGE_DIRECTORY);
 }
 
-// Returns a section of a page as plain text, in lines that are long enough for each message.
+// Returns a section of a page as plain text, in lines long enough for each message.
 std::string SectionOf(const std::string& page, const std::string& heading) {
   NeedPrograms({"mandoc"});
   return Ask("mandoc -T utf8 -O width=300 " + page + " | sed 's/.\\x08//g' | awk -v heading=" +
              Quoted(heading) + " '/^[A-Z]/ { inside = $0 == heading } inside'");
 }
 
-// Returns each text that `pattern` finds in `text` in its first group, sorted.
+// Returns the first group of each match of `pattern` in `text`, sorted.
 Texts FindAll(const std::string& text, const std::string& pattern) {
   const std::regex regex(pattern);
   Texts found;

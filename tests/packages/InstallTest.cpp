@@ -1,11 +1,9 @@
-// What `cmake --install` makes of a build, and what a project gets that adds the sources to its
-// own.
+// A build that `cmake --install` has installed, and projects that add the sources to their own.
 
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "tests/packages/Consumer.h"
 #include "tests/support/RealNameServer.h"
 #include "tests/support/Shell.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -23,6 +21,14 @@ class InstallTest : public testing::Test {
     return OutputOf(script, m_directory.Path(), 280);
   }
 
+  // Expects the program of tests/consumer, which was built here, to work.
+  void ExpectConsumerToWork(const std::string& environment) const {
+    EXPECT_EQ(Ask(environment + " ./consumer example.org 192.0.2.26"),
+              Lines({PROJECT_VERSION, "192.0.2.25", "192.0.2.26",
+                     "UDPSocket::Connect - inet_addr() failed", "passed"}));
+    EXPECT_EQ(m_directory.Read("consumer-current.log"), "Info: asked for example.org\n");
+  }
+
   TemporaryDirectory m_directory;
   const std::string m_place = m_directory.Path("place");
   const RealNameServer m_server{Server::kNsd};
@@ -35,7 +41,7 @@ class AProjectAroundTheSources : public testing::Test {
     Configure("", "");
   }
 
-  // Configures a project that has a test of its own, with further lines and options.
+  // Configures a project that has a test of its own, with further `lines` and `options`.
   void Configure(const std::string& lines, const std::string& options) const {
     m_directory.Write("CMakeLists.txt",
                       "cmake_minimum_required(VERSION 3.25)\n"
@@ -52,7 +58,7 @@ class AProjectAroundTheSources : public testing::Test {
     return OutputOf(script, m_directory.Path(), 280);
   }
 
-  // Returns which of a program and an example are targets of the build.
+  // Returns which of one program and one example the build has.
   std::string ProgramsBuilt() const {
     return Ask("ninja -C build -t targets all | grep -oE '^(echo_server|spfcheck):' | sort");
   }
@@ -74,9 +80,9 @@ TEST_F(InstallTest, EachHeaderCompilesAlone) {
 }
 
 TEST_F(InstallTest, AProgramBuildsByCMakesPackageFromAnyPlace) {
-  const Consumer consumer;
-  consumer.BuildByCMake("-DCMAKE_PREFIX_PATH=" + m_place);
-  consumer.ExpectToWork("LC_ALL=C");
+  Ask("cmake -G Ninja -S " PROJECT_ROOT "/tests/consumer -B . -DCMAKE_PREFIX_PATH=" + m_place +
+      " && cmake --build .");
+  ExpectConsumerToWork("");
 }
 
 TEST_F(InstallTest, AProgramBuildsByPkgConfigFromAnyPlace) {
@@ -87,9 +93,10 @@ TEST_F(InstallTest, AProgramBuildsByPkgConfigFromAnyPlace) {
   EXPECT_EQ(Ask("export " + environment +
                 "; pkg-config --cflags --libs fwk | grep -oE -- '-[IL][^ ]+' | paste -s -d ' '"),
             "-I" + m_place + "/include/fwk -L" + libraries + "\n");
-  const Consumer consumer;
-  consumer.BuildByPkgConfig(environment);
-  consumer.ExpectToWork(environment);
+  Ask("export " + environment +
+      "; c++ -std=c++20 " PROJECT_ROOT
+      "/tests/consumer/consumer.cpp -o consumer $(pkg-config --cflags --libs spf)");
+  ExpectConsumerToWork(environment);
 }
 
 TEST_F(AProjectAroundTheSources, KeepsItsOwnSettings) {

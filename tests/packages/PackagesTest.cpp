@@ -1,4 +1,4 @@
-// What the packages hold.
+// The contents of the packages.
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ std::string Ask(const std::string& script) {
   return OutputOf("export LC_ALL=C; set -o pipefail; " + script, PROJECT_ROOT, 110);
 }
 
-// Returns what a package installs, without directories, each path changed as sed is told.
+// Returns the files of a package, each path changed by the sed command `change`.
 std::string FilesOf(const std::string& package, const std::string& change = "") {
   return Ask("dpkg-deb --fsys-tarfile " + package +
              " | tar -t | grep -v '/$' | sed -nE 's#^\\./#/#" +
@@ -47,13 +47,13 @@ class PackagesTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(PackagesTest, EachPackageOfTheListIsThere) {
+TEST_F(PackagesTest, EachPackageOfTheListIsMade) {
   EXPECT_EQ(
       Ask("for package in build/packages/*.deb; do dpkg-deb -f $package Package; done | sort"),
       Ask("sed -n 's/^Package: //p' packaging/control | sort"));
 }
 
-TEST_F(PackagesTest, ThePackageOfTheToolHoldsWhatItsUsersNeed) {
+TEST_F(PackagesTest, ThePackageOfTheToolHasItsFiles) {
   EXPECT_EQ(FilesOf(kTool),
             Lines({"/usr/bin/spf-bulk", "/usr/bin/spf-may-send", "/usr/bin/spfcheck",
                    "/usr/share/bash-completion/completions/spf-bulk",
@@ -66,7 +66,7 @@ TEST_F(PackagesTest, ThePackageOfTheToolHoldsWhatItsUsersNeed) {
                    "/usr/share/man/man1/spfcheck.1.gz"}));
 }
 
-TEST_F(PackagesTest, ThePackageOfThePolicyServiceHoldsItsUnitsAndSettings) {
+TEST_F(PackagesTest, ThePackageOfThePolicyServiceHasItsUnitsAndSettings) {
   EXPECT_EQ(
       FilesOf(kService),
       Lines({"/etc/spf-policyd.conf", "/lib/systemd/system/spf-policyd.service",
@@ -76,7 +76,7 @@ TEST_F(PackagesTest, ThePackageOfThePolicyServiceHoldsItsUnitsAndSettings) {
              "/usr/share/man/man5/spf-policyd.conf.5.gz", "/usr/share/man/man8/spf-policyd.8.gz"}));
 }
 
-TEST_F(PackagesTest, ThePackageOfThePolicyServiceKeepsItsSettingsAndRestartsTheService) {
+TEST_F(PackagesTest, AnUpgradeOfThePolicyServiceKeepsItsSettingsAndRestartsIt) {
   const std::string scripts = m_directory.Path("scripts");
   Ask("dpkg-deb -e " + kService + " " + scripts);
   EXPECT_EQ(m_directory.Read("scripts/conffiles"), "/etc/spf-policyd.conf\n");
@@ -86,17 +86,17 @@ TEST_F(PackagesTest, ThePackageOfThePolicyServiceKeepsItsSettingsAndRestartsTheS
             "stop spf-policyd.socket spf-policyd.service\n");
 }
 
-TEST_F(PackagesTest, ThePackageForProgrammersHoldsEachPublicHeaderUnderItsPath) {
+TEST_F(PackagesTest, ThePackageForProgrammersHasEachPublicHeaderUnderItsPath) {
   EXPECT_EQ(FilesOf(kDevelopment, "s#^/usr/include/fwk/##p"),
             Ask("grep -L '^// Internal to ' framework/*/*.h tool/*.h | sort"));
 }
 
-TEST_F(PackagesTest, ThePackageForProgrammersHoldsTheExamples) {
+TEST_F(PackagesTest, ThePackageForProgrammersHasTheExamples) {
   EXPECT_EQ(FilesOf(kDevelopment, "s#^/usr/share/doc/spfcheck/examples#examples#p"),
             Ask("find examples -name '*.h' -o -name '*.cpp' | sort"));
 }
 
-TEST_F(PackagesTest, ThePackageForProgrammersHoldsTheLibrariesAndHowToFindThem) {
+TEST_F(PackagesTest, ThePackageForProgrammersHasTheLibrariesAndHowToFindThem) {
   EXPECT_EQ(
       FilesOf(kDevelopment,
               "/^\\/usr\\/include\\/|\\/examples\\//d; s#^/usr/lib(/[^/]*-linux-gnu)?/#LIB/#; p"),
@@ -109,7 +109,7 @@ TEST_F(PackagesTest, ThePackageForProgrammersHoldsTheLibrariesAndHowToFindThem) 
              "LIB/pkgconfig/fwk.pc", "LIB/pkgconfig/spf.pc"}));
 }
 
-TEST_F(PackagesTest, ThePackagesTellTheirVersionAndWhatTheyNeed) {
+TEST_F(PackagesTest, ThePackagesHaveTheirVersionAndNeedNoOthers) {
   const std::string version = FieldOf(kTool, "Version");
   EXPECT_EQ(version.substr(0, version.find('+')), PROJECT_VERSION);
   EXPECT_EQ(FieldOf(kDevelopment, "Version"), version);
@@ -119,7 +119,7 @@ TEST_F(PackagesTest, ThePackagesTellTheirVersionAndWhatTheyNeed) {
   EXPECT_EQ(FieldOf(kDevelopment, "Depends"), "");
 }
 
-TEST_F(PackagesTest, AllUsersMayReadWhatIsInstalled) {
+TEST_F(PackagesTest, AllUsersMayReadTheFiles) {
   EXPECT_EQ(
       Ask("for package in build/packages/*.deb; do dpkg-deb -c $package; done | "
           "{ grep -Ev '^(drwxr-xr-x|-rwxr-xr-x|-rw-r--r--|lrwxrwxrwx) root/root ' || true; }"),
@@ -151,8 +151,8 @@ TEST_F(PackagesTest, TheChangelogBeginsWithTheVersion) {
             PROJECT_VERSION "\n");
 }
 
-// Documents link to one another by paths that are the same in the checkout.
-TEST_F(PackagesTest, EachLinkInAnInstalledDocumentLeadsToAFile) {
+// The paths of links are the same as in the checkout.
+TEST_F(PackagesTest, EachLinkOfAnInstalledDocumentLeadsToAFile) {
   const std::string documents = Unpack("build/packages/*.deb") + "/usr/share/doc";
   EXPECT_EQ(Ask("find " + documents + R"( -name '*.md' | grep . | while read -r document; do
       tr '\n' ' ' < "$document" | grep -oE '\]\([^) #]+' | sed 's/^](//' | grep -v '^[a-z]*:' |

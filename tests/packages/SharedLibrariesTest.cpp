@@ -1,4 +1,4 @@
-// What the shared libraries of a build are like once they are installed.
+// The shared libraries of a build, installed.
 
 #include <gtest/gtest.h>
 
@@ -31,9 +31,8 @@ TEST_F(SharedLibrariesTest, TheyHaveTheirVersion) {
   }
 }
 
-// Each symbol that belongs to a library alone (no template of the standard library's, which are
-// weak) is of a class, a function or a variable that a header marks, for users or for programs and
-// tests of this project.
+// Each symbol of a library, except weak ones (templates of the standard library), is a class, a
+// function or a variable that a header exports.
 TEST_F(SharedLibrariesTest, TheyHideWhatNoHeaderExports) {
   Ask("grep -rhoE --include='*.h' 'FWK_EXPORT [^;{]*' " PROJECT_ROOT "/framework " PROJECT_ROOT
       "/tool | tr -cs 'A-Za-z0-9_' '\\n' | sort -u > exported");

@@ -1,4 +1,4 @@
-// Which version the packages have that are made of a checkout.
+// The version of packages that are made from a checkout.
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-// A checkout in a directory `checkout`.
+// Has a checkout in the directory `checkout`.
 class VersionTest : public testing::Test {
  protected:
   VersionTest() {
@@ -26,7 +26,7 @@ class VersionTest : public testing::Test {
                     m_directory.Path(), 880);
   }
 
-  // Commits all that is in a checkout; returns the commit's short hash.
+  // Commits all files of a checkout. Returns the commit's short hash.
   std::string Commit(const std::string& date, const std::string& checkout = "checkout") const {
     const std::string hash =
         Ask("export GIT_AUTHOR_DATE=" + date + " GIT_COMMITTER_DATE=" + date + "; git init -q " +
@@ -53,11 +53,11 @@ class VersionTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(VersionTest, WithoutGitItIsTheVersionAloneAndTheDayOfTheChangelog) {
+TEST_F(VersionTest, WithoutGitItIsThatOfTheProjectFromTheDayInTheChangelog) {
   EXPECT_EQ(Version(), "0.1.0 1795219200\n");
 }
 
-TEST_F(VersionTest, ARepositoryAroundTheCheckoutDoesNotCount) {
+TEST_F(VersionTest, ARepositoryAroundTheCheckoutIsIgnored) {
   Ask("git init -q .");
   EXPECT_EQ(Version(), "0.1.0 1795219200\n");
 }
@@ -67,7 +67,7 @@ TEST_F(VersionTest, ACommitAddsItsTimeInUTCAndItsHash) {
   EXPECT_EQ(Version(), "0.1.0+20261121.1908." + hash + " 1795288139\n");
 }
 
-TEST_F(VersionTest, ChangedFilesAddTheTimeOfTheNewest) {
+TEST_F(VersionTest, ChangedFilesAddTheTimeOfTheNewestChange) {
   const std::string committed = "0.1.0+20261121.1908." + Commit("2026-11-21T19:08:59Z");
   Ask("echo >> checkout/CHANGELOG.md");
   Touch("2026-11-21T20:10:11Z", "checkout/CHANGELOG.md");
@@ -77,7 +77,7 @@ TEST_F(VersionTest, ChangedFilesAddTheTimeOfTheNewest) {
   EXPECT_EQ(Version(), committed + ".local.20261121.201012 1795291812\n");
 }
 
-TEST_F(VersionTest, ARemovedFileCountsByItsDirectory) {
+TEST_F(VersionTest, ARemovedFileHasTheTimeOfItsDirectory) {
   Commit("2026-11-21T19:08:59Z");
   Ask("mkdir checkout/folder && touch checkout/folder/{a,b}");
   const std::string committed = "0.1.0+20261121.1910." + Commit("2026-11-21T19:10:59Z");
@@ -89,7 +89,7 @@ TEST_F(VersionTest, ARemovedFileCountsByItsDirectory) {
   EXPECT_EQ(VersionAlone(), committed + ".local.20261121.201012");
 }
 
-TEST_F(VersionTest, EachIsAnUpgradeOfThoseBefore) {
+TEST_F(VersionTest, EachIsAnUpgradeOfTheOneBefore) {
   std::vector<std::string> versions = {VersionAlone()};
   Commit("2026-11-21T19:08:59Z");
   versions.push_back(VersionAlone());
@@ -105,7 +105,7 @@ TEST_F(VersionTest, EachIsAnUpgradeOfThoseBefore) {
   }
 }
 
-// The second one: another place, another time of the files, nothing for other users, another zone.
+// The second checkout has another place, time zone, mask and time of its files.
 TEST_F(VersionTest, TheSameCommitGivesTheSamePackagesAndALaterOneUpgrades) {
   NeedPrograms({"g++", "cmake", "ninja", "flock", "dpkg", "dh"});
   const std::string asked = "dpkg-deb -f first/build/packages/spfcheck_*.deb ";

@@ -1,5 +1,4 @@
-// A checkout's scripts on a machine of commands that note their calls and do the least that the
-// scripts need.
+// The scripts on a machine whose commands note their calls and do only what the scripts need.
 
 #pragma once
 
@@ -14,34 +13,34 @@
 
 class FakeMachine : public testing::Test {
  protected:
-  // Lacks nothing. The tool prints "verdict" and ends with status 7, ctest with 8.
+  // Has all that the scripts need. The tool prints "verdict" and ends with status 7, ctest with 8.
   FakeMachine();
 
   // Adds commands of this machine.
   void Link(const std::string& commands) const;
 
-  // Makes a command of a body in bash, in place of what is there.
+  // Makes or replaces a command; `body` is in bash.
   void MakeCommand(const std::string& path, const std::string& body) const;
 
-  // Makes one whose calls are noted, too.
+  // The same, with its calls noted.
   void MakeNotedCommand(const std::string& path, const std::string& body) const;
 
-  // Takes commands away, which apt-get brings back.
+  // Takes commands away until apt-get installs something.
   void TakeAway(const std::string& commands) const;
 
-  // Runs a command line with the commands of this machine alone, and `environment` (NAME=VALUE...).
+  // Runs `line` with only the commands of this machine, and with `environment` (NAME=VALUE...).
   ChildResult Run(const std::string& line, const std::string& environment = "") const;
 
-  // Does something to the machine from outside.
+  // Runs `script` with all commands, and returns what it prints.
   std::string Do(const std::string& script) const;
 
-  // Returns the calls since the last time.
+  // Returns the calls since the last call of this function.
   std::vector<std::string> TakeCalls() const;
 
   TemporaryDirectory m_directory;
 };
 
-extern const std::string kAptGet;  // how apt-get is called
+extern const std::string kAptGet;  // the begin of each call of apt-get
 
 std::string Install(const std::string& packages);
 

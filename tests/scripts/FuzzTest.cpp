@@ -1,4 +1,4 @@
-// What scripts/fuzz says of the fuzzers that it builds and runs, and how it ends.
+// What scripts/fuzz prints about the fuzzers that it builds and runs, and how it ends.
 
 #include "tests/scripts/FakeMachine.h"
 #include "tests/support/Shell.h"
@@ -25,7 +25,7 @@ class FuzzTest : public FakeMachine {
                      "printf '%s\\n' \"$@\" > $machine/arguments; " + body);
   }
 
-  // The input is written where the fuzzer is told to.
+  // Lets a fuzzer find an input, which it writes where its arguments say.
   void LetFind(const std::string& target) const {
     MakeFuzzer(target, R"(found=$(sed -n 's/^-artifact_prefix=//p' $machine/arguments)crash-0a1b
       echo "artifact_prefix='x'; Test unit written to $found" >&2
@@ -48,7 +48,7 @@ TEST_F(FuzzTest, NothingFoundIsOneLineAndStatusZero) {
   Expect(0, "strings: 1234 runs, nothing found\n", "scripts/fuzz strings 5");
 }
 
-TEST_F(FuzzTest, AnInputThatWasFoundIsToldWithHowToKeepIt) {
+TEST_F(FuzzTest, AFoundInputIsPrintedWithTheCommandThatKeepsIt) {
   LetFind("strings");
   const std::string found = "build/fuzz/findings/strings/crash-0a1b";
   const std::string keep =
@@ -68,7 +68,7 @@ TEST_F(FuzzTest, AFuzzerThatASignalEndsFails) {
   EXPECT_EQ(m_directory.Read("build/fuzz/logs/strings.log"), "last words\nand more\n");
 }
 
-TEST_F(FuzzTest, AFuzzerGetsItsTimeItsLimitsAndAllInputsThatThereAre) {
+TEST_F(FuzzTest, AFuzzerGetsItsTimeItsLimitsAndAllInputs) {
   Run("scripts/fuzz strings 5");
   Do("for argument in -max_total_time=5 -max_len=1024 -dict=fuzz/dictionaries/strings.dict; do "
      "grep -x -e $argument arguments; done");
@@ -85,7 +85,7 @@ TEST_F(FuzzTest, WithoutArgumentsTheTargetsAreListed) {
   EXPECT_EQ(TakeCalls(), Calls{});
 }
 
-TEST_F(FuzzTest, WrongArgumentsAreToldTheUsage) {
+TEST_F(FuzzTest, WrongArgumentsPrintTheUsage) {
   for (const std::string arguments : {"string 5", "'' 5", "'#' 5", "strings", "strings 0",
                                       "strings 5s", "all -5", "strings 5 5"}) {
     const ChildResult result = Run("scripts/fuzz " + arguments);
@@ -116,7 +116,7 @@ TEST_F(FuzzTest, TheFuzzersAreBuiltFirst) {
   EXPECT_EQ(calls[2].find("fuzz_strings "), 0U);
 }
 
-TEST_F(FuzzTest, TheLibraryOfTheClangThatIsThereIsInstalled) {
+TEST_F(FuzzTest, TheLibraryOfTheInstalledClangIsInstalled) {
   MakeCommand("bin/dpkg-query", "echo not-installed");
   Do("touch store/library");
   Run("scripts/fuzz strings 5");

@@ -1,4 +1,4 @@
-// What scripts/lint says of what its tools find, and how it ends.
+// What scripts/lint prints about the findings of its tools, and how it ends.
 
 #include "tests/scripts/FakeMachine.h"
 
@@ -17,7 +17,7 @@ class LintTest : public FakeMachine {
     LetFind("clang-tidy", 0, "2134 warnings generated.\\n1 warning generated.\\n");
   }
 
-  // Lets a tool say a text on standard error, and end with a status.
+  // Lets a tool print `text` on standard error and end with `status`.
   void LetFind(const std::string& tool, int status, const std::string& text) const {
     MakeNotedCommand("bin/" + tool, "printf '" + text + "' >&2; exit " + std::to_string(status));
   }
@@ -25,14 +25,14 @@ class LintTest : public FakeMachine {
 
 }  // namespace
 
-TEST_F(LintTest, WhereNothingIsFoundItSaysThatAllIsWellAndCountsNoWarningsThatAreLeftOut) {
+TEST_F(LintTest, WithoutFindingsItSaysThatAllIsWellAndHidesCountsOfWarnings) {
   const ChildResult result = Run("scripts/lint");
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_EQ(result.standardOutput, "all is well\n");
   EXPECT_EQ(result.standardError.find("generated"), std::string::npos);
 }
 
-TEST_F(LintTest, WhatAToolFindsIsToldAndFails) {
+TEST_F(LintTest, AFindingIsPrintedAndFails) {
   for (const std::string tool : {"clang-format", "clang-tidy", "cppcheck", "shellcheck"}) {
     LetFind(tool, 1, "12 warnings generated.\\nfault\\n");
     const ChildResult result = Run("scripts/lint");

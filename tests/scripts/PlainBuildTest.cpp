@@ -1,5 +1,5 @@
-// What a compiler, CMake and make or Ninja make of a fresh clone, without the scripts, GoogleTest
-// and the servers. What this build has compiled is not compiled again.
+// A fresh clone built by CMake alone, without the scripts, GoogleTest and the name servers. Objects
+// of this build are copied instead of compiled.
 
 #include <gtest/gtest.h>
 
@@ -44,7 +44,7 @@ class PlainBuildTest : public testing::Test {
         m_directory.Path(), 280);
   }
 
-  // Expects a build of which only the tests are left out, which it says in one line.
+  // Expects a build without the tests, which says so in one line.
   void ExpectLeftOut(const std::string& command) const {
     const ChildResult result = Run(command);
     EXPECT_EQ(result.exitStatus, 0);
@@ -52,7 +52,7 @@ class PlainBuildTest : public testing::Test {
     EXPECT_NE(result.standardOutput.find(std::string("-- ") + kLeftOut + "\n"), std::string::npos);
   }
 
-  // Expects the directory to have a database of compilations, that of `build`.
+  // Expects `directory` to have the database of compilations of `build`.
   void ExpectDatabase(const std::string& build, const std::string& directory) const {
     EXPECT_NE(m_directory.Read(directory + "/compile_commands.json")
                   .find("\"directory\": \"" + m_directory.Path(build) + "/tool\","),
@@ -65,7 +65,7 @@ class PlainBuildTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(PlainBuildTest, TheLinesOfTheDocumentsBuildAndRunTheTool) {
+TEST_F(PlainBuildTest, TheCommandsOfTheDocumentsBuildTheTool) {
   const std::string lines = Do("grep -A 1 '^cmake -S' README.md");
   EXPECT_EQ(Do("grep -A 1 '^cmake -S' CONTRIBUTING.md"), lines);
   ExpectLeftOut("bash -e -c " + Quoted(lines));
@@ -79,14 +79,14 @@ TEST_F(PlainBuildTest, APresetIsConfiguredForMakeAndForNinja) {
   ExpectLeftOut("cmake --preset debug -G Ninja");
 }
 
-TEST_F(PlainBuildTest, WhereNothingMayBeMissingGoogleTestMayNotBeEither) {
+TEST_F(PlainBuildTest, WhereAllIsRequiredGoogleTestIsToo) {
   const ChildResult result = Run("cmake --preset release -DSPFCHECK_REQUIRE_ALL=ON");
   EXPECT_EQ(result.exitStatus, 1);
   EXPECT_NE(result.standardError.find(kLeftOut), std::string::npos);
 }
 
-// clangd looks for it in the directory build of the folders above a source.
-TEST_F(PlainBuildTest, TheDatabaseOfClangdIsThatOfThePlainBuildOrOfTheLastPreset) {
+// clangd looks in the folder build beside or above a source.
+TEST_F(PlainBuildTest, ClangdGetsTheDatabaseOfThePlainBuildOrElseOfTheLastPreset) {
   Run("cmake --preset release");
   ExpectDatabase("build/release", "build");
   Run("cmake --preset debug");

@@ -1,4 +1,4 @@
-// How scripts/run and scripts/test install what is missing, build, and run.
+// How scripts/run and scripts/test install missing packages, build, and run.
 
 #include "tests/scripts/FakeMachine.h"
 #include "tests/support/Shell.h"
@@ -41,7 +41,7 @@ class SetUpTest : public FakeMachine {
 
 }  // namespace
 
-TEST_F(SetUpTest, WhatIsMissingIsInstalledThenTheToolIsBuiltAndRun) {
+TEST_F(SetUpTest, MissingPackagesAreInstalledThenTheToolIsBuiltAndRun) {
   TakeAway("g++ cmake ninja flock");
   const ChildResult result =
       Expect({kUpdate, Install("g++ cmake ninja-build util-linux"), Configure("release", "OFF"),
@@ -52,7 +52,7 @@ TEST_F(SetUpTest, WhatIsMissingIsInstalledThenTheToolIsBuiltAndRun) {
   EXPECT_EQ(result.standardError.find("installing: g++ cmake ninja-build util-linux\n"), 0U);
 }
 
-TEST_F(SetUpTest, WhatIsThereIsNotInstalled) {
+TEST_F(SetUpTest, OnlyMissingPackagesAreInstalled) {
   TakeAway("ninja");
   const ChildResult result =
       Expect({kUpdate, Install("ninja-build"), Configure("release", "OFF"), kBuildTool, kRunTool},
@@ -61,7 +61,7 @@ TEST_F(SetUpTest, WhatIsThereIsNotInstalled) {
             Lines({"installing: ninja-build", "noise", "noise", "noise", "noise"}));
 }
 
-TEST_F(SetUpTest, ASecondCallBuildsOnlyAndRuns) {
+TEST_F(SetUpTest, ASecondCallOnlyBuildsAndRuns) {
   Expect({Configure("release", "OFF"), kBuildTool, kRunTool}, "scripts/run");
   Expect({kBuildTool, kRunTool}, "scripts/run");
 }
@@ -85,7 +85,7 @@ TEST_F(SetUpTest, WhoIsNotRootInstallsThroughSudo) {
          "scripts/run");
 }
 
-TEST_F(SetUpTest, WhoIsNotRootAndHasNoSudoIsToldThePackages) {
+TEST_F(SetUpTest, WhoIsNotRootAndHasNoSudoReadsWhichPackagesAreMissing) {
   TakeAway("ninja g++");
   MakeCommand("bin/id", "echo 1000");
   ExpectFailure("run: missing packages, to be installed by an administrator: g++ ninja-build",
@@ -93,21 +93,21 @@ TEST_F(SetUpTest, WhoIsNotRootAndHasNoSudoIsToldThePackages) {
   EXPECT_EQ(TakeCalls(), Calls{});
 }
 
-TEST_F(SetUpTest, AnUpdateThatFailsDoesNotKeepFromInstalling) {
+TEST_F(SetUpTest, PackagesAreInstalledEvenAfterAFailedUpdate) {
   TakeAway("ninja");
   MakeCommand("bin/apt-get",
               "case $* in *update) exit 100 ;; *) cp $machine/store/* $machine/bin ;; esac");
   EXPECT_EQ(Run("scripts/run").exitStatus, 7);
 }
 
-TEST_F(SetUpTest, PackagesThatCannotBeInstalledEndTheSetUpWithStatusTwo) {
+TEST_F(SetUpTest, PackagesThatCannotBeInstalledEndItWithStatusTwo) {
   TakeAway("ninja");
   MakeNotedCommand("bin/apt-get", "exit 100");
   ExpectFailure("run: these packages could not be installed: ninja-build", "scripts/run");
   EXPECT_EQ(TakeCalls(), (Calls{kUpdate, Install("ninja-build")}));
 }
 
-TEST_F(SetUpTest, ABuildThatCannotBeConfiguredOrMadeEndsTheSetUpWithStatusTwo) {
+TEST_F(SetUpTest, ABuildThatFailsEndsItWithStatusTwo) {
   const std::string directory = m_directory.Path("build/release");
   MakeCommand("bin/cmake", "[ $1 != --preset ]");
   ExpectFailure("run: could not configure " + directory, "scripts/run");
@@ -117,7 +117,7 @@ TEST_F(SetUpTest, ABuildThatCannotBeConfiguredOrMadeEndsTheSetUpWithStatusTwo) {
   ExpectFailure("run: could not make " + directory, "scripts/run");
 }
 
-TEST_F(SetUpTest, TheTestsAreThoseOfThePresetOrOfTheRelease) {
+TEST_F(SetUpTest, TheTestsOfThePresetAreRunWithoutOneThoseOfTheRelease) {
   EXPECT_EQ(Expect({Configure("release", "ON"), kBuildAll, kRunTests}, "scripts/test").exitStatus,
             8);
   Expect({kBuildAll, "ctest --preset long -j 5"}, "scripts/test long");
@@ -128,7 +128,7 @@ TEST_F(SetUpTest, TheTestsAreThoseOfThePresetOrOfTheRelease) {
   EXPECT_EQ(Run("scripts/test").exitStatus, 0);
 }
 
-TEST_F(SetUpTest, ATestRunInstallsTheToolsOfTheTestsToo) {
+TEST_F(SetUpTest, ATestRunInstallsTheProgramsThatTestsNeed) {
   MakeCommand("bin/dpkg-query", "echo not-installed");
   TakeAway("unshare");
   Run("scripts/test");
@@ -148,7 +148,7 @@ TEST_F(SetUpTest, ATestRunWithoutGoogleTestInTheBuildConfiguresItAgain) {
   Expect({Configure("release", "ON"), kBuildAll, kRunTests}, "scripts/test");
 }
 
-TEST_F(SetUpTest, AnArgumentThatIsNotAPresetIsAPartOfTheNamesOfTests) {
+TEST_F(SetUpTest, AnotherArgumentIsAPartOfTheNamesOfTests) {
   const std::string tests = R"(ctest --preset release -R a\.b \[c\+d\]\\)";
   Expect({Configure("release", "ON"), kBuildAll, tests + " -N", tests + " -j 5"},
          R"(scripts/test 'a.b [c+d]\')");
@@ -160,7 +160,7 @@ TEST_F(SetUpTest, ANameThatNoTestHasEndsTheTestRunWithStatusTwo) {
                 "scripts/test long nosuch");
 }
 
-TEST_F(SetUpTest, ATestRunThatIsAskedForItsUsagePrintsIt) {
+TEST_F(SetUpTest, ATestRunPrintsItsUsageOnRequest) {
   for (const std::string option : {"--help", "-h"}) {
     const ChildResult result = Expect({}, "scripts/test " + option);
     EXPECT_EQ(result.exitStatus, 0);
@@ -168,7 +168,7 @@ TEST_F(SetUpTest, ATestRunThatIsAskedForItsUsagePrintsIt) {
   }
 }
 
-TEST_F(SetUpTest, ATestRunWithOtherArgumentsIsToldItsUsage) {
+TEST_F(SetUpTest, ATestRunWithWrongArgumentsPrintsItsUsage) {
   for (const std::string arguments : {"debug --verbose", "-j4", "a b", "debug a b"}) {
     ExpectFailure("test: usage: scripts/test [PRESET] [NAME]", "scripts/test " + arguments);
     EXPECT_EQ(TakeCalls(), Calls{});
@@ -194,7 +194,7 @@ TEST_F(SetUpTest, NameServersAreUnpackedBelowTheBuildAndOnlyTheirLibrariesInstal
   Do("test -x build/servers/nsd/usr/sbin/nsd");
 }
 
-TEST_F(SetUpTest, AServerOfThisMachineIsTaken) {
+TEST_F(SetUpTest, AServerOfThisMachineIsUsed) {
   Do("rm -r build/servers/nsd");
   MakeCommand("usr/sbin/nsd", "");
   Expect({Configure("release", "ON"), kBuildAll, kRunTests}, "scripts/test");
@@ -207,28 +207,27 @@ TEST_F(SetUpTest, AServerThatCannotStartIsUnpackedAgain) {
   EXPECT_EQ(TakeCalls().at(1), "apt-get -q download nsd");
 }
 
-TEST_F(SetUpTest, AServerFindsTheLibrariesThatAreUnpackedWithIt) {
+TEST_F(SetUpTest, AServerFindsTheLibrariesUnpackedWithIt) {
   MakeCommand("build/servers/postfix/usr/sbin/postconf",
               "[ $LD_LIBRARY_PATH = $machine/build/servers/postfix/usr/lib/postfix ] || exit 127");
   Expect({Configure("release", "ON"), kBuildAll, kRunTests}, "scripts/test");
 }
 
-TEST_F(SetUpTest, ABuildDirectoryThatHasTheTestsKeepsThem) {
+TEST_F(SetUpTest, ABuildDirectoryKeepsItsTests) {
   Expect({Configure("release", "OFF"), kBuildTool, kRunTool}, "scripts/run");
   Expect({Configure("release", "ON"), kBuildAll, kRunTests}, "scripts/test");
   Expect({kBuildTool, kRunTool}, "scripts/run");
 }
 
-TEST_F(SetUpTest, InContinuousIntegrationWarningsAreErrorsAndNothingMayBeMissing) {
+TEST_F(SetUpTest, InContinuousIntegrationWarningsAreErrorsAndAllIsRequired) {
   Run("scripts/run", "CI=true");
   EXPECT_EQ(TakeCalls().at(0),
             "cmake --preset release -G Ninja -DBUILD_TESTING:BOOL=OFF "
             "-DSPFCHECK_REQUIRE_ALL:BOOL=ON -DSPFCHECK_WARNINGS_AS_ERRORS:BOOL=ON");
 }
 
-// The copy used to run the program of the checkout that it was copied from; a moved checkout could
-// not be built.
-TEST_F(SetUpTest, ABuildDirectoryOfAnotherCheckoutIsConfiguredAgainFromTheBeginning) {
+// A copied build directory used to run the program of the other checkout; a moved one failed.
+TEST_F(SetUpTest, ABuildDirectoryOfAnotherCheckoutIsConfiguredAfresh) {
   Run("scripts/run");
   Do("rm calls; mkdir copy; cp -r build scripts copy");
   const Calls calls = {Configure("release", "OFF", "--fresh "),
@@ -242,7 +241,7 @@ TEST_F(SetUpTest, ABuildDirectoryOfAnotherCheckoutIsConfiguredAgainFromTheBeginn
       7);
 }
 
-TEST_F(SetUpTest, ABuildDirectoryOfMakeIsConfiguredAgainFromTheBeginning) {
+TEST_F(SetUpTest, ABuildDirectoryOfMakeIsConfiguredAfresh) {
   Run("scripts/run");
   Do("rm calls; sed -i 's/=Ninja/=Unix Makefiles/' build/release/CMakeCache.txt");
   Expect({Configure("release", "OFF", "--fresh "), kBuildTool, kRunTool}, "scripts/run");

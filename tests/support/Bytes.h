@@ -1,4 +1,4 @@
-// Messages as tests write them.
+// The bytes of messages.
 
 #pragma once
 

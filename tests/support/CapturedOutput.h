@@ -1,4 +1,4 @@
-// Keeps what code prints and logs on standard output.
+// What code prints and logs on standard output.
 
 #pragma once
 
@@ -8,13 +8,12 @@
 
 #include "framework/logging/Logger.h"
 
-// The logger writes nothing from now on. A test that does not set it up otherwise would write to
-// the machine's log directory.
+// Switches the logger off. Its initial settings would write to the machine's log directory.
 inline void DoNotLog() {
   fwk::Logger::Init("", fwk::DebugThread, false, false);
 }
 
-// What action prints on standard output.
+// Returns what `action` prints on standard output.
 template <typename Action>
 std::string CaptureOutput(const Action& action) {
   testing::internal::CaptureStdout();
@@ -27,8 +26,8 @@ std::string CaptureOutput(const Action& action) {
   return testing::internal::GetCapturedStdout();
 }
 
-// What action prints, and what it logs, on whatever level: each line as level word and message.
-// Nothing is logged behind it.
+// Returns what `action` prints and logs, each log line as its level and message. Leaves the logger
+// switched off.
 template <typename Action>
 std::string CaptureLog(const Action& action) {
   fwk::Logger::Init("unused", fwk::DebugThread, false, false);

@@ -21,7 +21,7 @@ void MountMemory(const std::string& directory) {
   EXPECT_EQ(mount("tmpfs", directory.c_str(), "tmpfs", 0, nullptr), 0) << directory;
 }
 
-// Keeps what is changed in `directory` in memory, below /mnt.
+// Keeps changes of `directory` in memory, below /mnt.
 void LayOver(const std::string& directory) {
   const std::string upper = "/mnt" + directory + "/changes";
   const std::string work = "/mnt" + directory + "/work";
@@ -34,14 +34,14 @@ void LayOver(const std::string& directory) {
   }
 }
 
-// Whoever is root here needs no sudo.
+// Makes sudo only run its arguments: this process is root already.
 void ReplaceSudo() {
   fs::remove("/usr/bin/sudo");
   std::ofstream("/usr/bin/sudo") << "#!/bin/sh\nexec \"$@\"\n";
   fs::permissions("/usr/bin/sudo", fs::perms::all);
 }
 
-// CI is kept: with another setting the scripts would build everything again.
+// Keeps CI, because the scripts would build everything again with another value.
 void CleanEnvironment() {
   const char* const ci = std::getenv("CI");
   const std::string kept = ci == nullptr ? "" : ci;
@@ -69,8 +69,7 @@ void EnterCleanMachine() {
 }
 
 void InstallPackages() {
-  // The trigger of the manual pages' index wants another user, whom a private network does not
-  // know.
+  // The trigger for the index of manual pages needs a user whom a private network does not know.
   OutputOf("dpkg --no-triggers -i " PROJECT_ROOT "/build/packages/*.deb", "/");
   for (const char* directory : {"build", "examples", "framework", "programs", "tool"}) {
     MountMemory(std::string(PROJECT_ROOT "/") + directory);

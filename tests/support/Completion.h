@@ -1,4 +1,4 @@
-// What bash offers for a program's arguments.
+// The candidates that bash offers for a program's arguments.
 
 #pragma once
 
@@ -12,23 +12,24 @@ class Completion {
   // Bash knows the hosts mail.example.org and other.test, and works in an empty directory.
   explicit Completion(const std::string& program);
 
-  // Makes an empty file there.
+  // Makes an empty file in that directory.
   void MakeFile(const std::string& name) const { m_directory.Write(name, ""); }
 
-  // Expects `candidates` for the words as bash cuts them, the last of which is being completed;
-  // `text` is what bash replaces.
+  // Expects `candidates` for the last of `words`, which are cut as bash cuts them. `text` is the
+  // part that bash replaces.
   void ExpectCandidates(const std::vector<std::string>& candidates, const std::string& text,
                         const std::vector<std::string>& words) const;
 
-  // Returns whether bash puts a blank after a candidate.
+  // Returns whether bash appends a blank to a candidate.
   bool PutsBlank(const std::string& text, const std::vector<std::string>& words) const;
 
-  // Expects `candidate` from a shell that stops at unset variables and has no command to call.
+  // Expects `candidate` from a shell that has no commands and stops at unset variables.
   void ExpectFromBashAlone(const std::string& candidate, const std::string& text,
                            const std::vector<std::string>& words) const;
 
-  // Returns the program's arguments, each in angle brackets, when a user types `keys` ("\t" for a
-  // tab) and an end of line in a terminal. Skips the test where there is no terminal.
+  // Returns the program's arguments, each in angle brackets, after a user has typed `keys` ("\t"
+  // for a tab) and an end of line in a terminal. Skips the test where the machine forbids
+  // terminals.
   std::string ArgumentsTyped(const std::string& keys) const;
 
  private:

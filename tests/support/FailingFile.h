@@ -1,5 +1,5 @@
-// A file whose reader gets what it holds and then, in place of its end, a failed read: a pipe in
-// which the wait for more is interrupted by a signal. One at a time, in a process of one thread.
+// A file of which a read fails after its content: a pipe, where signals interrupt the wait for
+// more. One at a time, in a process with one thread.
 
 #pragma once
 

@@ -1,10 +1,8 @@
-// What a call throws.
-
 #pragma once
 
 #include <string>
 
-// Returns the text of the `Failure` that `call` throws; an exception of another type passes.
+// Returns the text of the `Failure` that `call` throws. Other exceptions pass.
 template <typename Failure, typename Call>
 std::string FailureText(const Call& call) {
   try {

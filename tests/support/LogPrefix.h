@@ -1,4 +1,4 @@
-// What stands in front of a log line's message, as tests compare it.
+// The prefixes of log lines as tests compare them.
 
 #pragma once
 
@@ -9,14 +9,14 @@
 #include <cstdio>
 #include <string>
 
-// text with every digit as 0.
+// Returns `text` with each digit replaced by 0.
 inline std::string WithoutDigits(std::string text) {
   std::replace_if(
       text.begin(), text.end(), [](char c) { return c >= '1' && c <= '9'; }, '0');
   return text;
 }
 
-// The prefix of lines that this thread logs.
+// Returns the prefix of the lines that this thread logs.
 inline std::string ThreadPrefix() {
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "[%3u] ", static_cast<unsigned int>(pthread_self()));

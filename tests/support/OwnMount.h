@@ -1,5 +1,5 @@
-// An empty directory in place of one of the system's, for this process and its children while it
-// exists. For programs that link test_private_network, whose mounts nobody else sees.
+// While one exists, a directory of the system is empty for this process and its children. For
+// programs that link test_private_network, whose mounts nobody else sees.
 
 #pragma once
 

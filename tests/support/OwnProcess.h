@@ -1,5 +1,3 @@
-// Runs a part of a test in a process of its own: the logging thread is started once in a process.
-
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,9 +14,9 @@
 
 #include "tests/support/TemporaryDirectory.h"
 
-// Runs scenario in a copy of this process, which then ends as a program does that returns from
-// main. It is to end with no failed expectation, nothing on standard output and standard error,
-// and within 60 s. To be called while this process has one thread.
+// Runs `scenario` in a copy of this process, which then ends as by a return from main: for what can
+// be done once in a process. Expects no failure, no output, and an end within 60 s. Call it while
+// this process has one thread.
 inline void InOwnProcess(const std::function<void()>& scenario) {
   const TemporaryDirectory outputs;
   const std::string path = outputs.Path("output");

@@ -45,7 +45,7 @@ void SkipUnlessAllowed(const Words& options) {
   }
 }
 
-// Starts this program again inside such namespaces; returns only when that fails.
+// Starts this program again inside such namespaces. Returns only if that fails.
 void EnterAgain(char* argv[], const Words& options) {
   setenv(kInside, "1", 1);
   Words words = {"unshare"};
@@ -83,7 +83,7 @@ void Enter(char* argv[], const Words& options) {
   BringLoopbackUp();
 }
 
-// Returns how many user ids this process may take on.
+// Returns how many user ids this process can have.
 unsigned long CountUsers() {
   std::ifstream map("/proc/self/uid_map");
   unsigned long count = 0;

@@ -1,25 +1,22 @@
-// A network and mounts that only this test process sees, so that tests may bind port 53 and choose
-// /etc/resolv.conf without any right on the host.
-//
-// A test program that links test_private_network gets a main() that enters one first.
+// A network and mounts that only this process and its children see, so that tests may bind port 53
+// and replace /etc/resolv.conf. The main() of test_private_network enters one.
 
 #pragma once
 
 #include <string>
 
-// Starts the program, whose arguments are argv, anew inside such a network, with the loopback
-// interface up and nothing else; inside it returns. Where the machine forbids that, the test is
-// skipped. A caller that made the namespaces itself says so by the environment variable
-// SPFCHECK_TESTS_INSIDE_PRIVATE_NETWORK.
+// Starts this program, whose arguments are `argv`, again inside such a network; returns only there,
+// with the loopback interface up. Skips the test where the machine forbids that. Whoever made the
+// namespaces already sets the environment variable SPFCHECK_TESTS_INSIDE_PRIVATE_NETWORK.
 void EnterPrivateNetwork(char* argv[]);
 
-// The same with the users of the machine, for which it needs root, and with processes of its own,
-// which end with the program.
+// The same with the users of the machine, which needs root, and with processes of its own, which
+// end with the program.
 void EnterPrivateMachine(char* argv[]);
 
-// Makes content what /etc/resolv.conf holds, for this process and its children, from now on.
-// Throws std::system_error when that fails.
+// Replaces the content of /etc/resolv.conf for this process and its children. Throws
+// std::system_error.
 void SetResolverFile(const std::string& content);
 
-// Makes path what opening /etc/resolv.conf opens.
+// Mounts the file `path` over /etc/resolv.conf. Throws std::system_error.
 void MountResolverFile(const std::string& path);

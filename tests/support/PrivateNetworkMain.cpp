@@ -1,4 +1,4 @@
-// main() of the test programs that need a private network.
+// The main() of test programs that need a private network.
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,11 @@
-// For test programs that define a function of the C library themselves: such a function calls the
-// real one except while a test that asked for something else is running.
+// For test programs that replace a function of the C library: the replacement calls the real one,
+// except while a test wants something else.
 
 #pragma once
 
 #include <dlfcn.h>
 
-// Returns the C library's function `name`, of which `replacement` is the one that the program
-// defines.
+// Returns the C library's function `name`, whose type is that of `replacement`.
 template <typename Function>
 Function* RealFunction(Function* /*replacement*/, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));

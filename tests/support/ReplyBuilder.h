@@ -11,12 +11,11 @@
 
 class ReplyBuilder {
  public:
-  // Begins a reply to query: its ID, the flags of a response, its question without the bytes that
-  // trail it. The answer count follows the records added, unless SetAnswerCount sets it.
+  // Begins a reply to `query` with its ID, the flags of a response, and its question without the
+  // bytes that follow it. The answer count is the number of records, unless SetAnswerCount sets it.
   explicit ReplyBuilder(const Bytes& query);
 
-  // Adds a record, class IN, TTL 300, whose owner is the question's name: a pointer to it, or the
-  // root.
+  // Adds a record of class IN and TTL 300 whose owner is the question's name.
   ReplyBuilder& A(std::string_view dottedQuad);
   ReplyBuilder& NS(std::string_view host);
   ReplyBuilder& MX(std::uint16_t preference, std::string_view host);
@@ -24,7 +23,7 @@ class ReplyBuilder {
   ReplyBuilder& CNAME(std::string_view host);
   ReplyBuilder& Record(std::uint16_t type, const Bytes& rdata);
 
-  // Adds such a record whose RDLENGTH does not have to be the length of rdata.
+  // The same with an RDLENGTH that may differ from the length of `rdata`.
   ReplyBuilder& Record(std::uint16_t type, std::uint16_t rdLength, const Bytes& rdata);
 
   // Adds bytes as they are.
@@ -34,10 +33,10 @@ class ReplyBuilder {
   ReplyBuilder& SetId(std::uint16_t id);
   ReplyBuilder& SetFlags(std::uint16_t flags);
 
-  // The reply as it stands.
+  // Returns the reply.
   const Bytes& Build() const { return m_reply; }
 
-  // A name as uncompressed labels with its zero byte.
+  // Returns a name as labels, without compression, and its zero byte.
   static Bytes Name(std::string_view dotted);
 
  private:

@@ -1,9 +1,9 @@
-// Which sanitizers this build has, and how a test works with them.
+// The sanitizers of this build.
 
 #pragma once
 
 #if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-inline constexpr bool kMemorySanitizer = true;  // memory is taken for what is looked at
+inline constexpr bool kMemorySanitizer = true;  // which takes memory for its checks
 #elif !defined(__has_feature)
 inline constexpr bool kMemorySanitizer = false;
 #else

@@ -7,8 +7,7 @@
 
 namespace {
 
-// Refused are sizes from smallest up to largest.
-std::atomic<std::size_t> smallest{1};
+std::atomic<std::size_t> smallest{1};  // of the sizes that are refused
 std::atomic<std::size_t> largest{0};
 std::atomic<int> refusals{0};
 
@@ -37,7 +36,7 @@ int ScarceMemory::Refusals() const {
   return refusals;
 }
 
-// Not inlined: the compiler would warn of malloc() behind delete.
+// Inlined, the compiler would warn of delete for memory of malloc().
 __attribute__((noinline)) void* operator new(std::size_t size) {
   void* const memory = Allocate(size);
   if (memory == nullptr) {

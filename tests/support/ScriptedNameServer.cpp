@@ -165,7 +165,7 @@ void ScriptedNameServer::Serve() {
     if (events[0].revents != 0) {
       Accept();
     }
-    SendWhatIsDue();
+    SendDue();
   }
 }
 
@@ -197,7 +197,7 @@ void ScriptedNameServer::Accept() {
   }
 }
 
-void ScriptedNameServer::SendWhatIsDue() {
+void ScriptedNameServer::SendDue() {
   const auto end = m_letters.upper_bound(Clock::now());
   for (auto letter = m_letters.begin(); letter != end; ++letter) {
     const auto& [to, bytes] = letter->second;

@@ -1,4 +1,4 @@
-// A UDP name server that answers with exactly the bytes that a test gives it, when the test says.
+// A UDP name server that sends exactly the bytes that a test wants, when it wants.
 
 #pragma once
 
@@ -17,38 +17,37 @@
 
 using Datagrams = std::vector<Bytes>;
 
-// The script of a server that does not answer.
+// The script of a server that never answers.
 inline Datagrams Silence(const Bytes& /*query*/) {
   return {};
 }
 
 class ScriptedNameServer {
  public:
-  // What to send back for a query: any number of datagrams, none included.
+  // Returns the replies to a query, any number of datagrams.
   using Script = std::function<Datagrams(const Bytes& query)>;
 
-  // The values that a name server knows, by question ("A example.org"; the root is ""), in the
-  // order of the reply.
+  // The values of a reply in their order, by question ("A example.org"; the root is "").
   using Zone = std::map<std::string, std::vector<std::string>>;
 
-  // A reply that is sent some time after its question, other queries being served meanwhile.
+  // A reply that is sent some time after its question; other queries are served meanwhile.
   struct DelayedReply {
     std::string question;
     std::chrono::milliseconds delay;
     std::string value;
   };
 
-  // Listens on 127.0.0.1, port 53, until the object goes away. The script runs on a thread of the
-  // server's own. Throws std::system_error when the port cannot be had.
+  // Listens on port 53 of 127.0.0.1. Calls `script` on a thread of its own. Throws
+  // std::system_error if the port is taken.
   explicit ScriptedNameServer(Script script);
 
-  // As above, and sends its replies from another address of the loopback network, and port.
+  // The same with replies from `replyAddress` and another port.
   ScriptedNameServer(Script script, const std::string& replyAddress);
 
-  // Answers from zone, well formed; with an answer count of 0 for what zone does not hold.
+  // Sends well-formed replies from `zone`, without answers for other questions.
   explicit ScriptedNameServer(Zone zone);
 
-  // Listens on `address` and sends for a query all the replies to its question.
+  // Listens on `address` and sends all replies that have the question of a query.
   ScriptedNameServer(const std::string& address, std::vector<DelayedReply> replies);
   ~ScriptedNameServer();
 
@@ -58,16 +57,15 @@ class ScriptedNameServer {
   // Returns the reply that a server of `zone` sends.
   static Bytes AnswerFrom(const Zone& zone, const Bytes& query);
 
-  // Returns what a query asks: "A", "NS" or "TXT" (another type as a number), a blank and the name.
+  // Returns the question of a query: "A", "NS", "TXT" or another type as a number, a blank, the
+  // name.
   static std::string QuestionOf(const Bytes& query);
 
-  // Returns whether a query comes in time.
+  // Returns whether a query comes within 30 s.
   bool IsAsked() const;
 
-  // The queries so far, in the order of their arrival.
+  // Returns the queries so far, in the order of their arrival, or their questions.
   std::vector<Bytes> Queries() const;
-
-  // What they asked.
   std::vector<std::string> Questions() const;
 
  private:
@@ -82,13 +80,13 @@ class ScriptedNameServer {
                      int replySocket);
 
   void Serve();
-  int MillisecondsToNext() const;  // -1 when nothing waits to be sent
+  int MillisecondsToNext() const;  // -1 if nothing waits to be sent
   void Accept();
-  void SendWhatIsDue();
+  void SendDue();
 
   std::function<Letters(const Bytes& query)> m_script;
   int m_socket;
-  int m_replySocket;  // m_socket or one of its own
+  int m_replySocket;  // perhaps m_socket
   int m_stop[2];      // a pipe; closing its write end stops the server
   std::multimap<Clock::time_point, Letter> m_letters;
   mutable std::mutex m_mutex;

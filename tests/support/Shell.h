@@ -1,4 +1,4 @@
-// Runs bash, for what a shell says more plainly than C++.
+// Runs bash, for steps that are plainer in a shell than in C++.
 
 #pragma once
 
@@ -12,7 +12,7 @@
 ChildResult RunShell(const std::string& script, const std::string& directory,
                      unsigned int seconds = 60);
 
-// Returns what `script` prints on standard output. Its failure fails the test, with all it printed.
+// Returns what `script` prints on standard output. Fails the test if the script fails.
 std::string OutputOf(const std::string& script, const std::string& directory,
                      unsigned int seconds = 60);
 

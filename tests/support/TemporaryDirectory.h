@@ -1,4 +1,4 @@
-// A directory of its own for a test, removed with everything in it at the end.
+// A directory of its own for a test. The destructor removes it with its content.
 
 #pragma once
 
@@ -34,7 +34,7 @@ class TemporaryDirectory {
     std::ofstream(Path(name), std::ios::binary) << content;
   }
 
-  // What the file holds; empty when there is none.
+  // Returns the content of a file, or nothing if there is no file.
   std::string Read(const std::string& name) const {
     std::ostringstream content;
     content << std::ifstream(Path(name), std::ios::binary).rdbuf();

@@ -1,5 +1,3 @@
-// Texts as tests write and compare them.
-
 #pragma once
 
 #include <string>

@@ -1,11 +1,9 @@
-// Waits for what another thread or process does.
-
 #pragma once
 
 #include <chrono>
 #include <thread>
 
-// Returns whether `condition` comes true within 30 s.
+// Returns whether `condition`, on another thread or process, comes true within 30 s.
 template <typename Condition>
 bool ComesTrue(const Condition& condition) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
