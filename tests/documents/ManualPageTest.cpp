@@ -46,10 +46,6 @@ std::string PatternOf(const std::string& format) {
   return std::regex_replace(literal, std::regex("%s"), "[A-Za-z]+");
 }
 
-std::string SectionsOf(const std::string& page) {
-  return Ask("sed -n 's/^\\.SH //p' " + page + " | tr -d '\"' | paste -s -d ,");
-}
-
 }  // namespace
 
 TEST(ManualPageTest, MandocFindsNoFault) {
@@ -78,21 +74,6 @@ TEST(ManualPageTest, TheVersionIsThatOfTheProject) {
         Ask("mandoc -T utf8 " + page + " | tail -n 1").starts_with("spfcheck " PROJECT_VERSION " "))
         << page;
   }
-}
-
-TEST(ManualPageTest, EachPageHasItsSections) {
-  EXPECT_EQ(
-      SectionsOf("spfcheck.1"),
-      "NAME,SYNOPSIS,DESCRIPTION,ARGUMENTS,OUTPUT,EXIT STATUS,HOW THE VERDICT IS REACHED,"
-      "DIFFERENCES FROM RFC 7208,NETWORK,FILES,ENVIRONMENT,EXAMPLES,NOTES,SECURITY,SEE ALSO\n");
-  EXPECT_EQ(SectionsOf("spf-may-send.1"),
-            "NAME,SYNOPSIS,DESCRIPTION,OPTIONS,EXIT STATUS,VERDICT,EXPLANATION,EXAMPLES,"
-            "IF YOU TYPED ...,NOTES,SEE ALSO\n");
-  EXPECT_EQ(SectionsOf("spf-bulk.1"),
-            "NAME,SYNOPSIS,DESCRIPTION,OPTIONS,OUTPUT,EXIT STATUS,EXAMPLES,SEE ALSO\n");
-  EXPECT_EQ(SectionsOf("fwk.3"),
-            "NAME,SYNOPSIS,DESCRIPTION,THREADS,ERRORS,TIME-OUTS,PROCESS-WIDE STATE,FILES,EXAMPLES,"
-            "NOTES,SEE ALSO\n");
 }
 
 TEST(ManualPageTest, EachOptionOfTheHelpIsOnThePage) {
