@@ -14,7 +14,7 @@
 
 namespace {
 
-// What a library throws is caught by its type here.
+// Returns the text of an exception that a library throws, caught by its type.
 std::string CatchByType() {
   try {
     UDPSocket(0, 0).Connect("0.0.0.0", "53", true);
