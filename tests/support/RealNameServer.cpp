@@ -9,7 +9,9 @@
 #include <array>
 #include <csignal>
 #include <filesystem>
+#include <map>
 #include <stdexcept>
+#include <utility>
 
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/Skip.h"
@@ -73,23 +75,18 @@ RealNameServer::~RealNameServer() {
 }
 
 const RealNameServer::Program& RealNameServer::ProgramOf(Server server) {
-  static const Program named = {PathOf("named", "bind9"),
-                                {"named", "-g", "-n", "1", "-c", SERVER_DIRECTORY "/named.conf"},
-                                "127.0.0.1"};
-  static const Program nsd = {
-      PathOf("nsd", "nsd"), {"nsd", "-d", "-c", SERVER_DIRECTORY "/nsd.conf"}, "127.0.0.2"};
-  static const Program unbound = {PathOf("unbound", "unbound"),
-                                  {"unbound", "-d", "-c", SERVER_DIRECTORY "/unbound.conf"},
-                                  "127.0.0.1"};
-  switch (server) {
-    case Server::kNamed:
-      return named;
-    case Server::kNsd:
-      return nsd;
-    case Server::kUnbound:
-      return unbound;
-  }
-  throw std::logic_error("no such server");
+  static const std::map<Server, Program> programs = {
+      {Server::kNamed,
+       {PathOf("named", "bind9"),
+        {"named", "-g", "-n", "1", "-c", SERVER_DIRECTORY "/named.conf"},
+        "127.0.0.1"}},
+      {Server::kNsd,
+       {PathOf("nsd", "nsd"), {"nsd", "-d", "-c", SERVER_DIRECTORY "/nsd.conf"}, "127.0.0.2"}},
+      {Server::kUnbound,
+       {PathOf("unbound", "unbound"),
+        {"unbound", "-d", "-c", SERVER_DIRECTORY "/unbound.conf"},
+        "127.0.0.1"}}};
+  return programs.at(server);
 }
 
 void RealNameServer::Start(const Program& program) {
