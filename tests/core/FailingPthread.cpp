@@ -28,7 +28,7 @@ struct Action {
 
 thread_local constinit Failure failing;
 thread_local constinit Action pending;
-thread_local constinit std::vector<std::string>* recordedCalls = nullptr;
+thread_local constinit Strings* recordedCalls = nullptr;
 thread_local constinit timeval fixedTime{};
 thread_local constinit bool timeIsFixed = false;
 thread_local constinit timespec lastDeadline{};
@@ -54,7 +54,7 @@ int TakeFailure(const char* function) noexcept {
   return failing.code;
 }
 
-// Notes a call; returns as TakeFailure.
+// Records a call; returns the same as TakeFailure().
 int Intercept(const char* function) noexcept {
   if (recordedCalls != nullptr) {
     recordedCalls->emplace_back(function);
@@ -70,8 +70,7 @@ int FailWith(int code) noexcept {
 
 }  // namespace
 
-// Failures that cannot be brought about otherwise are made here, in front of the system's library.
-// Functions that return their error code.
+// Replaces a function that returns its error code.
 #define INTERPOSE(name, parameters, arguments)             \
   extern "C" int name parameters {                         \
     static const auto real = RealFunction(&(name), #name); \
@@ -79,7 +78,7 @@ int FailWith(int code) noexcept {
     return failure != 0 ? failure : real arguments;        \
   }
 
-// Functions that return -1 and set errno.
+// Replaces a function that returns -1 and sets errno.
 #define INTERPOSE_ERRNO(name, parameters, arguments)          \
   extern "C" int name parameters {                            \
     static const auto real = RealFunction(&(name), #name);    \
@@ -166,14 +165,14 @@ extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   return failure != 0 ? failure : real(mutex);
 }
 
-// The thread sanitizer calls pthread_attr_destroy at the start of a thread, where the real function
-// cannot be looked up yet.
+// Looks up pthread_attr_destroy early: the thread sanitizer calls it at the start of a thread,
+// where it cannot be looked up yet.
 [[maybe_unused]] const bool isLookedUp = [] {
   pthread_attr_t attributes;
   return pthread_attr_init(&attributes) == 0 && pthread_attr_destroy(&attributes) == 0;
 }();
 
-// Tests here misuse locks on purpose; the thread sanitizer is to report races only.
+// The tests misuse locks on purpose, so the thread sanitizer reports only races.
 extern "C" const char* __tsan_default_options();
 extern "C" const char* __tsan_default_options() {
   return "report_mutex_bugs=0:report_destroy_locked=0:detect_deadlocks=0";
@@ -217,8 +216,8 @@ bool LastReadWriteLockHadAttributes() {
   return lastReadWriteLockHadAttributes;
 }
 
-std::vector<std::string> CallsOf(const std::function<void()>& call) {
-  std::vector<std::string> calls;
+Strings CallsOf(const std::function<void()>& call) {
+  Strings calls;
   recordedCalls = &calls;
   try {
     call();

@@ -1,6 +1,5 @@
-// Functions of the system's library as the tests of locks and threads want them: that fail on
-// demand, are recorded, or are preceded by an action. All of it concerns the calls of one thread,
-// the one that asks for it.
+// Lets functions of the C library fail, records their calls, or runs an action before them. Each
+// request concerns only the calls of the thread that makes it.
 
 #pragma once
 
@@ -16,7 +15,9 @@
 #include <string>
 #include <vector>
 
-// Makes function, or its first so many calls, fail with code.
+using Strings = std::vector<std::string>;
+
+// Lets the first `times` calls of `function` fail with `code`.
 class FailureOf {
  public:
   FailureOf(const char* function, int code, int times = std::numeric_limits<int>::max());
@@ -26,7 +27,7 @@ class FailureOf {
   FailureOf& operator=(const FailureOf&) = delete;
 };
 
-// Runs action once, before the nth call of function.
+// Runs `action` once, before the `nth` call of `function`.
 class BeforeCall {
  public:
   BeforeCall(int nth, const char* function, std::function<void()> action);
@@ -39,7 +40,7 @@ class BeforeCall {
   std::function<void()> m_action;
 };
 
-// Stops the clock that gettimeofday reads.
+// Stops the clock that gettimeofday() reads.
 class TimeOfDay {
  public:
   TimeOfDay(std::time_t seconds, suseconds_t microseconds);
@@ -49,27 +50,28 @@ class TimeOfDay {
   TimeOfDay& operator=(const TimeOfDay&) = delete;
 };
 
-// The deadline of the last sem_timedwait.
+// Returns the deadline that sem_timedwait() was last given.
 std::timespec LastDeadline();
 
-// What the last sem_init was given.
 struct SemaphoreArguments {
   int shared;
   unsigned int value;
 };
+// Returns what sem_init() was last given.
 SemaphoreArguments LastSemaphore();
 
-// Whether the last pthread_rwlock_init was given attributes.
+// Returns whether pthread_rwlock_init() was last given attributes.
 bool LastReadWriteLockHadAttributes();
 
-// The functions that call comes to, in order, whether it throws a StdSystemException or not;
-// without pthread_mutex_lock, which all the world calls.
-std::vector<std::string> CallsOf(const std::function<void()>& call);
+// Returns the functions that `call` calls, in order, even if it throws a StdSystemException. Leaves
+// out pthread_mutex_lock, which the C library calls too.
+Strings CallsOf(const std::function<void()>& call);
 
+// Expects that `call` throws a StdSystemException with this text and code.
 void ExpectThrown(const std::function<void()>& call, const std::string& text, int code);
 
-// What comes of something that other threads do. Ends the process when they do not do it, since it
-// would wait for them without limit otherwise.
+// Returns the result of another thread. Ends the process if there is none within 60 s, because the
+// destructor of `future` would wait for it without limit.
 template <typename T>
 T ResultOf(std::future<T>& future) {
   if (future.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
@@ -77,4 +79,10 @@ T ResultOf(std::future<T>& future) {
     std::abort();
   }
   return future.get();
+}
+
+template <typename T>
+T ResultOf(std::promise<T>& promise) {
+  std::future<T> future = promise.get_future();
+  return ResultOf(future);
 }

@@ -9,17 +9,17 @@
 #include <future>
 #include <optional>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <vector>
 
 #include "framework/core/Queue.h"
 #include "tests/core/FailingPthread.h"
+#include "tests/support/Threads.h"
+#include "tests/support/Waiting.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using Strings = std::vector<std::string>;
 
 std::future<void> StartWaiting(Queue<std::string>& queue) {
   return std::async(std::launch::async, [&queue] { queue.Wait(); });
@@ -34,16 +34,14 @@ Strings PopAll(Queue<std::string>& queue) {
   return items;
 }
 
-TEST(QueueTest, ItIsNeitherCopiedNorMovedAndHasNoVirtualOperations) {
+TEST(QueueTest, ItCannotBeCopiedOrMovedAndHasNoVirtualOperations) {
   using Lines = Queue<std::string>;
   EXPECT_FALSE(std::is_copy_constructible_v<Lines> || std::is_move_constructible_v<Lines>);
   EXPECT_FALSE(std::is_copy_assignable_v<Lines> || std::is_move_assignable_v<Lines>);
   EXPECT_FALSE(std::is_polymorphic_v<Lines>);
 }
 
-// ---- Items
-
-TEST(QueueTest, ItemsComeOutInTheOrderOfTheirArrival) {
+TEST(QueueTest, ItemsComeOutInTheOrderTheyWerePushed) {
   Queue<std::string> queue;
   for (const char* item : {"first", "", "third", "first"}) {
     queue.Push(item);
@@ -51,18 +49,7 @@ TEST(QueueTest, ItemsComeOutInTheOrderOfTheirArrival) {
   EXPECT_EQ(PopAll(queue), (Strings{"first", "", "third", "first"}));
 }
 
-TEST(QueueTest, PoppingRemovesTheFrontItemOnly) {
-  Queue<std::string> queue;
-  queue.Push("first");
-  queue.Push("second");
-  std::string item;
-  EXPECT_TRUE(queue.Pop(item));
-  EXPECT_EQ(item, "first");
-  queue.Push("third");
-  EXPECT_EQ(PopAll(queue), (Strings{"second", "third"}));
-}
-
-TEST(QueueTest, PoppingFromAnEmptyQueueTakesNothing) {
+TEST(QueueTest, PoppingFromAnEmptyQueueReturnsFalseAndChangesNothing) {
   Queue<std::string> queue;
   std::string item = "untouched";
   EXPECT_FALSE(queue.Pop(item));
@@ -73,7 +60,7 @@ TEST(QueueTest, PoppingFromAnEmptyQueueTakesNothing) {
   EXPECT_EQ(item, "only");
 }
 
-TEST(QueueTest, PoppingDoesNotTakeFromTheSignal) {
+TEST(QueueTest, PoppingDoesNotUseUpTheWakeUpOfAPush) {
   Queue<std::string> queue;
   queue.Push("item");
   EXPECT_EQ(PopAll(queue), Strings{"item"});
@@ -81,32 +68,19 @@ TEST(QueueTest, PoppingDoesNotTakeFromTheSignal) {
   EXPECT_FALSE(queue.IsClosed());
 }
 
-// ---- Waiting
-
-TEST(QueueTest, WaitingEndsWithAPush) {
-  Queue<std::string> queue;
-  std::future<void> waiter = StartWaiting(queue);
-  EXPECT_EQ(waiter.wait_for(50ms), std::future_status::timeout);
-  queue.Push("item");
-  ResultOf(waiter);
-  EXPECT_EQ(PopAll(queue), Strings{"item"});
-}
-
 TEST(QueueTest, EachPushEndsOneWait) {
   Queue<std::string> queue;
-  for (const char* item : {"first", "second", "third"}) {
-    queue.Push(item);
-  }
+  queue.Push("first");
+  queue.Push("second");
   queue.Wait();
   queue.Wait();
-  queue.Wait();
-  std::future<void> fourth = StartWaiting(queue);
-  EXPECT_EQ(fourth.wait_for(50ms), std::future_status::timeout);
-  queue.Push("fourth");
-  ResultOf(fourth);
+  std::future<void> third = StartWaiting(queue);
+  EXPECT_EQ(third.wait_for(50ms), std::future_status::timeout);
+  queue.Push("third");
+  ResultOf(third);
 }
 
-TEST(QueueTest, ClosingReleasesAllWhoWait) {
+TEST(QueueTest, ClosingReleasesAllThreadsThatWait) {
   Queue<std::string> queue;
   std::array<std::future<void>, 3> waiters;
   for (std::future<void>& waiter : waiters) {
@@ -122,26 +96,24 @@ TEST(QueueTest, ClosingReleasesAllWhoWait) {
   EXPECT_TRUE(queue.IsClosed());
 }
 
-TEST(QueueTest, WaitingAtAClosedQueueEndsAtOnce) {
+TEST(QueueTest, WaitingForAClosedQueueReturnsAtOnce) {
   Queue<std::string> queue;
   queue.Close();
   EXPECT_EQ(CallsOf([&] { queue.Wait(); }), Strings{});
 }
 
-// ---- A closed queue
-
-TEST(QueueTest, ItIsOpenUntilItIsClosedForGood) {
+TEST(QueueTest, AClosedQueueCannotBeReopenedButClosedAgain) {
   Queue<std::string> queue;
-  EXPECT_FALSE(queue.IsClosed());
   queue.Push("item");
   EXPECT_FALSE(queue.IsClosed());
   queue.Close();
   EXPECT_TRUE(queue.IsClosed());
+  EXPECT_NO_THROW(queue.Close());
   queue.Push("item");
   EXPECT_TRUE(queue.IsClosed());
 }
 
-TEST(QueueTest, PushingToAClosedQueueChangesNothingAndPostsNothing) {
+TEST(QueueTest, PushingToAClosedQueueDropsTheItemAndWakesNobody) {
   Queue<std::string> queue;
   queue.Close();
   EXPECT_EQ(CallsOf([&] { queue.Push("item"); }),
@@ -150,7 +122,7 @@ TEST(QueueTest, PushingToAClosedQueueChangesNothingAndPostsNothing) {
   EXPECT_TRUE(queue.IsClosed());
 }
 
-TEST(QueueTest, PoppingFromAClosedQueueTakesNothing) {
+TEST(QueueTest, PoppingFromAClosedQueueReturnsFalseAndChangesNothing) {
   Queue<std::string> queue;
   queue.Push("left");
   queue.Close();
@@ -159,14 +131,7 @@ TEST(QueueTest, PoppingFromAClosedQueueTakesNothing) {
   EXPECT_EQ(item, "untouched");
 }
 
-TEST(QueueTest, ItMayBeClosedTwice) {
-  Queue<std::string> queue;
-  queue.Close();
-  EXPECT_NO_THROW(queue.Close());
-  EXPECT_TRUE(queue.IsClosed());
-}
-
-TEST(QueueTest, ItIsDestroyedWithTheItemsLeftInIt) {
+TEST(QueueTest, ItMayBeDestroyedWithItemsLeft) {
   std::optional<Queue<std::string>> queue(std::in_place);
   queue->Push(std::string(1000, 'x'));
   EXPECT_EQ(CallsOf([&] { queue.reset(); }),
@@ -174,40 +139,26 @@ TEST(QueueTest, ItIsDestroyedWithTheItemsLeftInIt) {
                      "pthread_rwlock_destroy"}));
 }
 
-TEST(QueueTest, AFailureToDestroyItsLocksLeavesTheDestructor) {
-  {
-    const FailureOf failure("pthread_rwlock_destroy", EBUSY);
-    ExpectThrown([] { const Queue<std::string> queue; }, "pthread_rwlock_destroy returned 16", 16);
+TEST(QueueTest, AFailureToDestroyItsLocksIsThrownByTheDestructor) {
+  for (const char* function : {"pthread_rwlock_destroy", "pthread_mutex_destroy"}) {
+    const FailureOf failure(function, EBUSY);
+    ExpectThrown([] { const Queue<std::string> queue; }, std::string(function) + " returned 16",
+                 16);
   }
-  const FailureOf failure("pthread_mutex_destroy", EBUSY);
-  ExpectThrown([] { const Queue<std::string> queue; }, "pthread_mutex_destroy returned 16", 16);
 }
 
-// ---- Locks
-
-TEST(QueueTest, APushPostsOnceUnderTheWriteLock) {
+TEST(QueueTest, ItIsReadUnderTheReadLockAndChangedUnderTheWriteLock) {
   Queue<std::string> queue;
   EXPECT_EQ(CallsOf([&] { queue.Push("item"); }),
             (Strings{"pthread_rwlock_wrlock", "sem_post", "pthread_rwlock_unlock"}));
-}
-
-TEST(QueueTest, PoppingAndClosingTakeTheWriteLock) {
-  Queue<std::string> queue;
-  queue.Push("item");
   std::string item;
   EXPECT_EQ(CallsOf([&] { queue.Pop(item); }),
             (Strings{"pthread_rwlock_wrlock", "pthread_rwlock_unlock"}));
+  EXPECT_EQ(CallsOf([&] { queue.IsClosed(); }),
+            (Strings{"pthread_rwlock_rdlock", "pthread_rwlock_unlock"}));
   EXPECT_EQ(CallsOf([&] { queue.Close(); }),
             (Strings{"pthread_rwlock_wrlock", "sem_destroy", "pthread_rwlock_unlock"}));
 }
-
-TEST(QueueTest, WhetherItIsClosedIsReadUnderTheReadLock) {
-  Queue<std::string> queue;
-  EXPECT_EQ(CallsOf([&] { queue.IsClosed(); }),
-            (Strings{"pthread_rwlock_rdlock", "pthread_rwlock_unlock"}));
-}
-
-// ---- Several producers and consumers
 
 struct Item {
   std::size_t producer;
@@ -216,12 +167,7 @@ struct Item {
   auto operator<=>(const Item&) const = default;
 };
 
-Item Parse(const std::string& text) {
-  const std::size_t blank = text.find(' ');
-  return {.producer = std::stoul(text.substr(0, blank)), .number = std::stoi(text.substr(blank))};
-}
-
-// Whether the numbers of each producer's items rise.
+// Returns whether the numbers of each producer's items rise.
 bool KeepsTheOrderOfEachProducer(const std::vector<Item>& items, std::size_t producers) {
   std::vector<int> last(producers, -1);
   return std::all_of(items.begin(), items.end(), [&](const Item& item) {
@@ -231,58 +177,46 @@ bool KeepsTheOrderOfEachProducer(const std::vector<Item>& items, std::size_t pro
   });
 }
 
+// Takes items until the queue is closed; each wait that ends before must yield one.
+std::vector<Item> Consume(Queue<Item>& queue, std::atomic<std::size_t>& count) {
+  std::vector<Item> items;
+  for (;;) {
+    queue.Wait();
+    Item item{};
+    if (queue.Pop(item)) {
+      items.push_back(item);
+      ++count;
+    } else {
+      EXPECT_TRUE(queue.IsClosed());
+      return items;
+    }
+  }
+}
+
 class QueueOfManyThreadsTest : public testing::TestWithParam<std::size_t> {};
 
 INSTANTIATE_TEST_SUITE_P(Consumers, QueueOfManyThreadsTest, testing::Values(1, 3));
 
-TEST_P(QueueOfManyThreadsTest, EveryItemComesOutOnceAndThoseOfOneProducerInOrder) {
+TEST_P(QueueOfManyThreadsTest, EachItemComesOutOnceAndThoseOfOneProducerInOrder) {
   constexpr std::size_t kProducers = 4;
   constexpr int kItems = 500;
-  Queue<std::string> queue;
-  std::vector<std::vector<Item>> taken(GetParam());
+  Queue<Item> queue;
   std::atomic<std::size_t> count{0};
-  std::atomic<int> wakenForNothing{0};
-
-  std::vector<std::future<void>> consumers;
-  for (std::vector<Item>& items : taken) {
-    consumers.push_back(std::async(std::launch::async, [&] {
-      for (;;) {
-        queue.Wait();
-        if (queue.IsClosed()) {
-          return;
-        }
-        std::string item;
-        if (queue.Pop(item)) {
-          items.push_back(Parse(item));
-          ++count;
-        } else if (!queue.IsClosed()) {
-          ++wakenForNothing;
-        }
-      }
-    }));
+  std::vector<std::future<std::vector<Item>>> consumers;
+  for (std::size_t i = 0; i < GetParam(); ++i) {
+    consumers.push_back(std::async(std::launch::async, [&] { return Consume(queue, count); }));
   }
-  std::vector<std::future<void>> producers;
-  for (std::size_t producer = 0; producer < kProducers; ++producer) {
-    producers.push_back(std::async(std::launch::async, [&queue, producer] {
-      for (int number = 0; number < kItems; ++number) {
-        queue.Push(std::to_string(producer) + " " + std::to_string(number));
-      }
-    }));
-  }
-  for (std::future<void>& producer : producers) {
-    ResultOf(producer);
-  }
-  for (int i = 0; i < 20000 && count < kProducers * kItems; ++i) {
-    std::this_thread::sleep_for(1ms);
-  }
+  OnThreads(kProducers, [&](std::size_t producer) {
+    for (int number = 0; number < kItems; ++number) {
+      queue.Push({.producer = producer, .number = number});
+    }
+  });
+  EXPECT_TRUE(ComesTrue([&] { return count == kProducers * kItems; }));
   queue.Close();
-  for (std::future<void>& consumer : consumers) {
-    ResultOf(consumer);
-  }
 
-  EXPECT_EQ(wakenForNothing, 0);
   std::vector<Item> all;
-  for (const std::vector<Item>& items : taken) {
+  for (std::future<std::vector<Item>>& consumer : consumers) {
+    const std::vector<Item> items = ResultOf(consumer);
     EXPECT_TRUE(KeepsTheOrderOfEachProducer(items, kProducers));
     all.insert(all.end(), items.begin(), items.end());
   }

@@ -26,13 +26,13 @@
 #include "framework/core/Exceptions.h"
 #include "framework/core/ThreadedObject.h"
 #include "tests/core/FailingPthread.h"
+#include "tests/support/Waiting.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using Strings = std::vector<std::string>;
 
-// An object whose body and end are what a test makes of them.
+// Runs `body` on its thread and calls `atEnd` from its destructor.
 class Worker : public ThreadedObject {
  public:
   using Body = std::function<std::uint32_t(Worker&)>;
@@ -88,14 +88,14 @@ Fields FieldsOf(const Worker& worker) {
           .running = worker.m_bRunning};
 }
 
-// Joins the worker's thread as its owner would not, and returns what it came to.
+// Joins the worker's thread behind its back and returns the thread's result.
 std::uintptr_t ResultOfThread(Worker& worker) {
   void* result = nullptr;
   EXPECT_EQ(pthread_join(std::exchange(worker.m_thread, 0), &result), 0);
   return reinterpret_cast<std::uintptr_t>(result);
 }
 
-TEST(ThreadedObjectTest, ItIsABaseThatIsNeitherCopiedNorMoved) {
+TEST(ThreadedObjectTest, ItIsABaseThatCannotBeCopiedOrMoved) {
   using Base = ThreadedObject;
   EXPECT_TRUE(std::is_abstract_v<Base>);
   EXPECT_TRUE(std::has_virtual_destructor_v<Base>);
@@ -124,33 +124,24 @@ TEST(ThreadedObjectTest, ASubclassMayStartAndStopInItsOwnWay) {
   EXPECT_EQ(object.m_calls, (Strings{"start", "stop"}));
 }
 
-// ---- A joined object
-
-TEST(ThreadedObjectTest, ANewObjectRunsWithoutAThread) {
+TEST(ThreadedObjectTest, ANewObjectIsRunningButHasNoThread) {
   const Worker worker;
   EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = false, .running = true}));
 }
 
-TEST(ThreadedObjectTest, StartingRunsTheBodyOnAThreadOfItsOwn) {
+TEST(ThreadedObjectTest, StartingRunsTheBodyOnItsOwnThread) {
   std::promise<pthread_t> body;
   Worker worker([&](Worker&) {
     body.set_value(pthread_self());
     return 0U;
   });
   EXPECT_TRUE(worker.StartObjectThread(false, 0));
-  std::future<pthread_t> bodyThread = body.get_future();
-  const pthread_t thread = ResultOf(bodyThread);
+  const pthread_t thread = ResultOf(body);
   EXPECT_TRUE(pthread_equal(thread, worker.m_thread));
   EXPECT_FALSE(pthread_equal(thread, pthread_self()));
 }
 
-TEST(ThreadedObjectTest, AStartedObjectHasAThreadAndRuns) {
-  Worker worker(PollRunning);
-  worker.StartObjectThread(false, 0);
-  EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = true, .running = true}));
-}
-
-TEST(ThreadedObjectTest, TheBodyFindsItsObjectStarted) {
+TEST(ThreadedObjectTest, TheBodySeesItsObjectRunningWithAThread) {
   std::promise<Fields> seen;
   Worker worker([&](Worker& self) {
     seen.set_value(FieldsOf(self));
@@ -158,11 +149,10 @@ TEST(ThreadedObjectTest, TheBodyFindsItsObjectStarted) {
   });
   worker.m_bRunning = false;
   worker.StartObjectThread(false, 0);
-  std::future<Fields> fields = seen.get_future();
-  EXPECT_EQ(ResultOf(fields), (Fields{.detached = false, .hasThread = true, .running = true}));
+  EXPECT_EQ(ResultOf(seen), (Fields{.detached = false, .hasThread = true, .running = true}));
 }
 
-TEST(ThreadedObjectTest, StoppingTellsTheBodyToEndAndAwaitsIt) {
+TEST(ThreadedObjectTest, StoppingTellsTheBodyToEndAndWaitsForIt) {
   std::atomic<bool> hasEnded{false};
   Worker worker([&](Worker& self) {
     PollRunning(self);
@@ -177,7 +167,7 @@ TEST(ThreadedObjectTest, StoppingTellsTheBodyToEndAndAwaitsIt) {
   EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = false, .running = false}));
 }
 
-TEST(ThreadedObjectTest, StoppingWhatWasNotStartedJoinsNothing) {
+TEST(ThreadedObjectTest, StoppingAnObjectThatWasNotStartedJoinsNothing) {
   Worker worker;
   EXPECT_EQ(CallsOf([&] { worker.StopObjectThread(); }), Strings{});
   EXPECT_FALSE(worker.m_bRunning);
@@ -197,7 +187,7 @@ TEST(ThreadedObjectTest, AStoppedObjectMayBeStartedAgain) {
   EXPECT_EQ(runs, 3);
 }
 
-TEST(ThreadedObjectTest, JoiningAwaitsTheThreadOnceAndLeavesRunning) {
+TEST(ThreadedObjectTest, JoiningWaitsForTheThreadOnceAndDoesNotStopTheObject) {
   Worker worker;
   worker.StartObjectThread(false, 0);
   EXPECT_EQ(CallsOf([&] { worker.JoinObjectThread(); }), Strings{"pthread_join"});
@@ -205,11 +195,10 @@ TEST(ThreadedObjectTest, JoiningAwaitsTheThreadOnceAndLeavesRunning) {
   EXPECT_EQ(CallsOf([&] { worker.JoinObjectThread(); }), Strings{});
 }
 
-// Leaves its end to the base, which its body allows for.
+// Is stopped by the destructor of its base, so its body uses no members after it has begun.
 class BareWorker : public ThreadedObject {
  public:
-  explicit BareWorker(std::promise<void>& hasBegun, std::atomic<bool>& hasEnded)
-      : m_hasBegun(hasBegun), m_hasEnded(hasEnded) {}
+  explicit BareWorker(std::atomic<bool>& hasEnded) : m_hasEnded(hasEnded) {}
 
   std::uint32_t ObjectThreadMethod() override {
     std::atomic<bool>& hasEnded = m_hasEnded;
@@ -224,35 +213,29 @@ class BareWorker : public ThreadedObject {
 
   using ThreadedObject::m_thread;
 
+  std::promise<void> m_hasBegun;
+
  private:
-  std::promise<void>& m_hasBegun;
   std::atomic<bool>& m_hasEnded;
 };
 
-TEST(ThreadedObjectTest, TheDestructorStopsAndJoins) {
-  std::promise<void> hasBegun;
+TEST(ThreadedObjectTest, TheDestructorStopsAndJoinsAThreadThatWasStarted) {
   std::atomic<bool> hasEnded{false};
-  auto worker = std::make_unique<BareWorker>(hasBegun, hasEnded);
+  auto worker = std::make_unique<BareWorker>(hasEnded);
   worker->StartObjectThread(false, 0);
-  hasBegun.get_future().wait();
+  ResultOf(worker->m_hasBegun);
   EXPECT_EQ(CallsOf([&] { worker.reset(); }), Strings{"pthread_join"});
   EXPECT_TRUE(hasEnded);
-}
-
-TEST(ThreadedObjectTest, TheDestructorOfWhatWasNotStartedJoinsNothing) {
-  std::promise<void> hasBegun;
-  std::atomic<bool> hasEnded{false};
-  auto worker = std::make_unique<BareWorker>(hasBegun, hasEnded);
+  worker = std::make_unique<BareWorker>(hasEnded);
   EXPECT_EQ(CallsOf([&] { worker.reset(); }), Strings{});
 }
 
 TEST(ThreadedObjectTest, AFailedJoinThrowsOutOfTheDestructor) {
-  std::promise<void> hasBegun;
   std::atomic<bool> hasEnded{false};
-  auto* const worker = new BareWorker(hasBegun, hasEnded);
+  auto* const worker = new BareWorker(hasEnded);
   worker->StartObjectThread(false, 0);
-  hasBegun.get_future().wait();
-  // The thread ends in time all the same, for it must not outlive its object.
+  ResultOf(worker->m_hasBegun);
+  // The thread must not outlive its object, so it is joined before the join that fails.
   const BeforeCall join(1, "pthread_join", [thread = worker->m_thread] {
     while (pthread_tryjoin_np(thread, nullptr) == EBUSY) {
       std::this_thread::sleep_for(1ms);
@@ -263,15 +246,7 @@ TEST(ThreadedObjectTest, AFailedJoinThrowsOutOfTheDestructor) {
   EXPECT_TRUE(hasEnded);
 }
 
-// ---- The thread's result
-
-TEST(ThreadedObjectTest, TheResultOfTheBodyIsThatOfTheThread) {
-  Worker worker([](Worker&) { return 4000000000U; });
-  worker.StartObjectThread(false, 0);
-  EXPECT_EQ(ResultOfThread(worker), 4000000000U);
-}
-
-TEST(ThreadedObjectTest, TheRoutineReturnsThe32BitsOfTheBodysResult) {
+TEST(ThreadedObjectTest, TheRoutineReturnsTheResultOfTheBodyIn32Bits) {
   for (const std::uint32_t result : {0U, 1U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
     Worker worker([result](Worker&) { return result; });
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(
@@ -280,7 +255,7 @@ TEST(ThreadedObjectTest, TheRoutineReturnsThe32BitsOfTheBodysResult) {
   }
 }
 
-TEST(ThreadedObjectTest, ABodyThatThrowsAnythingGivesZeroAndTheProcessGoesOn) {
+TEST(ThreadedObjectTest, ABodyThatThrowsAnythingHasTheResultZero) {
   struct Anything {};
   const std::vector<Worker::Body> bodies{
       [](Worker&) -> std::uint32_t { throw std::runtime_error("text"); },
@@ -296,24 +271,15 @@ TEST(ThreadedObjectTest, ABodyThatThrowsAnythingGivesZeroAndTheProcessGoesOn) {
   }
 }
 
-TEST(ThreadedObjectTest, TheRoutineLeavesAnObjectThatIsNotDetachedAsItIs) {
-  Worker worker;
-  ThreadedObject::ObjectThreadRoutine(static_cast<ThreadedObject*>(&worker));
-  EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = false, .running = true}));
-}
-
-// ---- A detached object
-
-TEST(ThreadedObjectTest, ADetachedObjectIsCreatedAndDetached) {
+TEST(ThreadedObjectTest, AThreadIsDetachedAfterItsCreation) {
   std::promise<void> end;
   auto* const worker = new Worker([](Worker&) { return 0U; }, [&](Worker&) { end.set_value(); });
   EXPECT_EQ(CallsOf([&] { EXPECT_TRUE(worker->StartObjectThread(true, 0)); }),
             (Strings{"pthread_attr_init", "pthread_create", "pthread_detach"}));
-  std::future<void> ended = end.get_future();
-  ResultOf(ended);
+  ResultOf(end);
 }
 
-TEST(ThreadedObjectTest, ADetachedObjectRunsUntilItsBodyReturnsAndThenDeletesItself) {
+TEST(ThreadedObjectTest, ADetachedObjectDeletesItselfWhenItsBodyReturns) {
   std::promise<void> mayReturn;
   std::atomic<bool> hasReturned{false};
   std::promise<std::pair<bool, bool>> end;
@@ -334,7 +300,7 @@ TEST(ThreadedObjectTest, ADetachedObjectRunsUntilItsBodyReturnsAndThenDeletesIts
   EXPECT_EQ(ResultOf(ended), std::make_pair(true, false));
 }
 
-TEST(ThreadedObjectTest, StoppingADetachedObjectTellsItsBodyToEndAndDoesNotAwaitIt) {
+TEST(ThreadedObjectTest, StoppingADetachedObjectTellsItsBodyToEndAndDoesNotWait) {
   std::promise<void> mayReturn;
   std::promise<void> end;
   auto* const worker = new Worker(
@@ -358,8 +324,7 @@ TEST(ThreadedObjectTest, ADetachedObjectWhoseBodyThrowsDeletesItself) {
   auto* const worker =
       new Worker([](Worker&) -> std::uint32_t { throw 7; }, [&](Worker&) { end.set_value(); });
   worker->StartObjectThread(true, 0);
-  std::future<void> ended = end.get_future();
-  ResultOf(ended);
+  ResultOf(end);
 }
 
 TEST(ThreadedObjectTest, TheRoutineDeletesADetachedObjectAndReturnsItsResult) {
@@ -377,17 +342,14 @@ TEST(ThreadedObjectTest, TheRoutineDeletesADetachedObjectAndReturnsItsResult) {
   EXPECT_EQ(events, (Strings{"body", "end"}));
 }
 
-TEST(ThreadedObjectTest, StartingIsDoneWithAnObjectBeforeItsBodyMayEndIt) {
+TEST(ThreadedObjectTest, StartingDoesNotTouchADetachedObjectThatMayBeDeleted) {
   constexpr int kObjects = 200;
   std::atomic<int> ended{0};
   for (int i = 0; i < kObjects; ++i) {
     auto* const worker = new Worker([](Worker&) { return 0U; }, [&](Worker&) { ++ended; });
     EXPECT_TRUE(worker->StartObjectThread(true, 0));
   }
-  for (int i = 0; i < 20000 && ended != kObjects; ++i) {
-    std::this_thread::sleep_for(1ms);
-  }
-  ASSERT_EQ(ended, kObjects);
+  ASSERT_TRUE(ComesTrue([&] { return ended == kObjects; }));
 }
 
 TEST(ThreadedObjectTest, TheBodyOfADetachedObjectBeginsAfterItsThreadIsDetached) {
@@ -407,39 +369,11 @@ TEST(ThreadedObjectTest, TheBodyOfADetachedObjectBeginsAfterItsThreadIsDetached)
     });
     worker->StartObjectThread(true, 0);
   }
-  std::future<void> ended = end.get_future();
-  ResultOf(ended);
+  ResultOf(end);
   EXPECT_FALSE(hadBegun);
 }
 
-// ---- Priorities
-
-TEST(ThreadedObjectTest, PrioritiesFrom1To98AreSetByTheseCallsInThisOrder) {
-  for (const int priority : {1, 50, 98}) {
-    Worker worker;
-    const FailureOf failure("pthread_create", EPERM);
-    EXPECT_EQ(
-        CallsOf([&] { worker.StartObjectThread(false, priority); }),
-        (Strings{"pthread_attr_init", "pthread_attr_getschedpolicy", "pthread_attr_getschedparam",
-                 "pthread_attr_setschedpolicy", "sched_get_priority_min", "sched_get_priority_max",
-                 "pthread_attr_setschedparam", "pthread_attr_setinheritsched", "pthread_create"}))
-        << priority;
-  }
-}
-
-TEST(ThreadedObjectTest, OtherPrioritiesLeaveTheDefaultScheduling) {
-  for (const int priority : {0, -1, 99, 100, INT_MAX, INT_MIN}) {
-    Worker worker;
-    EXPECT_EQ(CallsOf([&] { worker.StartObjectThread(false, priority); }),
-              (Strings{"pthread_attr_init", "pthread_create"}))
-        << priority;
-    int inherit = -1;
-    pthread_attr_getinheritsched(&worker.m_attributes, &inherit);
-    EXPECT_EQ(inherit, PTHREAD_INHERIT_SCHED) << priority;
-  }
-}
-
-// Policy, priority and the rule of inheritance in the attributes.
+// Returns the policy, the priority and the rule of inheritance.
 std::vector<int> SchedulingOf(const pthread_attr_t& attributes) {
   int policy = -1;
   int inherit = -1;
@@ -450,17 +384,31 @@ std::vector<int> SchedulingOf(const pthread_attr_t& attributes) {
   return {policy, parameters.sched_priority, inherit};
 }
 
-TEST(ThreadedObjectTest, APriorityIsAskedForExplicitlyWithRoundRobinAndAsItIs) {
+TEST(ThreadedObjectTest, OtherPrioritiesLeaveTheDefaultScheduling) {
+  for (const int priority : {0, -1, 99, 100, INT_MAX, INT_MIN}) {
+    Worker worker;
+    EXPECT_EQ(CallsOf([&] { worker.StartObjectThread(false, priority); }),
+              (Strings{"pthread_attr_init", "pthread_create"}))
+        << priority;
+    EXPECT_EQ(SchedulingOf(worker.m_attributes).back(), PTHREAD_INHERIT_SCHED) << priority;
+  }
+}
+
+TEST(ThreadedObjectTest, APriorityFrom1To98IsSetUnchangedWithRoundRobin) {
   for (const int priority : {1, 50, 98}) {
     Worker worker;
     const FailureOf failure("pthread_create", EPERM);
-    EXPECT_THROW(worker.StartObjectThread(false, priority), StdSystemException);
+    EXPECT_EQ(
+        CallsOf([&] { worker.StartObjectThread(false, priority); }),
+        (Strings{"pthread_attr_init", "pthread_attr_getschedpolicy", "pthread_attr_getschedparam",
+                 "pthread_attr_setschedpolicy", "sched_get_priority_min", "sched_get_priority_max",
+                 "pthread_attr_setschedparam", "pthread_attr_setinheritsched", "pthread_create"}));
     EXPECT_EQ(SchedulingOf(worker.m_attributes),
               (std::vector<int>{SCHED_RR, priority, PTHREAD_EXPLICIT_SCHED}));
   }
 }
 
-TEST(ThreadedObjectTest, TheRangeOfPrioritiesIsNotUsed) {
+TEST(ThreadedObjectTest, APriorityIsNotLimitedToTheRangeOfTheSystem) {
   for (const char* bound : {"sched_get_priority_min", "sched_get_priority_max"}) {
     Worker worker;
     std::optional<FailureOf> result(std::in_place, bound, 60);
@@ -473,7 +421,7 @@ TEST(ThreadedObjectTest, TheRangeOfPrioritiesIsNotUsed) {
   }
 }
 
-TEST(ThreadedObjectTest, ABodyRunsWithThePriorityWhereThatIsAllowed) {
+TEST(ThreadedObjectTest, ABodyRunsWithThePriorityIfThatIsAllowed) {
   std::promise<std::pair<int, int>> scheduling;
   Worker worker([&](Worker&) {
     int policy = -1;
@@ -488,11 +436,10 @@ TEST(ThreadedObjectTest, ABodyRunsWithThePriorityWhereThatIsAllowed) {
     ASSERT_EQ(exception.GetCode(), EPERM);
     GTEST_SKIP() << "this machine forbids real-time scheduling";
   }
-  std::future<std::pair<int, int>> seen = scheduling.get_future();
-  EXPECT_EQ(ResultOf(seen), std::make_pair(SCHED_RR, 50));
+  EXPECT_EQ(ResultOf(scheduling), std::make_pair(SCHED_RR, 50));
 }
 
-// Runs action on a thread without the right to real-time scheduling.
+// Runs `action` on a thread that may not use real-time scheduling.
 void WithoutRealTime(const std::function<void()>& action) {
   rlimit before{};
   ASSERT_EQ(getrlimit(RLIMIT_RTPRIO, &before), 0);
@@ -509,40 +456,28 @@ void WithoutRealTime(const std::function<void()>& action) {
   EXPECT_EQ(setrlimit(RLIMIT_RTPRIO, &before), 0);
 }
 
-TEST(ThreadedObjectTest, WithoutTheRightAPriorityFailsAtTheCreationAndLeavesNoThread) {
+TEST(ThreadedObjectTest, WithoutTheRightAPriorityFailsAndOtherPrioritiesStart) {
   WithoutRealTime([] {
     Worker worker;
     ExpectThrown([&] { worker.StartObjectThread(false, 50); }, "pthread_create returned 1", 1);
     EXPECT_EQ(FieldsOf(worker), (Fields{.detached = false, .hasThread = false, .running = true}));
+    EXPECT_TRUE(worker.StartObjectThread(false, 99));
   });
 }
 
-TEST(ThreadedObjectTest, WithoutTheRightOtherPrioritiesStart) {
-  WithoutRealTime([] {
-    for (const int priority : {0, -1, 99}) {
-      Worker worker;
-      EXPECT_TRUE(worker.StartObjectThread(false, priority));
-    }
-  });
-}
-
-// ---- Failures
-
-struct FailedCall {
-  const char* function;
-  int code;
-  const char* text;
-};
-
-TEST(ThreadedObjectTest, EachFailedCallIsThrownUnderItsNameAndIsTheLast) {
-  for (const FailedCall& row : std::vector<FailedCall>{
-           {"pthread_attr_init", ENOMEM, "pthread_attr_init returned 12"},
-           {"pthread_attr_getschedpolicy", EINVAL, "pthread_attr_setschedpolicy returned 22"},
-           {"pthread_attr_getschedparam", EINVAL, "pthread_attr_getschedparam returned 22"},
-           {"pthread_attr_setschedpolicy", ENOTSUP, "pthread_attr_setschedpolicy returned 95"},
-           {"pthread_attr_setschedparam", ENOTSUP, "pthread_attr_setschedparam returned 95"},
-           {"pthread_attr_setinheritsched", EINVAL, "pthread_attr_setinheritsched returned 22"},
-           {"pthread_create", EAGAIN, "pthread_create returned 11"}}) {
+TEST(ThreadedObjectTest, AFailedCallIsThrownAndNoOtherFollows) {
+  const struct {
+    const char* function;
+    int code;
+    const char* text;
+  } rows[] = {{"pthread_attr_init", ENOMEM, "pthread_attr_init returned 12"},
+              {"pthread_attr_getschedpolicy", EINVAL, "pthread_attr_setschedpolicy returned 22"},
+              {"pthread_attr_getschedparam", EINVAL, "pthread_attr_getschedparam returned 22"},
+              {"pthread_attr_setschedpolicy", ENOTSUP, "pthread_attr_setschedpolicy returned 95"},
+              {"pthread_attr_setschedparam", ENOTSUP, "pthread_attr_setschedparam returned 95"},
+              {"pthread_attr_setinheritsched", EINVAL, "pthread_attr_setinheritsched returned 22"},
+              {"pthread_create", EAGAIN, "pthread_create returned 11"}};
+  for (const auto& row : rows) {
     for (const bool detached : {false, true}) {
       SCOPED_TRACE(row.function);
       Worker worker;
@@ -557,7 +492,7 @@ TEST(ThreadedObjectTest, EachFailedCallIsThrownUnderItsNameAndIsTheLast) {
   }
 }
 
-TEST(ThreadedObjectTest, AFailedDetachmentIsThrownAndTheOwnerStillOwnsTheObject) {
+TEST(ThreadedObjectTest, AfterAFailedDetachmentTheOwnerStillOwnsTheObject) {
   std::atomic<int> ended{0};
   {
     Worker worker([](Worker&) { return 5U; }, [&](Worker&) { ++ended; });
@@ -569,7 +504,7 @@ TEST(ThreadedObjectTest, AFailedDetachmentIsThrownAndTheOwnerStillOwnsTheObject)
   EXPECT_EQ(ended, 1);
 }
 
-TEST(ThreadedObjectTest, AFailedJoinIsThrownAndLeavesTheThread) {
+TEST(ThreadedObjectTest, AFailedJoinIsThrownAndKeepsTheThread) {
   Worker worker;
   worker.StartObjectThread(false, 0);
   {
