@@ -19,22 +19,16 @@ TEST_F(LogDrainTest, ADrainThatReturnsTrueHasWrittenEveryLineQueuedBeforeIt) {
   });
 }
 
-TEST_F(LogDrainTest, ADrainWaitsForTheLinesOfItsOwnThreadWhateverOthersLog) {
+TEST_F(LogDrainTest, ADrainWaitsForTheLinesOfItsOwnThreadWhileOthersLog) {
   Run([this] {
     Logger::StartAsync();
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 8; ++i) {
-      threads.emplace_back([this, i] {
-        for (int line = 0; line < 50; ++line) {
-          Logger::Log(3, "%d %d", i, line);
-        }
-        EXPECT_TRUE(Logger::Drain(std::chrono::seconds(30)));
-        EXPECT_TRUE(Has("Info: " + std::to_string(i) + " 49"));
-      });
-    }
-    for (std::thread& thread : threads) {
-      thread.join();
-    }
+    OnThreads(8, [this](std::size_t i) {
+      for (int line = 0; line < 50; ++line) {
+        Logger::Log(3, "%zu %d", i, line);
+      }
+      EXPECT_TRUE(Logger::Drain(std::chrono::seconds(30)));
+      EXPECT_TRUE(Has("Info: " + std::to_string(i) + " 49"));
+    });
   });
 }
 
@@ -60,7 +54,7 @@ TEST_F(LogDrainTest, ADrainWaitsForTheLineThatTheThreadHasTaken) {
   });
 }
 
-TEST_F(LogDrainTest, ADrainEndsAfterItsTimeAndNoSooner) {
+TEST_F(LogDrainTest, ADrainEndsAfterItsTimeLimitAndNotEarlier) {
   Run([] {
     const Blocked blocked(Logger::m_MutexInstance, true);
     Logger::StartAsync();

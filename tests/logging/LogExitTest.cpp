@@ -9,7 +9,7 @@
 
 namespace {
 
-// Runs the program that ends in the middle of its logging, again and again.
+// Runs a program that ends while it logs, many times.
 class LogExitTest : public testing::Test {
  protected:
   static constexpr int kRuns = 50;
@@ -35,13 +35,13 @@ class LogExitTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(LogExitTest, AProgramThatReturnsFromMainWhileTheThreadRunsEndsCleanlyEveryTime) {
+TEST_F(LogExitTest, AProgramMayReturnFromMainWhileTheThreadRuns) {
   for (int run = 0; run < kRuns && !HasFailure(); ++run) {
     ExpectLog(Run("running"), 3);
   }
 }
 
-TEST_F(LogExitTest, AProgramThatReturnsFromMainRightAfterStopAsyncEndsCleanlyEveryTime) {
+TEST_F(LogExitTest, AProgramMayReturnFromMainRightAfterStopAsync) {
   for (int run = 0; run < kRuns && !HasFailure(); ++run) {
     Lines lines = Run("stopped");
     const auto last = std::find(lines.begin(), lines.end(), "Info: stopped");
@@ -51,20 +51,20 @@ TEST_F(LogExitTest, AProgramThatReturnsFromMainRightAfterStopAsyncEndsCleanlyEve
   }
 }
 
-TEST_F(LogExitTest, AProgramThatReturnsFromMainWithLinesStillQueuedEndsCleanlyEveryTime) {
+TEST_F(LogExitTest, AProgramMayReturnFromMainWhileLinesAreQueued) {
   std::size_t lost = 0;
   for (int run = 0; run < kRuns && !HasFailure(); ++run) {
     const Lines lines = Run("busy");
     ExpectLog(lines, 2000);
     lost += 2002 - lines.size();
   }
-  EXPECT_GT(lost, 0U);  // there were such lines
+  EXPECT_GT(lost, 0U);  // lines were still queued
 }
 
-TEST_F(LogExitTest, AProgramThatReturnsFromMainWhileItsThreadUsesTheSystemLogEndsCleanlyEveryTime) {
+TEST_F(LogExitTest, AProgramMayReturnFromMainWhileTheThreadUsesTheSystemLog) {
   const OwnMount devices("/dev");
   for (int run = 0; run < kRuns && !HasFailure(); ++run) {
-    std::ofstream("/dev/console").close();  // gets each line, in place of the one before
+    std::ofstream("/dev/console").close();  // each line replaces the one before
     EXPECT_EQ(Run("syslog-long-name"), Lines());
     std::string line;
     std::getline(std::ifstream("/dev/console"), line);

@@ -18,7 +18,7 @@
 
 namespace {
 
-// What a thread writes, piece by piece, and how the system hinders it.
+// The pieces that a thread writes, and how the system limits them.
 struct Writing {
   std::vector<std::string> pieces;
   std::size_t longestPiece = 1000000;
@@ -46,7 +46,7 @@ extern "C" ssize_t write(int descriptor, const void* data, std::size_t size) {
 
 namespace {
 
-// Writes a line into a new file, hindered as writing says.
+// Writes a line to a new file under the limits of `writing`, and returns the content of the file.
 std::string WriteLine(Writing& writing, const std::string& line) {
   const TemporaryDirectory directory;
   fwk::LogFile file(directory.Path("a.log"));
@@ -68,19 +68,13 @@ mode_t PermissionsOfNewFile(mode_t mask) {
 
 }  // namespace
 
-TEST(LogFileTest, AnAbsentFileIsCreated) {
-  const TemporaryDirectory directory;
-  const fwk::LogFile file(directory.Path("new.log"));
-  EXPECT_TRUE(std::filesystem::exists(directory.Path("new.log")));
-}
-
-TEST(LogFileTest, ANewFileIsForAllToReadAndWriteAsFarAsTheMaskLets) {
+TEST(LogFileTest, ANewFileMayBeReadAndWrittenByAllWhomTheMaskPermits) {
   EXPECT_EQ(PermissionsOfNewFile(0), 0666U);
   EXPECT_EQ(PermissionsOfNewFile(0022), 0644U);
   EXPECT_EQ(PermissionsOfNewFile(0077), 0600U);
 }
 
-TEST(LogFileTest, ItIsNeitherCopiedNorMovedAndIsDestroyedThroughItsBase) {
+TEST(LogFileTest, ItCannotBeCopiedOrMovedAndHasAVirtualDestructor) {
   using File = fwk::LogFile;
   EXPECT_FALSE(std::is_copy_constructible_v<File> || std::is_move_constructible_v<File>);
   EXPECT_FALSE(std::is_copy_assignable_v<File> || std::is_move_assignable_v<File>);
@@ -94,7 +88,7 @@ TEST(LogFileTest, ALineAndItsLineFeedAreWrittenInOnePiece) {
   EXPECT_EQ(writing.pieces, std::vector<std::string>{line + "\n"});
 }
 
-TEST(LogFileTest, ALineThatTheSystemTakesInPartsIsWrittenToItsEnd) {
+TEST(LogFileTest, ALineThatTheSystemTakesInPartsIsWrittenCompletely) {
   Writing writing{.pieces = {}, .longestPiece = 3};
   EXPECT_EQ(WriteLine(writing, "one two"), "one two\n");
   EXPECT_EQ(writing.pieces, (std::vector<std::string>{"one", " tw", "o\n"}));
@@ -115,7 +109,7 @@ TEST(LogFileTest, ALineIsWrittenWithALineFeed) {
   EXPECT_EQ(directory.Read("a.log"), "one\n\ntwo %s\n");  // without waiting for Close()
 }
 
-TEST(LogFileTest, ATextIsWrittenAsItIs) {
+TEST(LogFileTest, ATextIsWrittenUnchanged) {
   const TemporaryDirectory directory;
   fwk::LogFile file(directory.Path("log"));
   file.Write("a\nb");
@@ -131,7 +125,7 @@ TEST(LogFileTest, AnExistingFileIsAppendedTo) {
   EXPECT_EQ(directory.Read("a.log"), "old\nnew\n");
 }
 
-TEST(LogFileTest, WhatAnotherWriterAppendsMeanwhileStays) {
+TEST(LogFileTest, LinesOfAnotherWriterAreKept) {
   const TemporaryDirectory directory;
   fwk::LogFile first(directory.Path("a.log"));
   fwk::LogFile second(directory.Path("a.log"));

@@ -1,4 +1,4 @@
-// What the log of a program with a logging thread holds.
+// The lines that a program with a logging thread logs.
 
 #pragma once
 
@@ -24,7 +24,7 @@ inline Lines operator+(Lines first, const Lines& second) {
   return first;
 }
 
-// The lines of a text; a last one without a line feed says so.
+// Returns the lines of `text`; marks a last one without a line feed.
 inline Lines LinesOf(const std::string& text) {
   std::istringstream stream(text);
   Lines lines;

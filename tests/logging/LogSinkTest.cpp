@@ -8,6 +8,8 @@
 #include <string>
 
 #include "framework/logging/Logger.h"
+#include "tests/logging/LoggerSettings.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/TemporaryDirectory.h"
 
 using fwk::Logger;
@@ -16,8 +18,7 @@ namespace {
 
 constexpr std::time_t kDay = 86400;
 
-// How far the clock of a time zone that shows secondOfDay now is ahead of UTC, or with a minus
-// sign behind it.
+// Returns how many seconds a time zone is ahead of UTC if its clock shows `secondOfDay` now.
 std::time_t AheadOfUtc(std::time_t secondOfDay) {
   const std::time_t ahead = (secondOfDay - std::time(nullptr) % kDay + kDay) % kDay;
   return ahead > kDay / 2 ? ahead - kDay : ahead;
@@ -43,30 +44,19 @@ std::string LocalDate(std::time_t secondsFromNow) {
   return text.data();
 }
 
-// Each test logs plain lines to files named after the directory's "d/", around noon.
+// Each test logs plain lines to files in the directory "d", around noon.
 class LogSinkTest : public testing::Test {
  protected:
   LogSinkTest() {
     SetZone(AheadOfUtc(kDay / 2));
     std::filesystem::create_directory(m_directory.Path("d"));
-    Logger::Init((m_directory.Path() + "/d/").c_str(), 0, false, false);
+    LogPlainLinesTo(Location());
     Logger::m_bIncludeLogLevel = false;
-    Logger::m_bToFile = true;
-    Logger::m_bToConsole = false;
-    Logger::m_bSyslog = false;
-    Logger::m_logFilename = "current.log";
-    Logger::m_currentLog = "";
   }
   ~LogSinkTest() override {
     unsetenv("TZ");
     tzset();
-    Logger::Init("/var/log/", 1, true, true);
-    Logger::m_bIncludeLogLevel = true;
-    Logger::m_bToFile = true;
-    Logger::m_bToConsole = false;
-    Logger::m_bSyslog = false;
-    Logger::m_logFilename = "current.log";
-    Logger::m_currentLog = "";
+    RestoreLogger();
   }
 
   std::string Location() const { return m_directory.Path() + "/d/"; }
@@ -102,13 +92,6 @@ TEST_F(LogSinkTest, AFirstLineIsAppendedToAnOldLiveFileWithoutARename) {
   EXPECT_EQ(Logger::m_currentLog, Location() + LocalDate(0) + ".log");
 }
 
-TEST_F(LogSinkTest, LinesOfOneDayGoIntoTheLiveFile) {
-  Logger::Log(3, "one");
-  Logger::LogSync(3, "two");
-  EXPECT_EQ(Read("current.log"), "one\ntwo\n");
-  EXPECT_EQ(Files(), 1);
-}
-
 TEST_F(LogSinkTest, ALineAfterLocalMidnightRenamesTheLiveFileToTheDayBeforeAndStartsAFreshOne) {
   const std::time_t ahead = AheadOfUtc(kDay - 10);
   SetZone(ahead);  // 23:59:50
@@ -125,7 +108,7 @@ TEST_F(LogSinkTest, ALineAfterLocalMidnightRenamesTheLiveFileToTheDayBeforeAndSt
   EXPECT_EQ(Logger::m_currentLog, Location() + nextDay + ".log");
 }
 
-TEST_F(LogSinkTest, TheLiveFileGetsTheNameOfTheDayWhoseLinesItHolds) {
+TEST_F(LogSinkTest, TheLiveFileIsRenamedToTheDayOfItsLines) {
   Write("current.log", "old\n");
   Logger::m_currentLog = Location() + "2024-02-29.log";
   Logger::Log(3, "new");
@@ -137,7 +120,7 @@ TEST_F(LogSinkTest, TheLiveFileGetsTheNameOfTheDayWhoseLinesItHolds) {
   EXPECT_EQ(Files(), 2);
 }
 
-TEST_F(LogSinkTest, AFileThatHasTheDatedNameAlreadyIsReplaced) {
+TEST_F(LogSinkTest, AFileThatAlreadyHasTheDatedNameIsReplaced) {
   Write("2024-02-29.log", "older\n");
   Write("current.log", "old\n");
   Logger::m_currentLog = Location() + "2024-02-29.log";
@@ -146,7 +129,7 @@ TEST_F(LogSinkTest, AFileThatHasTheDatedNameAlreadyIsReplaced) {
   EXPECT_EQ(Read("current.log"), "new\n");
 }
 
-TEST_F(LogSinkTest, AMissingLiveFileAtTheChangeOfDayIsPassedOver) {
+TEST_F(LogSinkTest, AMissingLiveFileAtTheChangeOfDayIsIgnored) {
   Logger::m_currentLog = Location() + "2024-02-29.log";
   Logger::Log(3, "new");
   EXPECT_EQ(Read("current.log"), "new\n");
@@ -163,7 +146,7 @@ TEST_F(LogSinkTest, AFailedRenameLeavesTheLinesInTheLiveFile) {
   EXPECT_EQ(Logger::m_currentLog, Location() + LocalDate(0) + ".log");
 }
 
-TEST_F(LogSinkTest, AChangedLocationRenamesAsAChangedDayDoes) {
+TEST_F(LogSinkTest, AChangedLocationRenamesLikeAChangedDay) {
   Logger::Log(3, "first");
   const std::string dated = LocalDate(0) + ".log";
   Write("othercurrent.log", "old\n");
@@ -175,32 +158,23 @@ TEST_F(LogSinkTest, AChangedLocationRenamesAsAChangedDayDoes) {
   EXPECT_EQ(Logger::m_currentLog, Location() + "other" + dated);
 }
 
-TEST_F(LogSinkTest, WithoutToFileNothingIsRenamed) {
+TEST_F(LogSinkTest, ACallThatWritesNothingRenamesNothing) {
   Write("current.log", "old\n");
   Logger::m_currentLog = Location() + "2024-02-29.log";
   Logger::m_bToFile = false;
   Logger::Log(3, "lost");
+  Logger::m_bToFile = true;
+  Logger::m_LogLevel = 4;
+  Logger::Log(3, "filtered");
   EXPECT_EQ(Read("current.log"), "old\n");
   EXPECT_EQ(Files(), 1);
   EXPECT_EQ(Logger::m_currentLog, Location() + "2024-02-29.log");
 }
 
-TEST_F(LogSinkTest, AFilteredCallRenamesNothing) {
-  Write("current.log", "old\n");
-  Logger::m_currentLog = Location() + "2024-02-29.log";
-  Logger::m_LogLevel = 4;
-  Logger::Log(3, "filtered");
-  EXPECT_EQ(Read("current.log"), "old\n");
-  EXPECT_EQ(Logger::m_currentLog, Location() + "2024-02-29.log");
-}
-
 TEST_F(LogSinkTest, TheFileIsOpenedAndClosedForEveryLine) {
-  const auto openDescriptors = [] {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-  };
-  const std::ptrdiff_t before = openDescriptors();
+  const std::ptrdiff_t before = OpenDescriptors();
   Logger::Log(3, "one");
-  EXPECT_EQ(openDescriptors(), before);
+  EXPECT_EQ(OpenDescriptors(), before);
   std::filesystem::rename(Location() + "current.log", Location() + "moved.log");
   Logger::Log(3, "two");
   EXPECT_EQ(Read("moved.log"), "one\n");
@@ -226,7 +200,7 @@ TEST_F(LogSinkTest, ALiveFileThatCannotBeWrittenLosesTheLineWithoutHarm) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "text\n");
 }
 
-TEST_F(LogSinkTest, ALineIsWrittenAsItIs) {
+TEST_F(LogSinkTest, ALineIsWrittenUnchanged) {
   Logger::Log(3, "%s", "100%s %n \xC3\xA9");
   EXPECT_EQ(Read("current.log"), "100%s %n \xC3\xA9\n");
 }

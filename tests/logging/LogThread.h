@@ -1,5 +1,5 @@
-// The logging thread, and what a test watches of it. Each test starts it in a process of its own,
-// which ends as a program does: what the log holds in the end, it holds after the thread's end.
+// Runs the logging thread and shows what it does. Each test starts it in a process of its own,
+// which ends like a program, so the thread has ended when the test reads the log afterwards.
 
 #pragma once
 
@@ -18,14 +18,16 @@
 #include "framework/core/Locks.h"
 #include "framework/logging/Logger.h"
 #include "tests/logging/LogLines.h"
+#include "tests/logging/LoggerSettings.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/OwnProcess.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Threads.h"
 #include "tests/support/Waiting.h"
 
 using fwk::Logger;
 
-// What the system's thread functions did, and whether they are to fail.
+// What the system's thread functions did, and whether they fail.
 inline std::atomic<int> threadsCreated{0};
 inline std::atomic<int> inheritedScheduling{-1};  // of the last thread that was created
 inline std::atomic<int> creationFailure{0};       // pthread_create's result, unless 0
@@ -33,7 +35,7 @@ inline std::atomic<bool> writeLocksFail{false};   // in other threads than the o
 inline thread_local bool writeLocksWorkHere = false;
 inline std::atomic<int> yields{0};
 
-// An action before the nth of the calls that follow, by whatever thread.
+// Runs an action before the nth of the calls that follow, on any thread.
 class Before {
  public:
   void Do(int nth, std::function<void()> action) {
@@ -56,12 +58,12 @@ inline Before beforeReadLock;
 inline Before beforeWriteLock;
 inline Before beforeYield;
 
-// Whether a call on another thread ends in good time.
+// Returns whether a call on another thread ends within 30 s.
 inline bool Ends(const std::future<void>& call) {
   return call.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
 }
 
-// Whether a call on another thread is still not done after a while.
+// Returns whether a call on another thread still blocks after 100 ms.
 inline bool Waits(const std::future<void>& call) {
   return call.wait_for(std::chrono::milliseconds(100)) == std::future_status::timeout;
 }
@@ -71,13 +73,7 @@ class LogThread : public testing::Test {
  protected:
   void Run(const std::function<void()>& scenario) const {
     InOwnProcess([&] {
-      Logger::Init((m_directory.Path() + "/").c_str(), 0, false, false);
-      Logger::m_bIncludeLogLevel = true;
-      Logger::m_bToFile = true;
-      Logger::m_bToConsole = false;
-      Logger::m_bSyslog = false;
-      Logger::m_logFilename = "current.log";
-      Logger::m_currentLog = "";
+      LogPlainLinesTo(m_directory.Path() + "/");
       threadsCreated = 0;
       scenario();
     });
@@ -91,7 +87,7 @@ class LogThread : public testing::Test {
     return std::find(lines.begin(), lines.end(), line) != lines.end();
   }
 
-  // Waits until the thread, or whoever it is, has written line.
+  // Waits until `line` is in the log.
   void WaitFor(const std::string& line) const {
     EXPECT_TRUE(ComesTrue([&] { return Has(line); })) << line;
   }
@@ -99,6 +95,6 @@ class LogThread : public testing::Test {
   TemporaryDirectory m_directory;
 };
 
-// The thread writes nothing, and takes nothing from the queue, while the lock is held that all
-// output needs; who holds it may log.
+// While one exists, the logging thread writes nothing and takes nothing from the queue; the thread
+// that made it may log.
 using Blocked = Mutex;

@@ -28,7 +28,7 @@ TEST_F(LogThreadTest, TheThreadLogsItsStartAndItsEnd) {
   EXPECT_EQ(Written(), (Lines{kStart, kEnd}));
 }
 
-TEST_F(LogThreadTest, AboveTheLevelDebugTheThreadsStartAndEndAreNotWritten) {
+TEST_F(LogThreadTest, TheStartAndTheEndOfTheThreadHaveTheLevelDebug) {
   Run([this] {
     Logger::m_LogLevel = 2;
     Logger::StartAsync();
@@ -54,22 +54,16 @@ TEST_F(LogThreadTest, StartAsyncTwiceStartsOneThread) {
   EXPECT_EQ(Written(), (Lines{kStart, kEnd}));
 }
 
-TEST_F(LogThreadTest, ManyThreadsThatStartItStartOneThread) {
+TEST_F(LogThreadTest, CallsOfStartAsyncOnManyThreadsStartOneThread) {
   Run([] {
     constexpr int kThreads = 8;
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kThreads; ++i) {
-      threads.emplace_back(Logger::StartAsync);
-    }
-    for (std::thread& thread : threads) {
-      thread.join();
-    }
+    OnThreads(kThreads, [](std::size_t) { Logger::StartAsync(); });
     EXPECT_EQ(threadsCreated, kThreads + 1);
   });
   EXPECT_EQ(Written(), (Lines{kStart, kEnd}));
 }
 
-TEST_F(LogThreadTest, StartAsyncAfterStopAsyncCreatesNoThreadAndLinesAreWrittenAtOnce) {
+TEST_F(LogThreadTest, StartAsyncAfterStopAsyncStartsNoThread) {
   Run([this] {
     Logger::StartAsync();
     Logger::StopAsync();
@@ -84,7 +78,7 @@ TEST_F(LogThreadTest, StartAsyncAfterStopAsyncCreatesNoThreadAndLinesAreWrittenA
   EXPECT_EQ(Written(), (Lines{kStart, kEnd, "Info: text"}));
 }
 
-TEST_F(LogThreadTest, TheObjectIsKnownOnceStartedAndNeverForgotten) {
+TEST_F(LogThreadTest, ThePointerToTheObjectIsSetByAStartAndNeverReset) {
   Run([this] {
     Logger::StartAsync();
     const Logger* const object = Logger::m_pLogger;
@@ -134,7 +128,7 @@ TEST_F(LogThreadTest, StopAsyncMayBeRepeated) {
   EXPECT_EQ(Written(), (Lines{kStart, kEnd}));
 }
 
-TEST_F(LogThreadTest, AStopThatFailsThrowsNothingAndChangesNothing) {
+TEST_F(LogThreadTest, AFailedStopThrowsNothingAndChangesNothing) {
   Run([this] {
     Logger::StartAsync();
     WaitFor(kStart);
@@ -157,7 +151,7 @@ TEST_F(LogThreadTest, TheResultOfTheThreadIsZero) {
   EXPECT_EQ(Written(), (Lines{kStart, kEnd, kStart, kEnd}));
 }
 
-TEST_F(LogThreadTest, AThreadThatIsToldToEndTakesNoLineAnyMore) {
+TEST_F(LogThreadTest, AThreadThatIsToldToEndTakesNoMoreLines) {
   Run([this] {
     {
       const Blocked blocked(Logger::m_MutexInstance, true);
@@ -173,7 +167,7 @@ TEST_F(LogThreadTest, AThreadThatIsToldToEndTakesNoLineAnyMore) {
   });
 }
 
-TEST_F(LogThreadTest, AFailureInTheThreadIsLoggedAndEndsItAndLaterLinesStayInTheQueue) {
+TEST_F(LogThreadTest, AFailureInTheThreadIsAnErrorLineAndEndsItAndLaterLinesStayQueued) {
   Run([this] {
     Logger::StartAsync();
     WaitFor(kStart);
@@ -203,36 +197,14 @@ TEST_F(LogThreadTest, AFailureInTheThreadIsLoggedAndEndsItAndLaterLinesStayInThe
                               "Error: at once", "Info: at once again"}));
 }
 
-TEST_F(LogThreadTest, AFailureInTheThreadIsAnError) {
-  Run([this] {
-    Logger::m_LogLevel = 5;
-    writeLocksWorkHere = true;
-    Logger::StartAsync();
-    writeLocksFail = true;
-    Logger::m_LogQueue.Push("not taken");
-    WaitFor("Error: Unknown error in Logger::ObjectThreadMethod");
-    writeLocksFail = false;
-  });
-  EXPECT_EQ(Written(), Lines{"Error: Unknown error in Logger::ObjectThreadMethod"});
-}
-
-TEST_F(LogThreadTest, WithoutAThreadLinesAreWrittenAtOnce) {
-  Run([this] {
-    creationFailure = EAGAIN;
-    Logger::StartAsync();
-    EXPECT_FALSE(Logger::m_bAsync);
-    Logger::Log(3, "text");
-    EXPECT_EQ(Text(), "Info: text\n");
-    Logger::StopAsync();
-  });
-  EXPECT_EQ(Text(), "Info: text\n");
-}
-
-TEST_F(LogThreadTest, AStartThatFailedIsTriedAgainByTheNext) {
+TEST_F(LogThreadTest, AfterAFailedStartLinesAreWrittenAtOnceAndTheNextStartTriesAgain) {
   Run([this] {
     creationFailure = EAGAIN;
     Logger::StartAsync();
     EXPECT_EQ(Logger::m_pLogger, nullptr);
+    EXPECT_FALSE(Logger::m_bAsync);
+    Logger::Log(3, "at once");
+    EXPECT_EQ(Text(), "Info: at once\n");
     creationFailure = 0;
     Logger::StartAsync();
     EXPECT_NE(Logger::m_pLogger, nullptr);
@@ -240,10 +212,10 @@ TEST_F(LogThreadTest, AStartThatFailedIsTriedAgainByTheNext) {
     Logger::Log(3, "text");
     WaitFor("Info: text");
   });
-  EXPECT_EQ(Written(), (Lines{kStart, "Info: text", kEnd}));
+  EXPECT_EQ(Written(), (Lines{"Info: at once", kStart, "Info: text", kEnd}));
 }
 
-TEST_F(LogThreadTest, StopAsyncWithoutAThreadDoesNotWaitForTheLock) {
+TEST_F(LogThreadTest, StopAsyncWithoutAThreadDoesNotTakeTheLock) {
   Run([] {
     std::future<void> call;
     for (const bool started : {false, true}) {

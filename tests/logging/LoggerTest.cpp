@@ -16,23 +16,24 @@
 #include <fstream>
 #include <functional>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <thread>
 
-#include "framework/core/ThreadedObject.h"
 #include "framework/logging/Logger.h"
+#include "tests/logging/LogLines.h"
+#include "tests/logging/LoggerSettings.h"
 #include "tests/logging/PretendedThread.h"
+#include "tests/support/CapturedOutput.h"
 #include "tests/support/LogPrefix.h"
 #include "tests/support/ScarceMemory.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Threads.h"
 #include "tests/support/Waiting.h"
 
 using fwk::Logger;
 
 namespace {
 
-// The settings that every part of the process shares.
 struct Settings {
   std::int16_t level = Logger::m_LogLevel;
   bool toFile = Logger::m_bToFile;
@@ -44,44 +45,26 @@ struct Settings {
   std::string location = Logger::m_sLogFileLocation;
   std::string fileName = Logger::m_logFilename;
   std::string current = Logger::m_currentLog;
-
-  void Apply() const {
-    Logger::Init(location.c_str(), 1, dateTime, threadId);
-    Logger::m_LogLevel = level;
-    Logger::m_bToFile = toFile;
-    Logger::m_bToConsole = toConsole;
-    Logger::m_bSyslog = syslog;
-    Logger::m_bIncludeLogLevel = logLevel;
-    Logger::m_logFilename = fileName;
-    Logger::m_currentLog = current;
-  }
 };
 
-const Settings kAtStart;  // as they are before main()
+const Settings kAtStart;  // before main()
 
-// Each test logs in an empty working directory, with the settings of the start at first.
+// Each test begins in an empty working directory, with the settings of a new process.
 class LoggerTest : public testing::Test {
  protected:
   LoggerTest() {
-    kAtStart.Apply();
+    RestoreLogger();
     std::filesystem::current_path(m_directory.Path());
   }
   ~LoggerTest() override {
-    kAtStart.Apply();
+    RestoreLogger();
     std::filesystem::current_path(m_oldPath);
   }
 
-  // As the command line does, but silent.
+  // Initialises like the tool, which logs to the console too.
   static void InitPlain(unsigned short level) { Logger::Init("log.txt", level, false, false); }
 
   std::string Written() const { return m_directory.Read("log.txtcurrent.log"); }
-
-  // What call writes to standard output.
-  static std::string Console(const std::function<void()>& call) {
-    testing::internal::CaptureStdout();
-    call();
-    return testing::internal::GetCapturedStdout();
-  }
 
   TemporaryDirectory m_directory;
 
@@ -89,7 +72,7 @@ class LoggerTest : public testing::Test {
   std::filesystem::path m_oldPath = std::filesystem::current_path();
 };
 
-// Leads standard output into descriptor while it exists.
+// Redirects standard output to `descriptor` while it exists.
 class RedirectedOutput {
  public:
   explicit RedirectedOutput(int descriptor) {
@@ -108,7 +91,7 @@ class RedirectedOutput {
   int m_old = dup(STDOUT_FILENO);
 };
 
-// A pipe that takes no more until it is drained.
+// A pipe that is full until it is drained.
 class FullPipe {
  public:
   FullPipe() {
@@ -148,7 +131,7 @@ bool Sleeps(pid_t thread) {
   return text.find(") S ") != std::string::npos;
 }
 
-// A thread that runs call, which is expected to come to a stop.
+// Runs `call`, which will block, on a thread.
 class Thread {
  public:
   explicit Thread(const std::function<void()>& call)
@@ -161,9 +144,9 @@ class Thread {
   Thread(const Thread&) = delete;
   Thread& operator=(const Thread&) = delete;
 
-  // Whether call stops without having ended.
-  bool Stops() const {
-    int asleep = 0;  // in a row: on its way it may sleep for a moment
+  // Returns whether the call blocks.
+  bool Blocks() const {
+    int asleep = 0;  // in a row, because it may sleep for a moment before
     const bool stopped = ComesTrue([&] {
       asleep = m_id != 0 && Sleeps(m_id) ? asleep + 1 : 0;
       return m_done || asleep >= 10;
@@ -209,11 +192,7 @@ TEST_F(LoggerTest, TheLevelsHaveTheirNumbers) {
   EXPECT_EQ(fwk::Error, 5);
 }
 
-TEST_F(LoggerTest, AnObjectHasOnlyTheDataOfItsThread) {
-  EXPECT_EQ(sizeof(Logger), sizeof(ThreadedObject));
-}
-
-TEST_F(LoggerTest, InitSetsItsFourValuesAndNoOther) {
+TEST_F(LoggerTest, InitSetsItsFourValuesAndNoOthers) {
   Logger::m_bToFile = false;
   Logger::m_bToConsole = true;
   Logger::m_bSyslog = true;
@@ -244,14 +223,14 @@ TEST_F(LoggerTest, InitOpensNoFile) {
   EXPECT_TRUE(std::filesystem::is_empty(m_directory.Path()));
 }
 
-TEST_F(LoggerTest, WithTheCommandLinesSettingsALineIsThePrefixAndTheMessageInFileAndConsole) {
-  Logger::Init("log.txt", 1, false, false);
+TEST_F(LoggerTest, FileAndConsoleGetTheSameLine) {
+  InitPlain(1);
   Logger::m_bToConsole = true;
-  EXPECT_EQ(Console([] { Logger::Log(1, "text %d of %s", 7, "x"); }), "Debug: text 7 of x\n");
-  EXPECT_EQ(m_directory.Read("log.txtcurrent.log"), "Debug: text 7 of x\n");
+  EXPECT_EQ(CaptureOutput([] { Logger::Log(1, "text %d of %s", 7, "x"); }), "Debug: text 7 of x\n");
+  EXPECT_EQ(Written(), "Debug: text 7 of x\n");
 }
 
-TEST_F(LoggerTest, EachLevelHasItsPrefixAndOthersHaveNone) {
+TEST_F(LoggerTest, EachLevelHasItsPrefixAndOtherNumbersHaveNone) {
   InitPlain(0);
   const struct {
     int level;
@@ -280,16 +259,7 @@ TEST_F(LoggerTest, EachLevelHasItsPrefixAndOthersHaveNone) {
   }
 }
 
-TEST_F(LoggerTest, ALevelBelowTheLogLevelIsNotWritten) {
-  InitPlain(1);
-  Logger::Log(0, "no");
-  Logger::LogSync(0, "no");
-  EXPECT_FALSE(std::filesystem::exists("log.txtcurrent.log"));
-  Logger::Log(1, "yes");
-  EXPECT_EQ(Written(), "Debug: yes\n");
-}
-
-TEST_F(LoggerTest, EveryLevelFromTheLogLevelUpIsWritten) {
+TEST_F(LoggerTest, OnlyLevelsFromTheLogLevelUpAreWritten) {
   for (int wanted = 0; wanted <= 8; ++wanted) {
     InitPlain(static_cast<unsigned short>(wanted));
     Logger::m_bIncludeLogLevel = false;
@@ -305,15 +275,6 @@ TEST_F(LoggerTest, EveryLevelFromTheLogLevelUpIsWritten) {
   }
 }
 
-TEST_F(LoggerTest, ALevelOf7IsWrittenWithoutAPrefixUpToTheLogLevel7) {
-  InitPlain(7);
-  Logger::Log(7, "text");
-  EXPECT_EQ(Written(), "text\n");
-  InitPlain(8);
-  Logger::Log(7, "text");
-  EXPECT_EQ(Written(), "text\n");
-}
-
 TEST_F(LoggerTest, TheLogLevelIsASigned16BitNumber) {
   InitPlain(65535);
   EXPECT_EQ(Logger::m_LogLevel, -1);
@@ -326,7 +287,7 @@ TEST_F(LoggerTest, AnEmptyLocationTurnsOffFileAndConsole) {
   for (const char* const location : {"", static_cast<const char*>(nullptr)}) {
     Logger::Init(location, 0, false, false);
     Logger::m_bToConsole = true;
-    EXPECT_EQ(Console([] {
+    EXPECT_EQ(CaptureOutput([] {
                 Logger::Log(5, "text");
                 Logger::LogSync(5, "text");
               }),
@@ -384,7 +345,7 @@ TEST_F(LoggerTest, AThreadWithLittleStackLogs) {
   EXPECT_NE(Written().find("] Info: text 7\n"), std::string::npos) << Written();
 }
 
-TEST_F(LoggerTest, AMessageIsCutAt4095CharactersNotCountingThePrefix) {
+TEST_F(LoggerTest, AMessageWithoutItsPrefixIsCutAt4095Characters) {
   InitPlain(0);
   const struct {
     std::size_t length;
@@ -438,7 +399,7 @@ TEST_F(LoggerTest, TheThreadPrefixIsTheCallingThreadsIdentifier) {
   EXPECT_EQ(Written(), expected);
 }
 
-TEST_F(LoggerTest, AThreadsNumberIsSetRightInThreeColumns) {
+TEST_F(LoggerTest, AShortThreadIdentifierIsPaddedToThreeColumns) {
   Logger::Init("log.txt", 0, false, true);
   const struct {
     pthread_t thread;
@@ -456,13 +417,6 @@ TEST_F(LoggerTest, AThreadsNumberIsSetRightInThreeColumns) {
     expected += row.line;
     EXPECT_EQ(Written(), expected);
   }
-}
-
-TEST_F(LoggerTest, WithTheSettingsOfTheStartALineHasAllThreePrefixes) {
-  Logger::m_sLogFileLocation = m_directory.Path() + "/";
-  Logger::Log(3, "text");
-  EXPECT_EQ(WithoutDigits(m_directory.Read("current.log")),
-            "0000-00-00 00:00:00 " + WithoutDigits(ThreadPrefix()) + "Info: text\n");
 }
 
 TEST_F(LoggerTest, EachPrefixCanBeSwitchedOff) {
@@ -484,31 +438,20 @@ TEST_F(LoggerTest, WithoutToFileOnlyTheConsoleGetsTheLine) {
   InitPlain(0);
   Logger::m_bToFile = false;
   Logger::m_bToConsole = true;
-  EXPECT_EQ(Console([] { Logger::Log(3, "text"); }), "Info: text\n");
+  EXPECT_EQ(CaptureOutput([] { Logger::Log(3, "text"); }), "Info: text\n");
   EXPECT_TRUE(std::filesystem::is_empty(m_directory.Path()));
 }
 
 TEST_F(LoggerTest, WithoutToConsoleOnlyTheFileGetsTheLine) {
   InitPlain(0);
-  EXPECT_EQ(Console([] { Logger::Log(3, "text"); }), "");
+  EXPECT_EQ(CaptureOutput([] { Logger::Log(3, "text"); }), "");
   EXPECT_EQ(Written(), "Info: text\n");
 }
 
-TEST_F(LoggerTest, FileAndConsoleGetTheSameLine) {
-  Logger::Init("log.txt", 0, true, true);
-  Logger::m_bToConsole = true;
-  const std::string console = Console([] {
-    Logger::Log(3, "one");
-    Logger::LogSync(5, "two");
-  });
-  EXPECT_EQ(console, Written());
-  EXPECT_NE(console.find("Error: two\n"), std::string::npos);
-}
-
-TEST_F(LoggerTest, ALocationThatCannotBeOpenedLosesTheLineInTheFileOnly) {
+TEST_F(LoggerTest, ALocationThatCannotBeOpenedLosesTheLineOnlyInTheFile) {
   Logger::Init("missing/", 0, false, false);
   Logger::m_bToConsole = true;
-  EXPECT_EQ(Console([] {
+  EXPECT_EQ(CaptureOutput([] {
               Logger::Log(3, "one");
               Logger::LogSync(3, "two");
             }),
@@ -520,7 +463,7 @@ TEST_F(LoggerTest, ALineThatCannotBeComposedIsLostAndNothingIsThrown) {
   InitPlain(0);
   Logger::m_bToConsole = true;
   const std::string longMessage(1000, 'x');
-  EXPECT_EQ(Console([&] {
+  EXPECT_EQ(CaptureOutput([&] {
               const ScarceMemory scarce;
               Logger::Log(3, "%s", longMessage.c_str());
               Logger::LogSync(5, "%s", longMessage.c_str());
@@ -530,16 +473,16 @@ TEST_F(LoggerTest, ALineThatCannotBeComposedIsLostAndNothingIsThrown) {
   EXPECT_EQ(Written(), "Info: short\n");
 }
 
-TEST_F(LoggerTest, AFailureInTheFileLosesTheLineThereOnlyAndNothingIsThrown) {
+TEST_F(LoggerTest, AFailureInTheFileLosesTheLineOnlyThereAndNothingIsThrown) {
   std::string location = "log.txt";
   for (int i = 0; i < 500; ++i) {
     location.insert(0, "./");
   }
   Logger::Init(location.c_str(), 0, false, false);
   Logger::m_bToConsole = true;
-  EXPECT_EQ(Console([] {
+  EXPECT_EQ(CaptureOutput([] {
               {
-                const ScarceMemory scarce;  // no path of that length
+                const ScarceMemory scarce;  // refuses the memory for the path
                 Logger::Log(3, "one");
                 Logger::LogSync(5, "two");
               }
@@ -549,9 +492,9 @@ TEST_F(LoggerTest, AFailureInTheFileLosesTheLineThereOnlyAndNothingIsThrown) {
   EXPECT_EQ(Written(), "Info: three\n");
 }
 
-TEST_F(LoggerTest, AnInitThatFailsThrowsNothingAndChangesNothing) {
+TEST_F(LoggerTest, AFailedInitThrowsNothingAndChangesNothing) {
   InitPlain(2);
-  Logger::m_sLogFileLocation.shrink_to_fit();  // a test before may have made room in it
+  Logger::m_sLogFileLocation.shrink_to_fit();  // an earlier test may have made it longer
   const std::string longLocation(1000, 'x');
   {
     const ScarceMemory scarce;
@@ -581,44 +524,29 @@ TEST_F(LoggerTest, AConsoleLineIsFlushedAtOnce) {
   close(ends[1]);
 }
 
-TEST_F(LoggerTest, TheFileGetsTheLineBeforeTheConsole) {
+TEST_F(LoggerTest, TheFileGetsTheLineFirstAndTheLockIsHeldUntilTheConsoleHasIt) {
   InitPlain(0);
   Logger::m_bToConsole = true;
   FullPipe pipe;
-  bool stopped = false;
-  std::string written;
-  {
-    const RedirectedOutput redirected(pipe.WriteEnd());
-    const Thread logging([] { Logger::Log(3, "text"); });
-    stopped = logging.Stops();  // at the console
-    written = Written();
-    pipe.Drain();
-  }
-  EXPECT_TRUE(stopped);
-  EXPECT_EQ(written, "Info: text\n");
-}
-
-TEST_F(LoggerTest, TheLockIsHeldUntilTheConsoleHasTheLine) {
-  InitPlain(0);
-  Logger::m_bToConsole = true;
-  FullPipe pipe;
-  bool secondStopped = false;
+  bool firstBlocked = false;
+  bool secondBlocked = false;
   std::string written;
   {
     const RedirectedOutput redirected(pipe.WriteEnd());
     const Thread first([] { Logger::Log(3, "first"); });
-    first.Stops();
+    firstBlocked = first.Blocks();  // at the console
     const Thread second([] { Logger::Log(3, "second"); });
-    secondStopped = second.Stops();
+    secondBlocked = second.Blocks();  // at the lock
     written = Written();
     pipe.Drain();
   }
-  EXPECT_TRUE(secondStopped);
+  EXPECT_TRUE(firstBlocked);
+  EXPECT_TRUE(secondBlocked);
   EXPECT_EQ(written, "Info: first\n");
   EXPECT_EQ(Written(), "Info: first\nInfo: second\n");
 }
 
-TEST_F(LoggerTest, ALineWaitsForTheLockAndIsComposedBefore) {
+TEST_F(LoggerTest, ALineIsComposedBeforeItWaitsForTheLock) {
   for (const bool sync : {false, true}) {
     std::filesystem::remove("log.txtcurrent.log");
     InitPlain(0);
@@ -633,7 +561,7 @@ TEST_F(LoggerTest, ALineWaitsForTheLockAndIsComposedBefore) {
           Logger::Log(3, "text");
         }
       });
-      EXPECT_TRUE(logging.Stops());
+      EXPECT_TRUE(logging.Blocks());
       EXPECT_EQ(Written(), "");
       Logger::m_bIncludeLogLevel = false;  // too late for that line
       lock.Unlock();
@@ -648,7 +576,7 @@ TEST_F(LoggerTest, InitWaitsForTheLock) {
     Mutex lock(Logger::m_MutexInstance, false);
     lock.Lock();
     const Thread initialising([] { Logger::Init("other", 3, false, false); });
-    EXPECT_TRUE(initialising.Stops());
+    EXPECT_TRUE(initialising.Blocks());
     EXPECT_EQ(Logger::m_LogLevel, 0);
     EXPECT_EQ(Logger::m_sLogFileLocation, "log.txt");
     lock.Unlock();
@@ -657,26 +585,26 @@ TEST_F(LoggerTest, InitWaitsForTheLock) {
   EXPECT_EQ(Logger::m_sLogFileLocation, "other");
 }
 
-TEST_F(LoggerTest, TheLocationIsReadAndChangedUnderALockOfItsOwn) {
+TEST_F(LoggerTest, TheLocationHasItsOwnLock) {
   InitPlain(0);
   std::optional<MutexWrite> changing(std::in_place, Logger::m_locationLock);
   {
     const Thread logging([] { Logger::Log(3, "text"); });
-    EXPECT_TRUE(logging.Stops());
+    EXPECT_TRUE(logging.Blocks());
     changing.reset();
   }
   EXPECT_EQ(Written(), "Info: text\n");
   std::optional<MutexRead> reading(std::in_place, Logger::m_locationLock);
   {
     const Thread initialising([] { Logger::Init("other", 3, false, false); });
-    EXPECT_TRUE(initialising.Stops());
+    EXPECT_TRUE(initialising.Blocks());
     EXPECT_EQ(Logger::m_sLogFileLocation, "log.txt");
     reading.reset();
   }
   EXPECT_EQ(Logger::m_sLogFileLocation, "other");
 }
 
-TEST_F(LoggerTest, WhoHoldsTheLockMayLog) {
+TEST_F(LoggerTest, AThreadThatHoldsTheLockMayLog) {
   InitPlain(0);
   const Mutex lock(Logger::m_MutexInstance, true);
   Logger::Init("log.txt", 1, false, false);
@@ -687,25 +615,18 @@ TEST_F(LoggerTest, WhoHoldsTheLockMayLog) {
 TEST_F(LoggerTest, LinesOfSeveralThreadsStayWhole) {
   InitPlain(0);
   Logger::m_bToConsole = true;
-  const std::string console = Console([] {
-    std::thread first([] {
-      for (int i = 0; i < 200; ++i) {
-        Logger::Log(3, "%s", std::string(100, 'a').c_str());
+  const Lines lines{"Info: " + std::string(100, 'a'), "Info: " + std::string(100, 'b')};
+  const std::string console = CaptureOutput([&] {
+    OnThreads(2, [&](std::size_t i) {
+      for (int round = 0; round < 200; ++round) {
+        Logger::Log(3, "%s", lines[i].c_str() + std::string("Info: ").size());
       }
     });
-    for (int i = 0; i < 200; ++i) {
-      Logger::Log(3, "%s", std::string(100, 'b').c_str());
-    }
-    first.join();
   });
-  EXPECT_EQ(console, Written());  // one order for both
-  std::istringstream lines(console);
-  std::string line;
-  int count = 0;
-  for (; std::getline(lines, line); ++count) {
-    EXPECT_TRUE(line == "Info: " + std::string(100, 'a') ||
-                line == "Info: " + std::string(100, 'b'))
-        << line;
+  EXPECT_EQ(console, Written());  // in the same order
+  const Lines written = LinesOf(console);
+  EXPECT_EQ(written.size(), 400U);
+  for (const std::string& line : lines) {
+    EXPECT_EQ(std::count(written.begin(), written.end(), line), 200);
   }
-  EXPECT_EQ(count, 400);
 }

@@ -4,11 +4,12 @@
 
 namespace {
 
-thread_local constinit pthread_t pretended = 0;  // 0: nothing
+thread_local constinit pthread_t pretended = 0;  // 0 if there is none
 
 }  // namespace
 
-// The sanitizers call this one before anything can be looked up; thrd_current() gives the same.
+// Calls thrd_current(), which returns the same, because the sanitizers call this function before
+// the real one can be looked up.
 extern "C" pthread_t pthread_self() noexcept {
   return pretended != 0 ? pretended : thrd_current();
 }

@@ -1,10 +1,10 @@
-// Lets a thread pass for one of another number.
+// Gives a thread another number.
 
 #pragma once
 
 #include <pthread.h>
 
-// While one exists, pthread_self() gives number to the thread that made it. One at a time.
+// While one exists, pthread_self() returns `number` on the thread that made it. One at a time.
 class PretendedThread {
  public:
   explicit PretendedThread(pthread_t number);
