@@ -23,7 +23,7 @@ static_assert(std::is_same_v<decltype(std::declval<DateTime&>() = std::declval<s
 
 constexpr double kSecond = 1.0 / 86400;
 
-// The time zone of this process, put back at the end.
+// Sets the time zone of this process while it exists.
 class TimeZone {
  public:
   explicit TimeZone(const std::string& zone) {
@@ -55,13 +55,11 @@ void ExpectSet(const DateTime& date, double value) {
   EXPECT_TRUE(date.IsSetCorrectly());
 }
 
-// ---- Construction and assignment
-
-TEST(DateTimeTest, ItStartsAtZeroAndNotSetCorrectly) {
+TEST(DateTimeTest, ANewDateIsZeroAndNotSetCorrectly) {
   ExpectUnset(DateTime(), 0.0);
 }
 
-TEST(DateTimeTest, ANumberIsTakenAsItIs) {
+TEST(DateTimeTest, ANumberIsTheValue) {
   ExpectSet(DateTime(-1.25), -1.25);
   ExpectSet(DateTime(1e300), 1e300);
   DateTime date;
@@ -82,7 +80,7 @@ TEST(DateTimeTest, ACopyHasTheValueAndWhetherItIsSet) {
   ExpectUnset(assigned, 7.5);
 }
 
-TEST(DateTimeTest, ItIsDestroyedThroughItsBase) {
+TEST(DateTimeTest, ItHasAVirtualDestructor) {
   EXPECT_TRUE(std::has_virtual_destructor_v<DateTime>);
 }
 
@@ -104,7 +102,7 @@ TEST(DateTimeTest, FieldsThatDoNotFit16BitsAreInvalid) {
   ExpectUnset(DateTime(2024, 3, 1, 0, 0, -65536), 0.0);
 }
 
-TEST(DateTimeTest, AnIntegerIsADateByItsDigits) {
+TEST(DateTimeTest, TheDigitsOfAnIntegerAreADate) {
   ExpectSet(DateTime(20240229), 45351.0);
   ExpectSet(DateTime(20240229U), 45351.0);
   EXPECT_EQ(DateTime(20240229).FormatDateTime(), "2024-02-29 00:00:00");
@@ -146,7 +144,7 @@ TEST(DateTimeTest, ATimeIsConvertedToLocalTime) {
   ExpectSet(DateTime(std::time_t{43200}), 25569.5);
 }
 
-TEST(DateTimeTest, ATimePastTheLastYearIsNotSetAndLeavesTheValue) {
+TEST(DateTimeTest, ATimeAfterTheLastYearIsNotSetAndKeepsTheValue) {
   const TimeZone zone("UTC0");
   DateTime date(2.0);
   date = std::time_t{253402300800};  // 10000-01-01
@@ -172,8 +170,6 @@ TEST(DateTimeDeathTest, ATimeThatTheSystemCannotConvertFailsAnAssertion) {
   DateTime date;
   EXPECT_DEATH(date = never, text);
 }
-
-// ---- Fields to the value
 
 TEST(DateTimeTest, TheTableHasTheDaysBeforeEachMonth) {
   static_assert(std::is_same_v<std::remove_reference_t<decltype(DateTime::_MonthDays)>,
@@ -223,7 +219,7 @@ TEST(DateTimeTest, TheValueCountsTheDaysSinceTheEndOf1899) {
   }
 }
 
-TEST(DateTimeTest, FieldsOutsideTheirBoundsFailAndLeaveTheValue) {
+TEST(DateTimeTest, FieldsOutsideTheirBoundsFailAndKeepTheValue) {
   const struct {
     std::int16_t year, month, day, hour, minute, second;
     bool valid;
@@ -266,32 +262,23 @@ TEST(DateTimeTest, NegativeHoursMinutesAndSecondsAreNotRejected) {
   ExpectSet(DateTime(1899, 12, 29, -6, 0, 0), -0.75);
 }
 
-TEST(DateTimeTest, SettingAgainAfterAFailureIsCorrectAgain) {
-  DateTime date;
+TEST(DateTimeTest, ADateWithoutATimeIsItsMidnight) {
+  DateTime date(7.5);
+  EXPECT_TRUE(date.SetDate(2024, 3, 1));
+  ExpectSet(date, 45352.0);
   EXPECT_FALSE(date.SetDate(2024, 2, 30));
+  ExpectUnset(date, 45352.0);
   EXPECT_TRUE(date.SetDate(2024, 2, 29));
   ExpectSet(date, 45351.0);
 }
 
-TEST(DateTimeTest, ADateAloneIsItsMidnight) {
+TEST(DateTimeTest, ATimeWithoutADateIsOnTheFirstDay) {
   DateTime date(7.5);
-  EXPECT_TRUE(date.SetDate(2024, 3, 1));
-  ExpectSet(date, 45352.0);
-  EXPECT_FALSE(date.SetDate(2024, 3, 32));
-  ExpectUnset(date, 45352.0);
-}
-
-TEST(DateTimeTest, ATimeAloneIsThatTimeOnTheFirstDay) {
-  DateTime date(7.5);
-  EXPECT_TRUE(date.SetTime(18, 0, 0));
-  ExpectSet(date, 0.75);
   EXPECT_TRUE(date.SetTime(14, 5, 9));
   ExpectSet(date, 50709.0 / 86400);
   EXPECT_FALSE(date.SetTime(24, 0, 0));
   ExpectUnset(date, 50709.0 / 86400);
 }
-
-// ---- The value to fields
 
 TEST(DateTimeTest, AValueIsRenderedByItsCalendarFields) {
   const struct {
@@ -339,42 +326,43 @@ TEST(DateTimeTest, TheFirstAndTheLastMidnightOfTheCalendarAreRendered) {
   EXPECT_EQ(std::stoi(DateTime(-657434.0).Format("%Y")), 100);
 }
 
-TEST(DateTimeTest, LessThanHalfASecondBeforeMidnightIsTheNextDay) {
-  EXPECT_EQ(DateTime(45352 + 86399.6 * kSecond).FormatDateTime(), "2024-03-02 00:00:00");
-  EXPECT_EQ(DateTime(45352 + 86399.4 * kSecond).FormatDateTime(), "2024-03-01 23:59:59");
-  EXPECT_EQ(DateTime(45657 + 86399.9 * kSecond).FormatDateTime(), "2025-01-01 00:00:00");
-  EXPECT_EQ(DateTime(0 + 86399.6 * kSecond).FormatDateTime(), "1899-12-31 00:00:00");
+TEST(DateTimeTest, TheTimeOfDayIsRoundedToTheNearestSecondEvenIntoAnotherDay) {
+  const struct {
+    double value;
+    const char* text;
+  } rows[] = {
+      {45352 + 59.6 * kSecond, "2024-03-01 00:01:00"},
+      {45352 + 59.4 * kSecond, "2024-03-01 00:00:59"},
+      {45352 + 86399.6 * kSecond, "2024-03-02 00:00:00"},
+      {45352 + 86399.4 * kSecond, "2024-03-01 23:59:59"},
+      {45657 + 86399.9 * kSecond, "2025-01-01 00:00:00"},
+      {0 + 86399.6 * kSecond, "1899-12-31 00:00:00"},
+      {-2 - 59.6 * kSecond, "1899-12-28 00:01:00"},
+      {-2 - 59.4 * kSecond, "1899-12-28 00:00:59"},
+      // Before the first day, rounding up gives the day before.
+      {-1 - 86399.6 * kSecond, "1899-12-28 00:00:00"},
+      {-1 - 86399.4 * kSecond, "1899-12-29 23:59:59"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(DateTime(row.value).FormatDateTime(), row.text) << row.value;
+  }
 }
 
-TEST(DateTimeTest, TheTimeOfDayIsRoundedToTheNearestSecond) {
-  EXPECT_EQ(DateTime(45352 + 59.6 * kSecond).FormatDateTime(), "2024-03-01 00:01:00");
-  EXPECT_EQ(DateTime(45352 + 59.4 * kSecond).FormatDateTime(), "2024-03-01 00:00:59");
-  EXPECT_EQ(DateTime(-2 - 59.6 * kSecond).FormatDateTime(), "1899-12-28 00:01:00");
-  EXPECT_EQ(DateTime(-2 - 59.4 * kSecond).FormatDateTime(), "1899-12-28 00:00:59");
-}
-
-TEST(DateTimeTest, BeforeTheFirstDayTheHalfSecondCarriesAwayFromIt) {
-  EXPECT_EQ(DateTime(-1 - 86399.6 * kSecond).FormatDateTime(), "1899-12-28 00:00:00");
-  EXPECT_EQ(DateTime(-1 - 86399.4 * kSecond).FormatDateTime(), "1899-12-29 23:59:59");
-}
-
-// ---- Rendering
-
-TEST(DateTimeTest, ThePatternIsTheOneOfStrftime) {
+TEST(DateTimeTest, APatternIsFormattedAsByStrftime) {
   const DateTime date(2024, 3, 1, 14, 5, 9);
   EXPECT_EQ(date.Format("%Y%m%d-%H%M%S"), "20240301-140509");
   EXPECT_EQ(date.Format("%A %a %B %b %d %j %u %w"), "Friday Fri March Mar 01 061 5 5");
   EXPECT_EQ(date.Format("no conversion, 100%%"), "no conversion, 100%");
 }
 
-TEST(DateTimeTest, TheFixedPatternsRender) {
+TEST(DateTimeTest, TheFixedPatternsHaveTheirForm) {
   const DateTime date(2024, 3, 1, 14, 5, 9);
   EXPECT_EQ(date.FormatRfc(), "Fri, 01 Mar 2024 14:05:09");
   EXPECT_EQ(date.FormatDate(), "2024-03-01");
   EXPECT_EQ(date.FormatDateTime(), "2024-03-01 14:05:09");
 }
 
-TEST(DateTimeTest, AValueThatIsNotSetCorrectlyIsRenderedAllTheSame) {
+TEST(DateTimeTest, AValueThatIsNotSetCorrectlyIsStillRendered) {
   EXPECT_EQ(DateTime().FormatDateTime(), "1899-12-30 00:00:00");
   DateTime date(45352.0);
   EXPECT_FALSE(date.SetDate(2024, 13, 1));
@@ -399,7 +387,7 @@ TEST(DateTimeTest, ATextOfUpTo127CharactersIsRendered) {
   EXPECT_EQ(date.Format(HUNDRED_CHARACTERS TEN_CHARACTERS TEN_CHARACTERS "abcd%Y"), "");
 }
 
-TEST(DateTimeTest, TheNumberItselfIsRenderedWithSixDecimals) {
+TEST(DateTimeTest, ToStringGivesTheNumberWithSixDecimals) {
   EXPECT_EQ(DateTime(45352.25).ToString(), "45352.250000");
   EXPECT_EQ(DateTime(-1.25).ToString(), "-1.250000");
   EXPECT_EQ(DateTime().ToString(), "0.000000");
@@ -407,15 +395,13 @@ TEST(DateTimeTest, TheNumberItselfIsRenderedWithSixDecimals) {
   EXPECT_EQ(DateTime(1e9).ToString(), "1000000000.000000");
 }
 
-// ---- Parsing
-
 TEST(DateTimeTest, ATextIsParsedByItsForm) {
   const double date = 45352;
   const double withTime = date + 50709.0 / 86400;
   const struct {
     const char* text;
     bool valid;
-    double value;  // from 7.5 on
+    double value;  // 7.5 before
   } rows[] = {
       {"2024-03-01 14:05:09", true, withTime},
       {"2024-03-01T14:05:09", true, withTime},
@@ -429,7 +415,7 @@ TEST(DateTimeTest, ATextIsParsedByItsForm) {
       {"2024-03-01T14:05:09 and more", true, withTime},
       {"2024-03-01 14:05:09 T", true, withTime},
       {"2024-03-01x", true, date},
-      // A time that is not whole leaves a date, unless the text contains a blank.
+      // Without a complete time the date alone is set, unless the text contains a blank.
       {"2024-01-02Tjunk", true, 45293},
       {"2024-03-01T14:05", true, date},
       {"2024-03-01T", true, date},
@@ -438,7 +424,7 @@ TEST(DateTimeTest, ATextIsParsedByItsForm) {
       {"2024-03-01 junk", false, 0},
       {"2024-03-01T14:05 ", false, 0},
       {"T2024-03-01", false, 0},
-      // Fields that are read and are invalid leave the value.
+      // Invalid fields keep the value.
       {"2024-13-01", false, 7.5},
       {"2023-02-29", false, 7.5},
       {"2024-03-01 24:00:00", false, 7.5},
@@ -454,7 +440,7 @@ TEST(DateTimeTest, ATextIsParsedByItsForm) {
       {"junk", false, 0},
       {"24-03-01-", true, -685133},
       {"12345-01-01", false, 0},
-      // The numbers are read as unsigned ones and passed on as signed ones of 16 bits.
+      // Numbers are read as unsigned and then taken as signed 16-bit numbers.
       {"-100-01-02", true, -730481},
       {"2024-03-01 -6:00:00", true, 45351.75},
       {"2024--3-01", false, 7.5},
@@ -468,11 +454,11 @@ TEST(DateTimeTest, ATextIsParsedByItsForm) {
   }
 }
 
-TEST(DateTimeTest, ACompactTextIsADateByItsDigits) {
+TEST(DateTimeTest, TheDigitsOfACompactTextAreADate) {
   const struct {
     const char* text;
     bool valid;
-    double value;  // from 7.5 on
+    double value;  // 7.5 before
   } rows[] = {
       {"20240301", true, 45352},
       {"2024031", true, 45352},  // the day has one digit
@@ -497,8 +483,6 @@ TEST(DateTimeTest, ACompactTextIsADateByItsDigits) {
     EXPECT_EQ(parsed.GetValue(), row.value);
   }
 }
-
-// ---- Arithmetic and comparison
 
 TEST(DateTimeTest, HoursAreAdded) {
   DateTime date(45352.0);
@@ -525,7 +509,7 @@ TEST(DateTimeTest, TheSecondsOfTheHoursAreASignedNumberOf32Bits) {
   }
 }
 
-TEST(DateTimeTest, HoursAreAddedFromATextToo) {
+TEST(DateTimeTest, HoursMayBeAddedAsAText) {
   const struct {
     const char* text;
     double days;
@@ -548,7 +532,7 @@ TEST(DateTimeTest, AddingHoursDoesNotMakeItSetCorrectly) {
   ExpectUnset(date, 1.0);
 }
 
-TEST(DateTimeTest, DatesAreOfTheSameYearByTheirFields) {
+TEST(DateTimeTest, IsSameYearComparesTheFields) {
   const DateTime date(2024, 1, 1, 0, 0, 0);
   EXPECT_TRUE(date.IsSameYear(DateTime(2024, 12, 31, 23, 59, 59)));
   EXPECT_FALSE(date.IsSameYear(DateTime(2023, 12, 31, 23, 59, 59)));
@@ -557,7 +541,7 @@ TEST(DateTimeTest, DatesAreOfTheSameYearByTheirFields) {
   EXPECT_TRUE(DateTime().IsSameYear(DateTime(-1.25)));
 }
 
-TEST(DateTimeTest, DatesAreOfTheSameDayByTheirFields) {
+TEST(DateTimeTest, IsSameDayComparesTheFields) {
   const DateTime date(2024, 3, 1, 12, 0, 0);
   EXPECT_TRUE(date.IsSameDay(DateTime(2024, 3, 1, 0, 0, 0)));
   EXPECT_TRUE(date.IsSameDay(DateTime(2024, 3, 1, 23, 59, 59)));
@@ -570,7 +554,7 @@ TEST(DateTimeTest, DatesAreOfTheSameDayByTheirFields) {
   EXPECT_FALSE(DateTime(-1.25).IsSameDay(DateTime(-0.75)));
 }
 
-TEST(DateTimeTest, DatesOutsideTheCalendarAreOfNoYearAndNoDay) {
+TEST(DateTimeTest, DatesOutsideTheCalendarHaveNoYearAndNoDay) {
   const DateTime outside(3000000.0);
   const DateTime inside(45352.0);
   EXPECT_FALSE(outside.IsSameYear(outside));
@@ -581,7 +565,7 @@ TEST(DateTimeTest, DatesOutsideTheCalendarAreOfNoYearAndNoDay) {
   EXPECT_FALSE(outside.IsSameDay(inside));
 }
 
-TEST(DateTimeTest, EqualityComparesTheNumbersAlone) {
+TEST(DateTimeTest, EqualityComparesOnlyTheNumbers) {
   EXPECT_TRUE(DateTime() == DateTime(0.0));
   EXPECT_FALSE(DateTime() != DateTime(0.0));
   EXPECT_FALSE(DateTime(-0.25) == DateTime(0.25));
@@ -606,7 +590,7 @@ TEST(DateTimeTest, DatesAreOrderedInTime) {
   }
 }
 
-TEST(DateTimeTest, TheSameTimeOfTheFirstDayIsNeitherEarlierNorLaterWithASign) {
+TEST(DateTimeTest, ATimeOfTheFirstDayIsTheSameWithAMinusSign) {
   // -0.25 and 0.25 are two numbers for one time.
   EXPECT_FALSE(DateTime(-0.25) < DateTime(0.25));
   EXPECT_FALSE(DateTime(-0.25) > DateTime(0.25));
@@ -635,10 +619,8 @@ TEST(DateTimeDeathTest, OrderingADateThatIsNotSetCorrectlyFailsAnAssertion) {
   EXPECT_DEATH(static_cast<void>(unset < unset), left);
 }
 
-// ---- The clock
-
-// The zone AAA, 5 hours before UTC, with daylight saving time for 60 days before and after today,
-// or for the rest of the year.
+// Returns a zone 5 hours behind UTC whose daylight saving time either lasts from 60 days before to
+// 60 days after today, or is in force for the rest of the year.
 std::string ZoneWithDaylightSaving(bool inForce) {
   const std::time_t now = std::time(nullptr);
   std::tm today{};
@@ -649,7 +631,7 @@ std::string ZoneWithDaylightSaving(bool inForce) {
          std::to_string(inForce ? last : first) + "/0";
 }
 
-TEST(DateTimeTest, UtcTimeIsNowReadAgainAsLocalTimeWithoutDaylightSaving) {
+TEST(DateTimeTest, UtcTimeIsUtcReadAsLocalTimeWithoutDaylightSaving) {
   const struct {
     std::string zone;
     std::time_t offset;
@@ -671,7 +653,7 @@ TEST(DateTimeTest, UtcTimeIsNowReadAgainAsLocalTimeWithoutDaylightSaving) {
   }
 }
 
-TEST(DateTimeTest, NowIsLocalTimeAsAsctimeWritesItWithItsLineFeed) {
+TEST(DateTimeTest, NowStringIsTheLocalTimeInTheFormOfAsctimeWithItsLineFeed) {
   const auto text = [](std::time_t time) {
     std::tm local{};
     localtime_r(&time, &local);
@@ -692,8 +674,8 @@ TEST(DateTimeTest, NowIsLocalTimeAsAsctimeWritesItWithItsLineFeed) {
   }
 }
 
-// They belong to the whole process: another thread may be reading them.
-TEST(DateTimeTest, TheResultsThatTheSystemSharesAreLeftAlone) {
+// Another thread may read them.
+TEST(DateTimeTest, TheSharedResultsOfTheCLibraryAreUnchanged) {
   const std::time_t epoch = 0;
   const std::tm* const sharedFields = std::gmtime(&epoch);
   const char* const sharedText = std::asctime(sharedFields);

@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <iterator>
+#include <cstddef>
 #include <string>
 #include <type_traits>
 #include <vector>
 
 #include "framework/Utilities/LineReader.h"
 #include "tests/support/FailingFile.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace {
@@ -17,7 +17,7 @@ using namespace std::string_literals;
 
 using Lines = std::vector<std::string>;
 
-// The lines of a file with this content; at most 100, should the reader not come to an end.
+// Returns the lines of a file with this content, but at most 100.
 Lines LinesOf(const std::string& content, std::size_t limit) {
   const TemporaryDirectory directory;
   directory.Write("file", content);
@@ -32,7 +32,7 @@ Lines LinesOf(const std::string& content, std::size_t limit) {
   return lines;
 }
 
-TEST(LineReaderTest, LinesComeWithoutTheirLineFeeds) {
+TEST(LineReaderTest, LinesAreReturnedWithoutTheirLineFeeds) {
   const struct {
     std::string content;
     Lines lines;
@@ -52,7 +52,7 @@ TEST(LineReaderTest, LinesComeWithoutTheirLineFeeds) {
   }
 }
 
-TEST(LineReaderTest, TheRestOfALongLineIsDroppedToItsLineFeed) {
+TEST(LineReaderTest, TheRestOfALongLineIsDroppedUpToItsLineFeed) {
   const struct {
     std::string content;
     Lines lines;
@@ -67,10 +67,11 @@ TEST(LineReaderTest, TheRestOfALongLineIsDroppedToItsLineFeed) {
   }
 }
 
-TEST(LineReaderTest, ALineIsCutAtItsLimitWhateverItsLength) {
-  EXPECT_EQ(LinesOf(std::string(1024, 'a') + "\nb", 1024), (Lines{std::string(1024, 'a'), "b"}));
-  EXPECT_EQ(LinesOf(std::string(1025, 'a') + "\nb", 1024), (Lines{std::string(1024, 'a'), "b"}));
-  EXPECT_EQ(LinesOf(std::string(3000000, 'a') + "\nb", 1024), (Lines{std::string(1024, 'a'), "b"}));
+TEST(LineReaderTest, ALineIsCutAtTheLimitWhateverItsLength) {
+  for (const std::size_t length : {1024U, 1025U, 3000000U}) {
+    EXPECT_EQ(LinesOf(std::string(length, 'a') + "\nb", 1024), (Lines{std::string(1024, 'a'), "b"}))
+        << length;
+  }
 }
 
 TEST(LineReaderTest, ALimitOfZeroKeepsNothingOfALine) {
@@ -82,22 +83,19 @@ TEST(LineReaderTest, WithoutALimitALineIsKeptWhole) {
             (Lines{std::string(3000000, 'a'), "b"}));
 }
 
-TEST(LineReaderTest, TheFileIsClosedWithItsOneReader) {
+TEST(LineReaderTest, ItCannotBeCopiedAndItsDestructorClosesTheFile) {
   EXPECT_FALSE(std::is_copy_constructible_v<LineReader>);
-  const auto openFiles = [] {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-  };
   const TemporaryDirectory directory;
   directory.Write("file", "a");
-  const auto before = openFiles();
+  const std::ptrdiff_t before = OpenDescriptors();
   {
     const LineReader reader(directory.Path("file"), 10);
-    EXPECT_EQ(openFiles(), before + 1);
+    EXPECT_EQ(OpenDescriptors(), before + 1);
   }
-  EXPECT_EQ(openFiles(), before);
+  EXPECT_EQ(OpenDescriptors(), before);
 }
 
-TEST(LineReaderTest, AfterTheEndThereIsNoLineAndTheTextIsEmpty) {
+TEST(LineReaderTest, AfterTheLastLineTheTextIsEmpty) {
   const TemporaryDirectory directory;
   directory.Write("file", "a");
   LineReader reader(directory.Path("file"), 10);
@@ -111,7 +109,7 @@ TEST(LineReaderTest, AfterTheEndThereIsNoLineAndTheTextIsEmpty) {
   EXPECT_FALSE(reader.HasFailed());
 }
 
-TEST(LineReaderTest, AMissingFileIsNotOpenAndErrnoTellsWhy) {
+TEST(LineReaderTest, AMissingFileIsNotOpenAndErrnoSaysWhy) {
   const TemporaryDirectory directory;
   const std::string path = directory.Path("missing");
   errno = 0;
@@ -124,7 +122,7 @@ TEST(LineReaderTest, AMissingFileIsNotOpenAndErrnoTellsWhy) {
   EXPECT_FALSE(reader.HasFailed());
 }
 
-TEST(LineReaderTest, AFailedReadEndsItAndIsTold) {
+TEST(LineReaderTest, AFailedReadEndsTheLinesAndIsReported) {
   const TemporaryDirectory directory;  // opens for reading, but cannot be read
   LineReader reader(directory.Path(), 10);
   EXPECT_TRUE(reader.IsOpen());
@@ -136,8 +134,8 @@ TEST(LineReaderTest, AFailedReadEndsItAndIsTold) {
   EXPECT_FALSE(reader.Next(line));
 }
 
-// What had been read of the line was given as if it were whole.
-TEST(LineReaderTest, AReadThatFailsInTheMiddleOfALineGivesNoPartOfIt) {
+// The part of the line that had been read was returned as a whole line.
+TEST(LineReaderTest, AReadThatFailsWithinALineReturnsNoPartOfIt) {
   const FailingFile file("whole\npart");
   LineReader reader(file.Path(), 10);
   std::string line;
