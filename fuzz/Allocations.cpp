@@ -19,7 +19,7 @@ void (*watcher)(std::size_t size) = nullptr;
 
 #ifdef FUZZ_ALLOCATOR_HAS_HOOKS
 
-// Of the sanitizers' runtime; g++ has no header for it.
+// Is in the runtime of the sanitizers; g++ has no header for it.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(
     void (*onMalloc)(const volatile void* memory, std::size_t size),
     void (*onFree)(const volatile void* memory));
@@ -39,7 +39,8 @@ void WatchAllocations(void (*watch)(std::size_t size)) {
   watcher = watch;
 }
 
-// Not inlined: the compiler would warn of malloc() behind delete. The forms for arrays come here.
+// Not inlined, because the compiler would warn of free() after new. The forms for arrays call
+// these.
 __attribute__((noinline)) void* operator new(std::size_t size) {
   if (watcher != nullptr) {
     watcher(size);

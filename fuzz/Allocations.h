@@ -1,11 +1,9 @@
-// Tells of each allocation of the process: with the address or thread sanitizer those of malloc(),
-// which sees all, and otherwise those of operator new, which a program that links this has of its
-// own.
+// Reports each allocation of the process: each malloc() with the address or thread sanitizer, and
+// otherwise each operator new, which this replaces.
 
 #pragma once
 
 #include <cstddef>
 
-// From now on watch is called for each allocation, before it returns, with its size. To be called
-// once.
+// Calls `watch` with the size of each later allocation, before it returns. Call it once.
 void WatchAllocations(void (*watch)(std::size_t size));

@@ -17,7 +17,7 @@ constexpr int kSignal = SIGXCPU;
 
 using Text = std::array<char, 128>;
 
-// Written beforehand: neither a signal handler nor an allocation may format.
+// Formatted in advance, because neither a signal handler nor an allocation may format.
 Text timeText;
 Text memoryText;
 
@@ -53,7 +53,7 @@ std::uint64_t Now() {
          static_cast<std::uint64_t>(time.tv_nsec) / 1000;
 }
 
-// For the whole process, at the first budget.
+// Prepares the process for its first budget.
 bool Install() {
   WatchAllocations(OnAllocation);
   struct sigaction action {};

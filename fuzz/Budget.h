@@ -1,9 +1,9 @@
-// Budget bounds what one input may cost: CPU time of the thread, so that a busy machine does not
-// count, and the bytes allocated in all, those given back included. An input that goes over its
-// budget ends the process at once, an endless loop too, with a text on standard error; under the
-// thread sanitizer, which holds signals back, not before it calls the C library again.
+// Budget limits the cost of one input: the CPU time of the thread, which does not depend on other
+// work of the machine, and all bytes allocated, even if they are freed. An input that exceeds its
+// budget ends the process at once with a text on standard error, even in an endless loop; the
+// thread sanitizer delays this to the next call of the C library.
 //
-// One budget at a time; it counts for the thread that made it.
+// One budget may exist at a time; it counts for the thread that made it.
 
 #pragma once
 
@@ -13,7 +13,7 @@
 
 class Budget {
  public:
-  // What an input may cost: a constant, and a part for each of its bytes.
+  // The most that an input may cost: a constant, and a part for each of its bytes.
   struct Limits {
     std::uint64_t microseconds = 0;
     std::uint64_t microsecondsPerByte = 0;
@@ -32,7 +32,7 @@ class Budget {
   Budget(const Budget&) = delete;
   Budget& operator=(const Budget&) = delete;
 
-  // What the input of the last budget cost.
+  // Returns the cost of the input of the last budget.
   static Cost GetLastCost();
 
  private:

@@ -12,7 +12,7 @@ class MemoryFile {
   MemoryFile(const MemoryFile&) = delete;
   MemoryFile& operator=(const MemoryFile&) = delete;
 
-  // A path that exists as long as the object does.
+  // Returns the path, which exists as long as the object.
   std::string Path() const;
 
  private:

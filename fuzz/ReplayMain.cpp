@@ -1,6 +1,6 @@
 // Runs a target once over each input given, in builds without a fuzzer, and prints what it cost:
 //   replay_TARGET PATH... [--optional PATH...]
-// PATH: an input, or a folder of inputs. Each must hold one, but those behind --optional.
+// A PATH is an input or a folder of inputs. Only those after --optional may be missing or empty.
 
 #include <algorithm>
 #include <cstddef>
@@ -57,5 +57,5 @@ int main(int argc, char* argv[]) {
     }
     std::for_each(inputs.begin(), inputs.end(), Replay);
   }
-  return argc > 1 ? 0 : 1;  // a replay of nothing shows nothing
+  return argc > 1 ? 0 : 1;
 }

@@ -1,12 +1,12 @@
-// What the targets hold the code against.
+// The rules that targets check.
 
 #pragma once
 
 #include <string>
 
-// Ends the process, which is a finding, when a rule does not hold.
+// Ends the process, which is a finding, unless `holds` is true; prints `rule`.
 void Require(bool holds, const char* rule);
 
-// Whether text has no control character but tab, line feed and carriage return, and no byte above
-// 244, with which no UTF-8 begins.
+// Returns whether `text` has no control characters except tab, line feed and carriage return, and
+// no bytes above 244, which UTF-8 does not have.
 bool IsClean(const std::string& text);

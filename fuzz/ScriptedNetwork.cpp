@@ -16,14 +16,14 @@
 namespace {
 
 ScriptedNetwork::Server activeServer;
-std::optional<Bytes> waiting;  // the reply that is there to be received
+std::optional<Bytes> waiting;  // the reply that was not received yet
 
 }  // namespace
 
 ScriptedNetwork::ScriptedNetwork(Server server) {
   activeServer = std::move(server);
   dns_servers = "127.0.0.1";
-  // Lines are composed, and written nowhere.
+  // Lines are composed but not written.
   fwk::Logger::Init("unused", fwk::Debug, true, true);
   fwk::Logger::m_bToFile = false;
 }

@@ -1,6 +1,6 @@
 // ScriptedNetwork is a network in which one name server answers each query at once with one
-// datagram. Nothing leaves the process: a program that links it has a sendto(), a recvfrom(), a
-// select() and a poll() of its own, in place of the C library's.
+// datagram. Nothing leaves the process: it replaces sendto(), recvfrom(), select() and poll() in
+// programs that link it.
 
 #pragma once
 
@@ -13,7 +13,7 @@ class ScriptedNetwork {
  public:
   using Server = std::function<Bytes(const Bytes& query)>;
 
-  // The process's name server is server while the object exists; one at a time.
+  // Makes `server` the name server of the process while the object exists. One at a time.
   explicit ScriptedNetwork(Server server);
   ~ScriptedNetwork();
 

@@ -1,4 +1,4 @@
-// The configuration file. The first line of the input is the section that is wanted.
+// Reads the input as a configuration file; its first line is the name of the section.
 
 #include <algorithm>
 #include <cstddef>
@@ -40,6 +40,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const std::map<std::string, std::string> entries = Config::m_config;
   Config::Load(MemoryFile(rewritten).Path(), "");
-  Require(Config::m_config == entries, "entries written out are read again as they were");
+  Require(Config::m_config == entries, "entries that are written are read again unchanged");
   return 0;
 }

@@ -1,4 +1,4 @@
-// The texts of dates, and what becomes of them.
+// Parses the input as a date, and formats and moves the date.
 
 #include <cstddef>
 #include <cstdint>
@@ -15,19 +15,18 @@ using fwk::DateTime;
 constexpr Budget::Limits kLimits{
     .microseconds = 50000, .microsecondsPerByte = 20, .bytes = 8192, .bytesPerByte = 64};
 
-const DateTime kBefore(20240229);  // what a date holds before it is parsed
+const DateTime kBefore(20240229);  // the value before parsing
 
-// What holds for a date that was parsed.
 void CheckParsed(const DateTime& date, bool parsed) {
   Require(date.IsSetCorrectly() == parsed, "a date knows whether it was parsed");
   Require(parsed || date.GetValue() == 0.0 || date == kBefore, "a failed parse sets no date");
   Require(date.IsSameDay(date) == (date.FormatDate() != "Invalid DateTime."),
-          "what the calendar has is its own day");
+          "a date in the calendar is on its own day");
 
   const std::string text = date.FormatDateTime();
   DateTime again;
   if (text == "Invalid DateTime.") {
-    Require(!again.Parse(text), "what the calendar does not have cannot be parsed");
+    Require(!again.Parse(text), "a date outside the calendar cannot be parsed");
     return;
   }
   Require(again.Parse(text) && again.FormatDateTime() == text, "a date can be parsed as formatted");
@@ -47,7 +46,7 @@ void Move(DateTime date, const std::string& text) {
   date.AddHours(text);
   date.FormatRfc();
   date.ToString();
-  Require(date.IsSetCorrectly(), "a date that is moved stays one");
+  Require(date.IsSetCorrectly(), "a date stays set correctly when hours are added");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What a reply says by the letter of DNS, with the input as the reply to a question for addresses.
+// Reads the facts of the input as the reply to a question for addresses.
 
 #include <algorithm>
 #include <cstddef>
@@ -22,7 +22,7 @@ constexpr std::size_t kSmallestRecord = 11;
 constexpr std::size_t kLongestAddress = 15;
 
 ReplyFacts Read(std::span<const std::uint8_t> bytes) {
-  const std::vector<unsigned char> reply(bytes.begin(), bytes.end());  // nothing behind them
+  const std::vector<unsigned char> reply(bytes.begin(), bytes.end());  // with nothing after them
   static const std::vector<unsigned char> query =
       MessageCodec::EncodeQuery("example.org", MessageCodec::kTypeA, 0);
   return ReadReplyFacts(reply, query, MessageCodec::kMaxMessage);
@@ -30,12 +30,12 @@ ReplyFacts Read(std::span<const std::uint8_t> bytes) {
 
 void CheckRecords(const ReplyFacts& facts, std::size_t size) {
   Require(facts.addresses.size() + facts.texts.size() <= size / kSmallestRecord,
-          "no more records than there is room for");
+          "there are no more records than fit the reply");
   std::size_t length = 0;
   for (const std::string& text : facts.texts) {
     length += text.size();
   }
-  Require(length <= size, "no more text than bytes");
+  Require(length <= size, "texts are not longer than the reply");
   for (const std::string& address : facts.addresses) {
     Require(address.size() <= kLongestAddress && std::ranges::count(address, '.') == 3,
             "addresses are dotted quads");
@@ -49,9 +49,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::span<const std::uint8_t> reply(data, std::min(size, MessageCodec::kMaxMessage));
   const ReplyFacts facts = Read(reply);
   CheckRecords(facts, reply.size());
-  Require(facts.outcome != Outcome::kMisread, "nobody but the look-up knows of misreading");
+  Require(facts.outcome != Outcome::kMisread, "only the look-up knows about misreading");
   if (facts.outcome == Outcome::kNoAnswer || facts.outcome == Outcome::kErrorCode) {
-    Require(facts.addresses.empty() && facts.texts.empty(), "no answer has no records");
+    Require(facts.addresses.empty() && facts.texts.empty(),
+            "without an answer there are no records");
   }
   if (!reply.empty()) {
     const ReplyFacts cut = Read(reply.first(reply.size() - 1));

@@ -1,4 +1,4 @@
-// The look-ups of all three kinds, with the input as the reply to each.
+// Makes the look-ups of all three kinds, with the input as the reply to each.
 
 #include <algorithm>
 #include <cstddef>
@@ -29,7 +29,7 @@ Values LookUp(DNSSocket& socket, int (DNSSocket::*ask)(Values&)) {
   return values;
 }
 
-// The number of values that the walk finds in exactly these bytes, without any behind them.
+// Returns the number of values that the walk finds in exactly these bytes.
 std::size_t CountValues(std::span<const unsigned char> reply) {
   AnswerWalk walk(reply, kAnswerStart);
   AnswerWalk::Answer answer;
@@ -48,7 +48,7 @@ void CheckPolicy(const std::string& policy, const Values& texts) {
   if (!policy.empty()) {
     Require(std::find(texts.begin(), texts.end(), policy) != texts.end() &&
                 policy.find("v=spf") != std::string::npos,
-            "the policy is one of the texts, and marked as one");
+            "the policy is a text with the mark of a policy");
   }
 }
 
@@ -64,9 +64,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const Values hosts = LookUp(socket, &DNSSocket::GetNSRecords);
   const Values texts = LookUp(socket, &DNSSocket::GetTXTRecords);
 
-  Require(addresses == hosts && hosts == texts, "the reply decides, not what was asked for");
+  Require(addresses == hosts && hosts == texts, "the reply decides, not the question");
   Require(texts.size() == CountValues({data, std::min(size, MessageCodec::kMaxMessage)}),
-          "nothing behind the bytes received counts");
+          "only the bytes that were received count");
   Require(std::all_of(texts.begin(), texts.end(), IsClean), "values are clean");
   CheckPolicy(socket.GetSPFRecord(), texts);
   return 0;

@@ -1,4 +1,4 @@
-// The resolver file.
+// Reads the input as the resolver file.
 
 #include <cstddef>
 #include <cstdint>
@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   Require(address.find_first_of(std::string(" \n\0", 3)) == std::string::npos,
           "an address is one word");
-  Require(content.find(address) != std::string::npos, "an address stands in the file");
+  Require(content.find(address) != std::string::npos, "an address is in the file");
   Require(address.empty() || content.find("nameserver") != std::string::npos,
           "without the word there is no address");
   Require(Read(content + "\n#nameserver 192.0.2.1\n") == address, "a comment does not count");

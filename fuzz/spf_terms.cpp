@@ -1,6 +1,6 @@
-// The walk through an SPF record, by the check alone and by the one with limits and a reason. Lines
-// of the input are the record, the envelope sender and, for each query in turn, the values that the
-// name server has: addresses or texts, parted by "|".
+// Evaluates an SPF record, with the plain check and with the one that has limits and a reason. The
+// lines of the input are the record, the envelope sender and, for each query in turn, the values
+// that the name server has: addresses or texts, separated by "|".
 
 #include <algorithm>
 #include <chrono>
@@ -28,7 +28,7 @@ constexpr std::size_t kTail = 12;  // type, class and eight zero bytes
 constexpr std::size_t kMaxQuery = 1024;
 constexpr std::size_t kLongestReason = 300;
 
-// What comes in front of the first separator; it is taken off text, and the separator with it.
+// Removes the text before the first separator, and the separator, and returns the former.
 std::string TakeUpTo(char separator, std::string& text) {
   const std::size_t end = std::min(text.find(separator), text.size());
   std::string taken = text.substr(0, end);
@@ -38,7 +38,7 @@ std::string TakeUpTo(char separator, std::string& text) {
 
 enum class Outcome { kPassed, kFailed, kValueMissing, kPrefixNoNumber, kNone };
 
-// A check, and all that it asked.
+// The outcome of a check, and its queries.
 struct Run {
   Outcome outcome = Outcome::kFailed;
   std::vector<Bytes> queries;
@@ -46,7 +46,7 @@ struct Run {
   bool operator==(const Run&) const = default;
 };
 
-// The type that a query asks for; it must be one that the tool asks for.
+// Returns the type that a query asks for, which must be one of the tool's.
 unsigned char TypeOf(const Bytes& query) {
   Require(query.size() > kHeader + kTail && query.size() <= kMaxQuery, "a query fits its buffer");
   const std::size_t type = query.size() - kTail;
@@ -76,7 +76,7 @@ Outcome Check(const std::string& sender, const std::string& record) {
   }
 }
 
-// The same by a SenderCheck, for the domain of Check.
+// Does the same as Check() with a SenderCheck.
 Outcome CheckWithReason(const std::string& record) {
   const SenderCheck check("192.0.2.1", "example.org",
                           record.empty() ? std::nullopt : std::optional(record),
@@ -88,11 +88,11 @@ Outcome CheckWithReason(const std::string& record) {
   const bool fails = check.GetToolVerdict() == SenderCheck::ToolVerdict::kFailed;
   switch (check.GetVerdict()) {
     case SenderCheck::Verdict::kPassed:
-      Require(passes, "what passes would pass the tool");
+      Require(passes, "a check that passes would pass in the tool");
       break;
     case SenderCheck::Verdict::kFailed:
     case SenderCheck::Verdict::kNone:
-      Require(fails, "what fails would fail the tool");
+      Require(fails, "a check that fails would fail in the tool");
       break;
     default:
       break;
@@ -124,17 +124,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string sender = TakeUpTo('\n', answers);
 
   const Run run = RunCheck(answers, [&] { return Check(sender, record); });
-  Require(run.queries.size() <= size + 1, "each query is asked for by a term of its own");
+  Require(run.queries.size() <= size + 1, "each query comes from another term");
   if (!record.empty()) {
     Require(RunCheck(answers, [&] { return Check(sender, record + " -all"); }) == run,
-            "-all behind a record adds nothing");
+            "-all after a record changes nothing");
   }
   if (sender.empty()) {
     const Run other = RunCheck(answers, [&] { return CheckWithReason(record); });
     Require(other.queries == run.queries, "a check with limits asks the same");
     Require(other.outcome == run.outcome ||
                 (other.outcome == Outcome::kNone && run.outcome > Outcome::kFailed),
-            "a check with limits comes to the same");
+            "a check with limits has the same outcome");
   }
   return 0;
 }

@@ -1,4 +1,3 @@
-// A replay fails when an input goes over its budget, and when there is nothing to replay.
 
 #include <gtest/gtest.h>
 
@@ -12,7 +11,7 @@
 
 namespace {
 
-// A replay, in a directory of its own, of the target that wastes what its input says.
+// Replays inputs of the wasteful target in an empty directory.
 class ReplayTest : public testing::Test {
  protected:
   ChildResult Replay(std::vector<std::string> arguments) {
@@ -44,19 +43,17 @@ class ReplayTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(ReplayTest, AnInputThatComputesForTooLongEndsIt) {
-  ExpectAborted("compute", "over budget: more than 27000 us of CPU time for an input of 7 bytes\n");
-}
-
-TEST_F(ReplayTest, AnInputThatNeverEndsEndsIt) {
-  ExpectAborted("forever", "over budget: more than 27000 us of CPU time for an input of 7 bytes\n");
+TEST_F(ReplayTest, AnInputThatComputesForTooLongOrForeverEndsIt) {
+  const char* const text = "over budget: more than 27000 us of CPU time for an input of 7 bytes\n";
+  ExpectAborted("compute", text);
+  ExpectAborted("forever", text);
 }
 
 TEST_F(ReplayTest, AnInputThatAllocatesTooMuchEndsIt) {
   ExpectAborted("once", "over budget: more than 1400 bytes allocated for an input of 4 bytes\n");
 }
 
-TEST_F(ReplayTest, WhatAnInputGivesBackCounts) {
+TEST_F(ReplayTest, MemoryThatIsFreedCountsToo) {
   ExpectAborted("piecemeal",
                 "over budget: more than 1900 bytes allocated for an input of 9 bytes\n");
 }
@@ -84,16 +81,10 @@ TEST_F(ReplayTest, EveryInputOfAFolderIsRun) {
   EXPECT_TRUE(result.standardOutput.ends_with("\nb-second: ")) << result.standardOutput;
 }
 
-TEST_F(ReplayTest, AMissingFolderFails) {
-  ExpectFailed({"absent"}, "no input: absent\n");
-}
-
-TEST_F(ReplayTest, AnEmptyFolderFails) {
+TEST_F(ReplayTest, AReplayOfNothingFails) {
   std::filesystem::create_directory(m_directory.Path("empty"));
   ExpectFailed({"empty"}, "no input: empty\n");
-}
-
-TEST_F(ReplayTest, NoFolderAtAllFails) {
+  ExpectFailed({"absent"}, "no input: absent\n");
   ExpectFailed({}, "");
 }
 

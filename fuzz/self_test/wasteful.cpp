@@ -1,5 +1,5 @@
-// A target that goes over its budget, in the way that the input says by its first letter: compute,
-// forever, once, piecemeal. Another input stays within it.
+// A target that goes over its budget in the way that the first letter of the input tells: compute,
+// forever, once, piecemeal. Any other input stays within it.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace {
 constexpr Budget::Limits kLimits{
     .microseconds = 20000, .microsecondsPerByte = 1000, .bytes = 1000, .bytesPerByte = 100};
 
-std::vector<char> kept;  // so that no allocation is optimised away
+std::vector<char> kept;  // so that the compiler keeps the allocations
 
 void ComputeFor(std::clock_t microseconds) {
   const std::clock_t end = std::clock() + microseconds;
