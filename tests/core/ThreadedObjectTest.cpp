@@ -327,21 +327,6 @@ TEST(ThreadedObjectTest, ADetachedObjectWhoseBodyThrowsDeletesItself) {
   ResultOf(end);
 }
 
-TEST(ThreadedObjectTest, TheRoutineDeletesADetachedObjectAndReturnsItsResult) {
-  Strings events;
-  auto* const worker = new Worker(
-      [&](Worker&) {
-        events.emplace_back("body");
-        return 9U;
-      },
-      [&](Worker& self) { events.emplace_back(self.m_bRunning ? "running end" : "end"); });
-  worker->m_bDetached = true;
-  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(
-                ThreadedObject::ObjectThreadRoutine(static_cast<ThreadedObject*>(worker))),
-            9U);
-  EXPECT_EQ(events, (Strings{"body", "end"}));
-}
-
 TEST(ThreadedObjectTest, StartingDoesNotTouchADetachedObjectThatMayBeDeleted) {
   constexpr int kObjects = 200;
   std::atomic<int> ended{0};

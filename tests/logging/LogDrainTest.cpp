@@ -47,7 +47,7 @@ TEST_F(LogDrainTest, ADrainWaitsForTheLineThatTheThreadHasTaken) {
       EXPECT_FALSE(Logger::m_LogQueue.Pop(line)) << "the thread has taken it";
       drain = std::async(std::launch::async,
                          [] { EXPECT_TRUE(Logger::Drain(std::chrono::seconds(30))); });
-      EXPECT_TRUE(Waits(drain));
+      EXPECT_TRUE(StillBlocks(drain));
     }
     drain.get();
     EXPECT_TRUE(Has("Info: taken"));
@@ -80,7 +80,7 @@ TEST_F(LogDrainTest, ADrainEndsWhenTheThreadEnds) {
       Logger::Log(3, "lost");
       drain = std::async(std::launch::async,
                          [] { EXPECT_FALSE(Logger::Drain(std::chrono::seconds(60))); });
-      EXPECT_TRUE(Waits(drain));
+      EXPECT_TRUE(StillBlocks(drain));
       Logger::StopAsync();
     }
     EXPECT_TRUE(Ends(drain));

@@ -58,16 +58,6 @@ inline Before beforeReadLock;
 inline Before beforeWriteLock;
 inline Before beforeYield;
 
-// Returns whether a call on another thread ends within 30 s.
-inline bool Ends(const std::future<void>& call) {
-  return call.wait_for(std::chrono::seconds(30)) == std::future_status::ready;
-}
-
-// Returns whether a call on another thread still blocks after 100 ms.
-inline bool Waits(const std::future<void>& call) {
-  return call.wait_for(std::chrono::milliseconds(100)) == std::future_status::timeout;
-}
-
 // Each test logs plain lines of all levels to a file in an empty directory.
 class LogThread : public testing::Test {
  protected:

@@ -237,7 +237,7 @@ TEST_F(LogThreadTest, StartAsyncAndStopAsyncWaitForTheLock) {
     {
       const Mutex lock(Logger::m_MutexInstance, true);
       call = std::async(std::launch::async, Logger::StartAsync);
-      EXPECT_TRUE(Waits(call));
+      EXPECT_TRUE(StillBlocks(call));
       EXPECT_EQ(Logger::m_pLogger, nullptr);
       EXPECT_FALSE(Logger::m_bAsync);
     }
@@ -246,7 +246,7 @@ TEST_F(LogThreadTest, StartAsyncAndStopAsyncWaitForTheLock) {
     {
       const Mutex lock(Logger::m_MutexInstance, true);
       call = std::async(std::launch::async, Logger::StopAsync);
-      EXPECT_TRUE(Waits(call));
+      EXPECT_TRUE(StillBlocks(call));
       EXPECT_TRUE(Logger::m_bAsync);
       EXPECT_FALSE(Logger::m_LogQueue.IsClosed());
     }
