@@ -5,7 +5,6 @@
 #pragma once
 
 #include <functional>
-#include <vector>
 
 #include "tests/support/Bytes.h"
 

@@ -17,7 +17,6 @@
 #include <optional>
 #include <ostream>
 #include <stdexcept>
-#include <string>
 #include <thread>
 #include <type_traits>
 #include <utility>

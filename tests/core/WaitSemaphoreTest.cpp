@@ -14,7 +14,6 @@
 #include <limits>
 #include <memory>
 #include <optional>
-#include <string>
 #include <thread>
 #include <type_traits>
 #include <utility>

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <filesystem>
-#include <iterator>
 #include <string>
 #include <type_traits>
 #include <vector>
