@@ -1,5 +1,5 @@
-// The service in the test's own process, asked at random by and about strangers: it refuses nothing
-// that the administrator did not name, and what it says is one line of a known form.
+// Random requests, about random records, of domains that the administrator did not name: nothing is
+// refused, and an answer is one line of a known form.
 
 #include <gtest/gtest.h>
 
@@ -28,6 +28,7 @@ using namespace std::chrono_literals;
 const std::vector<std::string> kDomains = {"a.test",         "b.test",      "c.test", "d.test",
                                            "a.named.test.x", "xnamed.test", "test"};
 
+// "%" stands for a domain.
 const std::vector<std::string> kTerms = {"a",
                                          "a:%",
                                          "+a:%/28",
@@ -62,7 +63,7 @@ const std::vector<std::string> kTerms = {"a",
                                          "%%",
                                          "v=spf1"};
 
-// A record that may be anything.
+// Returns a record, well-formed or not.
 std::string AnyRecord(Random& random) {
   std::string record = random.OneIn(10) ? "v=spf2" : "v=spf1";
   const int terms = random.Between(0, 6);
@@ -86,7 +87,7 @@ std::string AnyAddress(Random& random) {
   return (random.OneIn(2) ? "192.0.2." : "198.51.100.") + std::to_string(host);
 }
 
-// A reply that is as often hostile as not.
+// Returns a reply, well-formed or not.
 Datagrams AnyReply(Random& random, const Bytes& query) {
   ReplyBuilder reply(query);
   const int records = random.Between(0, 3);
@@ -125,7 +126,7 @@ std::string AnySender(Random& random) {
   return local + "@" + random.OneOf(kDomains) + random.Text(".>\r", 1);
 }
 
-// A request that is well formed but for what strangers put into it.
+// Returns a well-formed request with random texts of strangers.
 std::string AnyRequest(Random& random) {
   const std::string address =
       random.OneIn(10) ? random.Text("0123456789.:abx", 40) : AnyAddress(random);
@@ -139,7 +140,7 @@ std::string AnyRequest(Random& random) {
   return text;
 }
 
-// Returns what is wrong with an action; empty when it is one that anybody may get.
+// Returns `action` if it is not one that anybody may get; otherwise nothing.
 std::string FaultOf(const std::string& action) {
   static const std::regex header(
       "PREPEND X-SPF-Check: mail\\.test; (passed|failed|none|no verdict); client=[ -~]{0,45}; "
@@ -147,7 +148,7 @@ std::string FaultOf(const std::string& action) {
   return action == "DUNNO" || std::regex_match(action, header) ? "" : action;
 }
 
-// The service, whose name server replies at random.
+// A service whose name server replies at random.
 class AnswersTest : public testing::Test {
  protected:
   AnswersTest() {
@@ -160,7 +161,7 @@ class AnswersTest : public testing::Test {
                                        100, std::make_shared<const Settings>(settings));
   }
 
-  // Draws by `how` while nobody else does.
+  // Returns what `how` draws; one thread at a time.
   template <typename How>
   std::invoke_result_t<How, Random&> Draw(const How& how) {
     const std::lock_guard guard(m_lock);
@@ -176,7 +177,7 @@ class AnswersTest : public testing::Test {
   std::unique_ptr<PolicyServer> m_server;
 };
 
-// Returns pieces of requests and of what is not one, which end in something malformed.
+// Returns parts of requests and other text, with a malformed end.
 std::string AnyText(Random& random) {
   std::string text;
   const int pieces = random.Between(1, 5);
@@ -189,7 +190,7 @@ std::string AnyText(Random& random) {
 
 }  // namespace
 
-TEST_F(AnswersTest, ADomainThatIsNotNamedGetsAtMostAHeader) {
+TEST_F(AnswersTest, MailOfADomainThatIsNotNamedGetsAtMostAHeader) {
   PolicyClient client;
   for (int i = 0; i < 3000; ++i) {
     const std::string request = Draw(AnyRequest);
@@ -198,7 +199,7 @@ TEST_F(AnswersTest, ADomainThatIsNotNamedGetsAtMostAHeader) {
   }
 }
 
-TEST_F(AnswersTest, WhateverIsSentTheConnectionIsAnsweredOrClosed) {
+TEST_F(AnswersTest, AnyTextIsAnsweredOrClosesTheConnection) {
   for (int i = 0; i < 500; ++i) {
     PolicyClient client;
     const std::string text = Draw(AnyText);

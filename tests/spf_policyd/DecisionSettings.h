@@ -3,7 +3,6 @@
 #pragma once
 
 #include <chrono>
-#include <map>
 #include <string>
 
 #include "programs/spf-policyd/PolicyRequest.h"
@@ -23,7 +22,7 @@ inline Settings MakeSettings(const std::string& refuse = "") {
   return settings;
 }
 
-// Returns the request that `text` is.
+// Returns the request in `text`.
 inline PolicyRequest ParseRequest(const std::string& text) {
   PolicyRequest request;
   for (const char byte : text) {

@@ -1,5 +1,5 @@
-// Domains whose mail is refused, with records of ip4, a and include: each forged mail is refused
-// for each recipient and no honest one is, also while the name server misbehaves.
+// Domains whose forged mail is refused, with records of ip4, a and include: each forged mail is
+// refused for each recipient, and no honest one, even while the name server misbehaves.
 
 #include <gtest/gtest.h>
 
@@ -28,7 +28,7 @@ using Script = ScriptedNameServer::Script;
 
 constexpr int kDomains = 8;
 
-// Each domain d0.named.test, d1.named.test ... has four look-ups; all are known as .named.test.
+// Has the domains d0.named.test, d1.named.test ..., with four look-ups each.
 ScriptedNameServer::Zone MakeZone() {
   ScriptedNameServer::Zone zone;
   for (int i = 0; i < kDomains; ++i) {
@@ -47,7 +47,7 @@ const std::vector<std::string> kHonest = {"192.0.2.7", "192.0.2.200", "203.0.113
 const std::vector<std::string> kForged = {"198.51.100.7", "192.0.3.1", "203.0.113.7",
                                           "203.0.113.80", "1.2.3.4"};
 
-// Makes each tenth reply about a domain one of `fault`.
+// Lets `fault` give each tenth reply about a domain.
 Script WithFaults(const Script& fault) {
   return
       [fault, zone = MakeZone(), asked = std::map<std::string, int>()](const Bytes& query) mutable {
@@ -65,7 +65,7 @@ Datagrams ErrorCode(const Bytes& query) {
   return {ReplyBuilder(query).SetFlags(0x8180 | (code == 3 ? 5 : code)).Build()};
 }
 
-// Replies with the flag for a truncated answer, with or without a part of the answer.
+// Replies with a truncated answer, which has part of the answer or nothing.
 Datagrams Truncation(const Bytes& query) {
   static std::atomic<unsigned int> replies{0};
   ReplyBuilder reply(query);
@@ -85,7 +85,7 @@ class ForgedMailTest : public testing::Test {
   }
   ~ForgedMailTest() noexcept override {}  // locks throw
 
-  // Returns what a recipient of a mail is answered.
+  // Returns the answer for a recipient of a mail.
   std::string Answer(const std::string& address, const std::string& domain,
                      const std::string& recipient, const std::string& message) {
     const PolicyRequest request = ParseRequest(Request(address, "a@" + domain, recipient, message));
@@ -94,7 +94,7 @@ class ForgedMailTest : public testing::Test {
     return decision.GetAnswer();
   }
 
-  // Makes `mail` of each domain at once.
+  // Calls `mail` for all domains at once.
   template <typename Mail>
   static void ForEachDomain(const Mail& mail) {
     std::vector<std::jthread> threads;
@@ -103,7 +103,7 @@ class ForgedMailTest : public testing::Test {
     }
   }
 
-  // Expects that honest mail is not refused, and forged mail is, for each of three recipients.
+  // Expects that forged mail is refused for each of three recipients, and no honest mail is.
   void ExpectRightAnswers(const Script& script) {
     const ScriptedNameServer server(script);
     ForEachDomain([this](const std::string& domain) {
@@ -127,25 +127,25 @@ class ForgedMailTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(ForgedMailTest, WithAGoodNameServerEachIsRefusedAndNoHonestOne) {
+TEST_F(ForgedMailTest, EachForgedMailIsRefusedAndNoHonestOne) {
   ExpectRightAnswers([zone = MakeZone()](const Bytes& query) {
     return Datagrams{ScriptedNameServer::AnswerFrom(zone, query)};
   });
 }
 
-TEST_F(ForgedMailTest, AlsoWhereOneAnswerInTenIsLost) {
+TEST_F(ForgedMailTest, AlsoIfOneAnswerInTenIsLost) {
   ExpectRightAnswers(WithFaults(Silence));
 }
 
-TEST_F(ForgedMailTest, AlsoWhereOneAnswerInTenIsAnErrorCode) {
+TEST_F(ForgedMailTest, AlsoIfOneAnswerInTenIsAnErrorCode) {
   ExpectRightAnswers(WithFaults(ErrorCode));
 }
 
-TEST_F(ForgedMailTest, AlsoWhereOneAnswerInTenIsTruncated) {
+TEST_F(ForgedMailTest, AlsoIfOneAnswerInTenIsTruncated) {
   ExpectRightAnswers(WithFaults(Truncation));
 }
 
-TEST_F(ForgedMailTest, HoweverOftenAnswersAreMissingNoHonestMailIsRefused) {
+TEST_F(ForgedMailTest, IfHalfOfAllAnswersAreMissingNoHonestMailIsRefused) {
   Random random;
   m_settings.timeLimit = 320ms;
   const ScriptedNameServer server([&random, zone = MakeZone()](const Bytes& query) {

@@ -9,11 +9,12 @@
 #include "framework/core/Exceptions.h"
 #include "programs/spf-policyd/ListenAddress.h"
 #include "tests/spf_policyd/PolicyClient.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace {
 
-// A listening socket, as long as this exists.
+// Holds a listening socket.
 class Open {
  public:
   explicit Open(const std::string& text) : m_descriptor(ListenAddress(text).Open()) {}
@@ -29,28 +30,20 @@ class Open {
 };
 
 std::string FaultOf(const std::string& text) {
-  try {
-    const ListenAddress address(text);
-    return "nothing";
-  } catch (const StdException& e) {
-    return e.what();
-  }
+  return FailureText<StdException>([&] { ListenAddress address(text); });
 }
 
 std::string FailureAt(const std::string& text) {
-  try {
-    const Open second(text);
-    return "nothing";
-  } catch (const SocketException& e) {
-    return e.what();
-  }
+  return FailureText<SocketException>([&] { Open second(text); });
 }
+
+constexpr char kNothing[] = "nothing was thrown";
 
 }  // namespace
 
 TEST(ListenAddressTest, AnAddressHasAPort) {
   for (const char* const text : {"127.0.0.1:10040", "0.0.0.0:1", "192.0.2.7:65535"}) {
-    EXPECT_EQ(FaultOf(text), "nothing");
+    EXPECT_EQ(FaultOf(text), kNothing);
   }
   for (const char* const text :
        {"", "127.0.0.1", ":10040", "localhost:10040", "127.0.0.1:", "127.0.0.1:0",
@@ -60,30 +53,30 @@ TEST(ListenAddressTest, AnAddressHasAPort) {
   }
 }
 
-TEST(ListenAddressTest, APathIsAbsoluteAndFitsIntoASocketsAddress) {
+TEST(ListenAddressTest, APathIsAbsoluteAndFitsInASocketAddress) {
   const std::string longest = "unix:/" + std::string(106, 'x');
-  EXPECT_EQ(FaultOf(longest), "nothing");
+  EXPECT_EQ(FaultOf(longest), kNothing);
   for (const std::string& text : {longest + "x", std::string("unix:"), std::string("unix:a/b")}) {
     EXPECT_EQ(FaultOf(text), "not an absolute path of at most 107 characters: " + text);
   }
 }
 
-TEST(ListenAddressTest, TheSocketIsNonBlockingAndNotPassedOn) {
+TEST(ListenAddressTest, TheSocketIsNonBlockingAndClosedOnExec) {
   const Open socket("127.0.0.1:10040");
   EXPECT_TRUE(socket.Flags(F_GETFL) & O_NONBLOCK);
   EXPECT_TRUE(socket.Flags(F_GETFD) & FD_CLOEXEC);
   PolicyClient client;
 }
 
-TEST(ListenAddressTest, AnAddressInUseIsTold) {
+TEST(ListenAddressTest, AnAddressInUseIsNamed) {
   const Open first("127.0.0.1:10040");
   EXPECT_EQ(FailureAt("127.0.0.1:10040"),
             "cannot listen on 127.0.0.1:10040: bind :: failed with code 98: Address already in "
             "use");
-  EXPECT_EQ(FailureAt("127.0.0.2:10040"), "nothing");
+  EXPECT_EQ(FailureAt("127.0.0.2:10040"), kNothing);
 }
 
-TEST(ListenAddressTest, AUnixSocketIsForAllUsersOfTheHost) {
+TEST(ListenAddressTest, AllUsersMayConnectToAUnixSocket) {
   const TemporaryDirectory directory;
   const std::string path = directory.Path("socket");
   umask(077);
@@ -94,7 +87,7 @@ TEST(ListenAddressTest, AUnixSocketIsForAllUsersOfTheHost) {
   PolicyClient client(path);
 }
 
-TEST(ListenAddressTest, AUnixSocketThatNobodyListensToIsReplaced) {
+TEST(ListenAddressTest, AUnixSocketWithoutAListenerIsReplaced) {
   const TemporaryDirectory directory;
   const std::string path = directory.Path("socket");
   { const Open gone("unix:" + path); }
@@ -103,7 +96,7 @@ TEST(ListenAddressTest, AUnixSocketThatNobodyListensToIsReplaced) {
   PolicyClient client(path);
 }
 
-TEST(ListenAddressTest, WhatIsInUseOrNotASocketIsNotReplaced) {
+TEST(ListenAddressTest, ASocketInUseAndAnotherFileAreNotReplaced) {
   const TemporaryDirectory directory;
   const std::string path = directory.Path("socket");
   {
@@ -114,6 +107,6 @@ TEST(ListenAddressTest, WhatIsInUseOrNotASocketIsNotReplaced) {
     PolicyClient client(path);
   }
   directory.Write("file", "text");
-  EXPECT_NE(FailureAt("unix:" + directory.Path("file")), "nothing");
+  EXPECT_NE(FailureAt("unix:" + directory.Path("file")), kNothing);
   EXPECT_EQ(directory.Read("file"), "text");
 }

@@ -15,7 +15,7 @@ std::string ActionOf(const MessageMemory& memory, const std::string& message) {
 
 }  // namespace
 
-TEST(MessageMemoryTest, ItTellsWhatTheFirstRecipientWasAnswered) {
+TEST(MessageMemoryTest, ItHasTheAnswerForTheFirstRecipient) {
   MessageMemory memory;
   EXPECT_EQ(ActionOf(memory, "1"), "nothing");
   memory.Keep("1", {"jane", "DUNNO"});
@@ -32,7 +32,7 @@ TEST(MessageMemoryTest, AMessageWithoutANameIsNotRemembered) {
   EXPECT_EQ(ActionOf(memory, ""), "nothing");
 }
 
-TEST(MessageMemoryTest, BeyondItsBoundItForgetsTheOldest) {
+TEST(MessageMemoryTest, AtItsLimitItForgetsTheOldestMessage) {
   MessageMemory memory;
   const auto name = [](std::size_t i) { return std::to_string(i); };
   for (std::size_t i = 0; i < MessageMemory::kMaxMessages + 10; ++i) {

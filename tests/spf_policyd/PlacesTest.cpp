@@ -11,32 +11,40 @@ namespace {
 
 using Held = std::vector<std::optional<Places::Place>>;
 
-// Takes as many places as it gets, at most `most`. Returns how many.
+// Takes as many places as there are for a client and domain. Returns their number.
 int TakeAll(Places& places, Held& held, const std::string& client, const std::string& domain,
-            bool isExempt = false, int most = 1000) {
+            bool isExempt = false) {
   int count = 0;
-  while (count < most) {
-    auto place = places.Take(client, domain, isExempt);
-    if (!place) {
-      break;
-    }
+  while (auto place = places.Take(client, domain, isExempt)) {
     held.push_back(std::move(place));
     ++count;
   }
   return count;
 }
 
-// Takes `count` places for as many clients and domains.
-void Occupy(Places& places, Held& held, int count) {
-  for (int i = 0; i < count; ++i) {
-    const std::string name = std::to_string(held.size());
-    EXPECT_EQ(TakeAll(places, held, "client" + name, name + ".test", false, 1), 1);
+// Of 100 places 51 are taken by as many clients and domains.
+class ScarcePlacesTest : public testing::Test {
+ protected:
+  ScarcePlacesTest() {
+    for (int i = 0; i < 51; ++i) {
+      const std::string name = std::to_string(i);
+      Take("client" + name, name + ".test");
+    }
   }
-}
+  ~ScarcePlacesTest() noexcept override {}  // locks throw
+
+  void Take(const std::string& client, const std::string& domain) {
+    m_held.push_back(m_places.Take(client, domain, false));
+    EXPECT_TRUE(m_held.back());
+  }
+
+  Places m_places{100};
+  Held m_held;
+};
 
 }  // namespace
 
-TEST(PlacesTest, APlaceIsHeldAsLongAsItsObjectExists) {
+TEST(PlacesTest, APlaceIsHeldWhileItsObjectExists) {
   Places places(100);
   {
     const auto first = places.Take("192.0.2.7", "example.org", false);
@@ -47,60 +55,48 @@ TEST(PlacesTest, APlaceIsHeldAsLongAsItsObjectExists) {
   EXPECT_EQ(places.GetTaken(), 0U);
 }
 
-TEST(PlacesTest, OneClientAndDomainMayHoldHalfOfAllAndNoMore) {
+TEST(PlacesTest, OneClientAndDomainMayHoldHalfOfThePlaces) {
   Places places(100);
   Held held;
   // The place that leaves fewer than half free is still taken.
   EXPECT_EQ(TakeAll(places, held, "192.0.2.7", "example.org"), 51);
 }
 
-TEST(PlacesTest, WhenLessThanHalfAreFreeAClientMayHoldATenth) {
-  Places places(100);
-  Held held;
-  Occupy(places, held, 51);
+TEST_F(ScarcePlacesTest, AClientMayHoldATenth) {
   for (int i = 0; i < 10; ++i) {
-    EXPECT_TRUE(TakeAll(places, held, "192.0.2.7", "d" + std::to_string(i) + ".test", false, 1));
+    Take("192.0.2.7", "d" + std::to_string(i) + ".test");
   }
-  EXPECT_FALSE(places.Take("192.0.2.7", "other.test", false));
-  EXPECT_TRUE(places.Take("192.0.2.8", "other.test", false));
+  EXPECT_FALSE(m_places.Take("192.0.2.7", "other.test", false));
+  EXPECT_TRUE(m_places.Take("192.0.2.8", "other.test", false));
 }
 
-TEST(PlacesTest, WhenLessThanHalfAreFreeADomainMayHoldATenthWithItsSubdomains) {
-  Places places(100);
-  Held held;
-  Occupy(places, held, 51);
+TEST_F(ScarcePlacesTest, ADomainMayHoldATenthWithItsSubdomains) {
   for (int i = 0; i < 10; ++i) {
     const std::string name = std::to_string(i);
-    EXPECT_TRUE(TakeAll(places, held, "c" + name, name + ".example.org", false, 1));
+    Take("c" + name, name + ".example.org");
   }
-  EXPECT_FALSE(places.Take("192.0.2.7", "example.org", false));
-  EXPECT_FALSE(places.Take("192.0.2.7", "A.B.EXAMPLE.ORG", false));
-  EXPECT_TRUE(places.Take("192.0.2.7", "example.net", false));
+  EXPECT_FALSE(m_places.Take("192.0.2.7", "example.org", false));
+  EXPECT_FALSE(m_places.Take("192.0.2.7", "A.B.EXAMPLE.ORG", false));
+  EXPECT_TRUE(m_places.Take("192.0.2.7", "example.net", false));
 }
 
-TEST(PlacesTest, APlaceThatIsGivenBackCountsNoLonger) {
-  Places places(100);
-  Held held;
-  Occupy(places, held, 51);
+TEST_F(ScarcePlacesTest, APlaceThatIsGivenBackDoesNotCount) {
   Held own;
-  EXPECT_EQ(TakeAll(places, own, "192.0.2.7", "example.org"), 10);
+  EXPECT_EQ(TakeAll(m_places, own, "192.0.2.7", "example.org"), 10);
   own.pop_back();
-  EXPECT_TRUE(places.Take("192.0.2.7", "example.org", false));
+  EXPECT_TRUE(m_places.Take("192.0.2.7", "example.org", false));
   own.clear();
-  EXPECT_EQ(TakeAll(places, own, "192.0.2.7", "example.org"), 10);
+  EXPECT_EQ(TakeAll(m_places, own, "192.0.2.7", "example.org"), 10);
 }
 
-TEST(PlacesTest, WhoeverIsExemptHasNoShareButNeedsAPlace) {
-  Places places(100);
-  Held held;
-  Occupy(places, held, 51);
-  EXPECT_EQ(TakeAll(places, held, "192.0.2.7", "example.org"), 10);
-  EXPECT_EQ(TakeAll(places, held, "192.0.2.7", "example.org", true), 39);
-  EXPECT_EQ(places.GetTaken(), 100U);
-  EXPECT_FALSE(places.Take("192.0.2.7", "example.org", true));
+TEST_F(ScarcePlacesTest, AnExemptCheckHasNoShareButNeedsAPlace) {
+  EXPECT_EQ(TakeAll(m_places, m_held, "192.0.2.7", "example.org"), 10);
+  EXPECT_EQ(TakeAll(m_places, m_held, "192.0.2.7", "example.org", true), 39);
+  EXPECT_EQ(m_places.GetTaken(), 100U);
+  EXPECT_FALSE(m_places.Take("192.0.2.7", "example.org", true));
 }
 
-TEST(PlacesTest, FewPlacesCanBeTaken) {
+TEST(PlacesTest, EvenOfFewPlacesOneIsForEachClient) {
   Places one(1);
   const auto place = one.Take("192.0.2.7", "example.org", false);
   EXPECT_TRUE(place);
@@ -112,7 +108,7 @@ TEST(PlacesTest, FewPlacesCanBeTaken) {
   EXPECT_TRUE(four.Take("192.0.2.8", "example.net", false));
 }
 
-TEST(PlacesTest, ADomainCountsWithAllBelowItsLastTwoLabelsOrARegistrysThree) {
+TEST(PlacesTest, ADomainCountsByItsLastTwoLabelsOrThreeBelowARegistry) {
   const struct {
     const char* domain;
     const char* group;

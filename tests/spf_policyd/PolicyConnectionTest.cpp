@@ -1,4 +1,4 @@
-// PolicyConnection: how requests are cut out of what comes, and what ends a connection.
+// PolicyConnection: how it separates requests, and what ends a connection.
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -24,7 +24,7 @@ class Pair {
     const int listener = ListenAddress("127.0.0.1:10040").Open();
     m_client = std::make_unique<PolicyClient>();
     EXPECT_TRUE(m_connection.Accept(listener));
-    EXPECT_FALSE(PolicyConnection().Accept(listener)) << "nobody else waits";
+    EXPECT_FALSE(PolicyConnection().Accept(listener)) << "as nobody else waits";
     close(listener);
   }
 
@@ -32,39 +32,34 @@ class Pair {
   PolicyConnection& Connection() { return m_connection; }
   void Leave() { m_client.reset(); }
 
-  // Lets the connection take what came. Each request is answered with its "name".
+  // Lets the connection read, and answer each request with the value of "name".
   bool Serve() {
-    WaitForInput();
+    pollfd event{m_connection.GetDescriptor(), POLLIN, 0};
+    EXPECT_EQ(poll(&event, 1, 10000), 1);
     return m_connection.Serve([](const PolicyRequest& request, PolicyConnection& connection) {
       return connection.Send(request.Get("name"));
     });
   }
 
-  // Writes, and lets the connection take it.
+  // Writes `text` first.
   bool Serve(const std::string& text) {
     EXPECT_TRUE(m_client->Write(text));
     return Serve();
   }
 
  private:
-  // Waits until something has come.
-  void WaitForInput() const {
-    pollfd event{m_connection.GetDescriptor(), POLLIN, 0};
-    EXPECT_EQ(poll(&event, 1, 10000), 1);
-  }
-
   PolicyConnection m_connection;
   std::unique_ptr<PolicyClient> m_client;
 };
 
 }  // namespace
 
-TEST(PolicyConnectionTest, ItsDescriptorIsAboveThoseThatLookUpsCanUse) {
+TEST(PolicyConnectionTest, ItsDescriptorIsAboveThoseOfLookUps) {
   Pair pair;
   EXPECT_GE(pair.Connection().GetDescriptor(), FD_SETSIZE);
 }
 
-TEST(PolicyConnectionTest, ARequestMayComeInPiecesAndSeveralTogether) {
+TEST(PolicyConnectionTest, RequestsMayArriveInPiecesAndTogether) {
   Pair pair;
   for (const char* const piece :
        {"n", "ame=on", "e\n", "\nname=two\n\nname=three\n\nna", "me=four"}) {
@@ -84,17 +79,17 @@ TEST(PolicyConnectionTest, AMalformedRequestEndsIt) {
   EXPECT_EQ(pair.Client().ReadAction(), "one");
 }
 
-TEST(PolicyConnectionTest, ItsEndEndsIt) {
+TEST(PolicyConnectionTest, APeerThatClosesEndsIt) {
   Pair pair;
   pair.Leave();
   EXPECT_FALSE(pair.Serve());
 }
 
-TEST(PolicyConnectionTest, APeerThatNoLongerWaitsForAnAnswerEndsIt) {
+TEST(PolicyConnectionTest, APeerThatWritesNoMoreEndsIt) {
   Pair pair;
   EXPECT_TRUE(pair.Client().Write("name=one\n\n"));
   pair.Client().EndWriting();
-  EXPECT_FALSE(pair.Serve()) << "nobody waits for it";
+  EXPECT_FALSE(pair.Serve()) << "as nobody waits for the answer";
 }
 
 TEST(PolicyConnectionTest, APeerThatDoesNotReadEndsIt) {
@@ -107,12 +102,12 @@ TEST(PolicyConnectionTest, APeerThatDoesNotReadEndsIt) {
   EXPECT_LT(answers, 1000000);
 }
 
-TEST(PolicyConnectionTest, ItKnowsWhenItAnsweredLast) {
+TEST(PolicyConnectionTest, ItKnowsTheTimeOfItsLastAnswer) {
   Pair pair;
   const auto start = pair.Connection().GetLastAnswer();
   EXPECT_LE(start, PolicyConnection::Clock::now());
   EXPECT_TRUE(pair.Serve("name=one\n"));
-  EXPECT_EQ(pair.Connection().GetLastAnswer(), start) << "a part of a request is not one";
+  EXPECT_EQ(pair.Connection().GetLastAnswer(), start) << "after a part of a request";
   EXPECT_TRUE(pair.Serve("\n"));
   EXPECT_GT(pair.Connection().GetLastAnswer(), start);
 }

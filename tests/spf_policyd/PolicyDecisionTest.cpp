@@ -1,4 +1,4 @@
-// PolicyDecision: the action for a request, with the records of a scripted name server.
+// PolicyDecision: the action for a request.
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -18,10 +18,9 @@
 #include "programs/spf-policyd/PolicyDecision.h"
 #include "programs/spf-policyd/ServiceLog.h"
 #include "tests/spf_policyd/DecisionSettings.h"
-#include "tests/spf_policyd/PolicyClient.h"
+#include "tests/spf_policyd/ExampleMail.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ReplyBuilder.h"
-#include "tests/support/ScriptedNameServer.h"
 
 namespace {
 
@@ -29,13 +28,11 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Script = ScriptedNameServer::Script;
 
-constexpr char kGood[] = "192.0.2.7";
-constexpr char kBad[] = "198.51.100.7";
 constexpr char kRefusal[] =
     "550 5.7.23 198.51.100.7 may not send mail for example.org: the SPF record of example.org does "
     "not name this address";
 
-const ScriptedNameServer::Zone kZone = {
+const ScriptedNameServer::Zone kManyDomains = {
     {"TXT example.org", {"v=spf1 ip4:192.0.2.0/24 -all"}},
     {"TXT Example.ORG", {"v=spf1 ip4:192.0.2.0/24 -all"}},
     {"TXT EXAMPLE.NET", {"v=spf1 ip4:192.0.2.0/24 ~all"}},
@@ -52,13 +49,14 @@ class PolicyDecisionTest : public testing::Test {
   PolicyDecisionTest() {
     DoNotLog();
     dns_servers = "127.0.0.1";
-    Serve(
-        [](const Bytes& query) { return Datagrams{ScriptedNameServer::AnswerFrom(kZone, query)}; });
+    Serve([](const Bytes& query) {
+      return Datagrams{ScriptedNameServer::AnswerFrom(kManyDomains, query)};
+    });
   }
 
   ~PolicyDecisionTest() noexcept override {}  // locks throw
 
-  // Makes the name server follow `script` from now on.
+  // Replaces the name server by one that follows `script`.
   void Serve(const Script& script) {
     m_server.reset();
     m_server = std::make_unique<ScriptedNameServer>(script);
@@ -66,7 +64,7 @@ class PolicyDecisionTest : public testing::Test {
 
   std::size_t Questions() const { return m_server->Queries().size(); }
 
-  // Decides on a request as the server does. Returns what is answered.
+  // Decides on a request as the server does. Returns the answer.
   std::string Answer(const std::string& text, bool isDelivered = true) {
     const PolicyRequest request = ParseRequest(text);
     PolicyDecision decision(request, m_settings, m_places, m_memory, m_connection);
@@ -74,7 +72,7 @@ class PolicyDecisionTest : public testing::Test {
     return decision.GetAnswer();
   }
 
-  // Returns what is answered for a mail, and expects that it is a header without its beginning.
+  // Expects a header as the answer for a mail. Returns it without its beginning.
   std::string HeaderFor(const std::string& address, const std::string& sender) {
     const std::string begin = "PREPEND X-SPF-Check: mail.test; ";
     const std::string answer = Answer(Request(address, sender));
@@ -82,7 +80,7 @@ class PolicyDecisionTest : public testing::Test {
     return answer.substr(std::min(begin.size(), answer.size()));
   }
 
-  // Returns what the service logs while `action` runs, with "0 ms" for all times.
+  // Returns the lines that `action` logs, with "0 ms" for each time.
   template <typename Action>
   static std::string LogOf(const Action& action) {
     const std::string log = CaptureLog([&] {
@@ -101,11 +99,11 @@ class PolicyDecisionTest : public testing::Test {
   std::unique_ptr<ScriptedNameServer> m_server;
 };
 
-// Answers as kZone says after `count` other replies.
+// Answers from kManyDomains after `count` other replies.
 Script AfterOthers(std::size_t count, const Script& other) {
   return [count, other, asked = std::make_shared<std::size_t>(0)](const Bytes& query) {
     return ++*asked <= count ? other(query)
-                             : Datagrams{ScriptedNameServer::AnswerFrom(kZone, query)};
+                             : Datagrams{ScriptedNameServer::AnswerFrom(kManyDomains, query)};
   };
 }
 
@@ -119,7 +117,7 @@ Datagrams Truncation(const Bytes& query) {
 
 }  // namespace
 
-TEST_F(PolicyDecisionTest, EachMailOfAnOutsideClientGetsAHeaderWithTheVerdict) {
+TEST_F(PolicyDecisionTest, EachMailFromOutsideGetsAHeaderWithTheVerdict) {
   const struct {
     const char* address;
     const char* sender;
@@ -166,14 +164,14 @@ TEST_F(PolicyDecisionTest, ABounceIsCheckedForTheNameInHelo) {
 }
 
 TEST_F(PolicyDecisionTest, ForgedMailOfANamedDomainIsRefused) {
-  EXPECT_TRUE(Answer(Request(kBad, "a@example.org")).starts_with("PREPEND "));
+  EXPECT_TRUE(Answer(Forged()).starts_with("PREPEND "));
   m_settings = MakeSettings("example.net,.example.org");
-  EXPECT_EQ(Answer(Request(kBad, "a@example.org")), kRefusal);
+  EXPECT_EQ(Answer(Forged()), kRefusal);
   EXPECT_EQ(Answer(Request(kBad, "a@a.example.org")),
             "550 5.7.23 198.51.100.7 may not send mail for a.example.org: the SPF record of "
             "a.example.org does not name this address");
   EXPECT_TRUE(Answer(Request(kBad, "a@EXAMPLE.NET")).starts_with("550 5.7.23 "));
-  EXPECT_TRUE(Answer(Request(kGood, "a@example.org")).starts_with("PREPEND "));
+  EXPECT_TRUE(Answer(Mail()).starts_with("PREPEND "));
 }
 
 TEST_F(PolicyDecisionTest, NoOtherVerdictRefusesMailOfANamedDomain) {
@@ -185,19 +183,19 @@ TEST_F(PolicyDecisionTest, NoOtherVerdictRefusesMailOfANamedDomain) {
   EXPECT_TRUE(Answer(Request("2001:db8::1", "a@example.org")).starts_with("PREPEND "));
   for (const Script& fault : {Script(ServerFailure), Script(Truncation)}) {
     Serve(fault);
-    EXPECT_TRUE(Answer(Request(kBad, "a@example.org")).starts_with("PREPEND "));
+    EXPECT_TRUE(Answer(Forged()).starts_with("PREPEND "));
   }
 }
 
-TEST_F(PolicyDecisionTest, WhereThereIsNothingToDecideNothingIsLookedUp) {
-  const std::string mail = Request(kBad, "a@example.org");
+TEST_F(PolicyDecisionTest, OtherRequestsAndSkippedClientsCostNoLookUp) {
+  const std::string mail = Forged();
   const std::string rows[] = {
       Request("127.0.0.1", "a@example.org"),
       std::regex_replace(mail, std::regex("RCPT"), "DATA"),
       std::regex_replace(mail, std::regex("RCPT"), "END-OF-MESSAGE"),
       std::regex_replace(mail, std::regex("RCPT"), ""),
       std::regex_replace(mail, std::regex("smtpd_access_policy"), "other"),
-      "name=value\n\n",
+      kUnchecked,
   };
   m_settings = MakeSettings("example.org");
   for (const std::string& row : rows) {
@@ -207,46 +205,45 @@ TEST_F(PolicyDecisionTest, WhereThereIsNothingToDecideNothingIsLookedUp) {
 }
 
 TEST_F(PolicyDecisionTest, AMessageHasItsHeaderOnce) {
-  const std::string answer = Answer(Request(kGood, "a@example.org", "first", "1"));
+  const std::string answer = Answer(Mail("first", "1"));
   EXPECT_TRUE(answer.starts_with("PREPEND "));
-  EXPECT_EQ(Answer(Request(kGood, "a@example.org", "second", "1")), "DUNNO");
-  EXPECT_EQ(Answer(Request(kGood, "a@example.org", "third", "1")), "DUNNO");
+  EXPECT_EQ(Answer(Mail("second", "1")), "DUNNO");
+  EXPECT_EQ(Answer(Mail("third", "1")), "DUNNO");
   EXPECT_EQ(Questions(), 1U);
-  EXPECT_EQ(Answer(Request(kGood, "a@example.org", "first", "1")), answer)
-      << "a request that is made again";
+  EXPECT_EQ(Answer(Mail("first", "1")), answer) << "a repeated request";
   EXPECT_EQ(Questions(), 1U);
 }
 
 TEST_F(PolicyDecisionTest, ForgedMailIsRefusedForEachRecipient) {
   m_settings = MakeSettings("example.org");
   for (const char* const recipient : {"first", "second", "third", "first"}) {
-    EXPECT_EQ(Answer(Request(kBad, "a@example.org", recipient, "1")), kRefusal);
+    EXPECT_EQ(Answer(Forged(recipient, "1")), kRefusal);
   }
   EXPECT_EQ(Questions(), 1U);
 }
 
-TEST_F(PolicyDecisionTest, OnlyTheSameMessageCountsAsAnswered) {
+TEST_F(PolicyDecisionTest, OnlyTheSameMessageIsAnsweredFromMemory) {
   m_settings = MakeSettings("example.org");
-  EXPECT_TRUE(Answer(Request(kGood, "a@example.org", "first", "1")).starts_with("PREPEND "));
-  EXPECT_EQ(Answer(Request(kBad, "a@example.org", "second", "1")), kRefusal);
+  EXPECT_TRUE(Answer(Mail("first", "1")).starts_with("PREPEND "));
+  EXPECT_EQ(Answer(Forged("second", "1")), kRefusal);
   EXPECT_TRUE(Answer(Request(kGood, "b@example.org", "second", "1")).starts_with("PREPEND "));
-  EXPECT_TRUE(Answer(Request(kGood, "a@example.org", "second", "2")).starts_with("PREPEND "));
-  EXPECT_TRUE(Answer(std::regex_replace(Request(kGood, "a@example.org", "second", "1"),
-                                        std::regex("helo_name=client"), "helo_name=other"))
+  EXPECT_TRUE(Answer(Mail("second", "2")).starts_with("PREPEND "));
+  EXPECT_TRUE(Answer(std::regex_replace(Mail("second", "1"), std::regex("helo_name=client"),
+                                        "helo_name=other"))
                   .starts_with("PREPEND "));
 }
 
-TEST_F(PolicyDecisionTest, AMessageWithoutAUsableNameIsDecidedForEachRecipient) {
+TEST_F(PolicyDecisionTest, AMessageWithoutAUsableNameIsCheckedForEachRecipient) {
   for (const std::string& name : {std::string(), std::string(101, 'x')}) {
-    EXPECT_TRUE(Answer(Request(kGood, "a@example.org", "first", name)).starts_with("PREPEND "));
-    EXPECT_TRUE(Answer(Request(kGood, "a@example.org", "second", name)).starts_with("PREPEND "));
+    EXPECT_TRUE(Answer(Mail("first", name)).starts_with("PREPEND "));
+    EXPECT_TRUE(Answer(Mail("second", name)).starts_with("PREPEND "));
   }
 }
 
 TEST_F(PolicyDecisionTest, AnAnswerThatWasNotDeliveredIsForgotten) {
-  const std::string request = Request(kGood, "a@example.org", "first", "1");
+  const std::string request = Mail("first", "1");
   EXPECT_TRUE(Answer(request, false).starts_with("PREPEND "));
-  EXPECT_TRUE(Answer(Request(kGood, "a@example.org", "second", "1")).starts_with("PREPEND "));
+  EXPECT_TRUE(Answer(Mail("second", "1")).starts_with("PREPEND "));
   EXPECT_EQ(Answer(request), "DUNNO");
 }
 
@@ -254,38 +251,38 @@ TEST_F(PolicyDecisionTest, OnTrialItAnswersDunnoAndLogsWhatItWouldDo) {
   m_settings = MakeSettings("example.org");
   m_settings.isTrial = true;
   EXPECT_EQ(LogOf([&] {
-              EXPECT_EQ(Answer(Request(kBad, "a@example.org", "first", "1")), "DUNNO");
-              EXPECT_EQ(Answer(Request(kGood, "a@example.org", "first", "2")), "DUNNO");
+              EXPECT_EQ(Answer(Forged("first", "1")), "DUNNO");
+              EXPECT_EQ(Answer(Mail("first", "2")), "DUNNO");
             }),
             "Warning: trial REFUSE, failed, client=198.51.100.7, domain=example.org, 0 ms, "
             "1 look-ups, no term of example.org matches\n"
             "Info: trial PREPEND, passed, client=192.0.2.7, domain=example.org, 0 ms, 1 look-ups, "
             "ip4:192.0.2.0/24 of example.org matches\n");
   m_settings.isTrial = false;
-  EXPECT_TRUE(Answer(Request(kGood, "a@example.org", "second", "2")).starts_with("PREPEND "))
+  EXPECT_TRUE(Answer(Mail("second", "2")).starts_with("PREPEND "))
       << "the message has no header yet";
 }
 
 TEST_F(PolicyDecisionTest, ADomainThatIsNoLongerNamedIsNotRefusedFromMemory) {
   m_settings = MakeSettings("example.org");
-  EXPECT_EQ(Answer(Request(kBad, "a@example.org", "first", "1")), kRefusal);
+  EXPECT_EQ(Answer(Forged("first", "1")), kRefusal);
   m_settings = MakeSettings();
-  EXPECT_TRUE(Answer(Request(kBad, "a@example.org", "second", "1")).starts_with("PREPEND "));
+  EXPECT_TRUE(Answer(Forged("second", "1")).starts_with("PREPEND "));
 }
 
-TEST_F(PolicyDecisionTest, ANamedDomainsCheckIsMadeAgainWhereAnAnswerIsMissing) {
+TEST_F(PolicyDecisionTest, TheCheckOfANamedDomainIsRepeatedIfAnAnswerIsMissing) {
   m_settings = MakeSettings("example.org");
   m_settings.timeLimit = 3200ms;
   for (const Script& fault : {Script(ServerFailure), Script(Truncation), Script(Silence)}) {
     Serve(AfterOthers(2, fault));
     const Clock::time_point start = Clock::now();
-    EXPECT_EQ(Answer(Request(kBad, "a@example.org")), kRefusal);
+    EXPECT_EQ(Answer(Forged()), kRefusal);
     EXPECT_EQ(Questions(), 3U);
     EXPECT_LT(Clock::now() - start, 2s);
   }
 }
 
-TEST_F(PolicyDecisionTest, OtherDomainsAreAskedForOnce) {
+TEST_F(PolicyDecisionTest, TheCheckOfAnotherDomainIsNotRepeated) {
   Serve(AfterOthers(1, ServerFailure));
   EXPECT_EQ(HeaderFor(kBad, "a@example.org"),
             "no verdict; client=198.51.100.7; domain=example.org; error code 2 for TXT "
@@ -293,10 +290,10 @@ TEST_F(PolicyDecisionTest, OtherDomainsAreAskedForOnce) {
   EXPECT_EQ(Questions(), 1U);
 }
 
-TEST_F(PolicyDecisionTest, ACheckIsMadeAgainAFewTimesOnlyAndEndsInTime) {
+TEST_F(PolicyDecisionTest, ACheckIsRepeatedAFewTimesOnlyAndEndsInTime) {
   m_settings = MakeSettings("example.org");
   Serve(ServerFailure);
-  EXPECT_TRUE(Answer(Request(kBad, "a@example.org")).starts_with("PREPEND "));
+  EXPECT_TRUE(Answer(Forged()).starts_with("PREPEND "));
   EXPECT_EQ(Questions(), static_cast<std::size_t>(PolicyDecision::kMostTries));
   Serve(Silence);
   m_settings.timeLimit = 1s;
@@ -309,15 +306,15 @@ TEST_F(PolicyDecisionTest, ACheckIsMadeAgainAFewTimesOnlyAndEndsInTime) {
   EXPECT_LE(Questions(), static_cast<std::size_t>(PolicyDecision::kMostTries));
 }
 
-TEST_F(PolicyDecisionTest, AVerdictIsNotAskedForAgain) {
+TEST_F(PolicyDecisionTest, ACheckWithAVerdictIsNotRepeated) {
   m_settings = MakeSettings("example.org,mx.test");
-  Answer(Request(kBad, "a@example.org"));
-  Answer(Request(kGood, "a@example.org"));
+  Answer(Forged());
+  Answer(Mail());
   Answer(Request(kBad, "a@mx.test"));
   EXPECT_EQ(Questions(), 3U);
 }
 
-TEST_F(PolicyDecisionTest, AHostileRecordDoesNotCostMoreThanIsAllowed) {
+TEST_F(PolicyDecisionTest, AHostileRecordCostsNoMoreLookUpsThanAllowed) {
   std::atomic<int> record{0};
   Serve([&record](const Bytes& query) {
     std::string text = "v=spf1";
@@ -333,7 +330,7 @@ TEST_F(PolicyDecisionTest, AHostileRecordDoesNotCostMoreThanIsAllowed) {
   EXPECT_EQ(Questions(), 15U);
 }
 
-TEST_F(PolicyDecisionTest, WithoutAPlaceAMailIsNotChecked) {
+TEST_F(PolicyDecisionTest, AMailWithoutAPlaceIsNotChecked) {
   m_settings = MakeSettings("example.net");
   std::vector<std::optional<Places::Place>> held;
   for (int i = 0; i < 60; ++i) {
@@ -356,7 +353,7 @@ TEST_F(PolicyDecisionTest, ACheckEndsWhenNobodyWaitsForIt) {
   m_settings = MakeSettings("example.org");
   Serve(Silence);
   const Clock::time_point start = Clock::now();
-  EXPECT_EQ(LogOf([&] { Answer(Request(kBad, "a@example.org"), false); }),
+  EXPECT_EQ(LogOf([&] { Answer(Forged(), false); }),
             "Info: PREPEND, no verdict, client=198.51.100.7, domain=example.org, 0 ms, 1 look-ups, "
             "nobody waits for the verdict, not delivered\n");
   EXPECT_LT(Clock::now() - start, 4s);
@@ -366,13 +363,13 @@ TEST_F(PolicyDecisionTest, ACheckEndsWhenNobodyWaitsForIt) {
 TEST_F(PolicyDecisionTest, EachDecisionIsOneLineOfTheLog) {
   m_settings = MakeSettings("example.org");
   EXPECT_EQ(LogOf([&] {
-              Answer(Request(kBad, "a@example.org", "first", "1"));
-              Answer(Request(kBad, "a@example.org", "second", "1"));
-              Answer(Request(kGood, "a@example.org", "first", "2"));
-              Answer(Request(kGood, "a@example.org", "second", "2"));
+              Answer(Forged("first", "1"));
+              Answer(Forged("second", "1"));
+              Answer(Mail("first", "2"));
+              Answer(Mail("second", "2"));
               Answer(Request("2001:db8::1", "a@example.org"));
               Answer(Request("127.0.0.1", "a@example.org"));
-              Answer("name=value\n\n");
+              Answer(kUnchecked);
             }),
             "Warning: REFUSE, failed, client=198.51.100.7, domain=example.org, 0 ms, 1 look-ups, "
             "no term of example.org matches\n"
@@ -390,7 +387,7 @@ TEST_F(PolicyDecisionTest, EachDecisionIsOneLineOfTheLog) {
             "state\n");
 }
 
-TEST_F(PolicyDecisionTest, StrangersTextsAddNothingToAnswerAndLog) {
+TEST_F(PolicyDecisionTest, TextsOfStrangersAddNoLinesToAnswerAndLog) {
   Serve([](const Bytes& query) {
     return Datagrams{ReplyBuilder(query)
                          .TXT({"v=spf1 \nX-Forged:1\r\naction=OK\x1b " + std::string(200, '\x7f')})

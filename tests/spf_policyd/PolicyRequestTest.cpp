@@ -1,15 +1,17 @@
-// PolicyRequest: a request as it is taken, what is wrong with one, and how long it may be.
+// PolicyRequest: its values, its faults and its limits.
 
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "framework/core/Exceptions.h"
 #include "programs/spf-policyd/PolicyRequest.h"
+#include "tests/support/FailureText.h"
 
 namespace {
 
-// Takes all of text; whether its last byte, and no other, completed the request.
+// Takes all of `text`. Returns whether its last byte, and no other, completed the request.
 bool TakeAll(PolicyRequest& request, const std::string& text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (request.Take(text[i])) {
@@ -19,16 +21,11 @@ bool TakeAll(PolicyRequest& request, const std::string& text) {
   return false;
 }
 
-// What is wrong with text, found at its last byte; nothing when it is taken.
+// Returns the fault that is found at the last byte of `text`.
 std::string FaultOf(const std::string& text) {
   PolicyRequest request;
   EXPECT_FALSE(TakeAll(request, text.substr(0, text.size() - 1)));
-  try {
-    request.Take(text.back());
-    return "nothing";
-  } catch (const StdException& e) {
-    return e.what();
-  }
+  return FailureText<StdException>([&] { request.Take(text.back()); });
 }
 
 std::string Attributes(int count) {
@@ -39,7 +36,7 @@ std::string Attributes(int count) {
   return text;
 }
 
-// Lines of one attribute that have size bytes together, line feeds included.
+// Returns `size` bytes of lines of one attribute.
 std::string LinesOf(std::size_t size) {
   std::string text;
   while (size > 0) {
@@ -53,10 +50,8 @@ std::string LinesOf(std::size_t size) {
 }  // namespace
 
 TEST(PolicyRequestTest, ValuesAreReadAsTheyAre) {
-  const struct {
-    const char* text;
-    const char* value;  // of the attribute "name"
-  } rows[] = {
+  const std::pair<const char*, const char*> rows[] = {
+      // with the value of "name"
       {"name=value\n\n", "value"},
       {"other=1\nname=value\nthird=3\n\n", "value"},
       {"name=\n\n", ""},
@@ -69,32 +64,29 @@ TEST(PolicyRequestTest, ValuesAreReadAsTheyAre) {
       {"=name\n\n", ""},
       {"name=%s%n\\\"\n\n", "%s%n\\\""},
   };
-  for (const auto& row : rows) {
+  for (const auto& [text, value] : rows) {
     PolicyRequest request;
-    EXPECT_TRUE(TakeAll(request, row.text)) << row.text;
-    EXPECT_EQ(request.Get("name"), row.value) << row.text;
+    EXPECT_TRUE(TakeAll(request, text)) << text;
+    EXPECT_EQ(request.Get("name"), value) << text;
   }
 }
 
-TEST(PolicyRequestTest, WhatIsNotPrintableBecomesAQuestionMark) {
-  const struct {
-    std::string text;
-    const char* value;
-  } rows[] = {
+TEST(PolicyRequestTest, AByteThatIsNotPrintableBecomesAQuestionMark) {
+  const std::pair<std::string, const char*> rows[] = {
       {std::string("name=a\0b\n\n", 10), "a?b"},
       {"name=a\rb\r\n\n", "a?b?"},
       {"name=\t\x1b[2J\x7f\n\n", "??[2J?"},
       {"name=\xc3\xa4\xff\n\n", "???"},
       {"name= ~\n\n", " ~"},
   };
-  for (const auto& row : rows) {
+  for (const auto& [text, value] : rows) {
     PolicyRequest request;
-    EXPECT_TRUE(TakeAll(request, row.text)) << row.value;
-    EXPECT_EQ(request.Get("name"), row.value);
+    EXPECT_TRUE(TakeAll(request, text)) << value;
+    EXPECT_EQ(request.Get("name"), value);
   }
 }
 
-TEST(PolicyRequestTest, AMalformedRequestIsFoundAsSoonAsItIsSeen) {
+TEST(PolicyRequestTest, AFaultIsReportedAtOnce) {
   const struct {
     const char* name;
     std::string text;
@@ -115,18 +107,15 @@ TEST(PolicyRequestTest, AMalformedRequestIsFoundAsSoonAsItIsSeen) {
   }
 }
 
-TEST(PolicyRequestTest, WhatIsJustShortEnoughIsTaken) {
-  const struct {
-    const char* name;
-    std::string text;
-  } rows[] = {
+TEST(PolicyRequestTest, RequestsAtTheLimitsAreTaken) {
+  const std::pair<const char*, std::string> rows[] = {
       {"a line of 2048 bytes", "name=" + std::string(2043, 'x') + "\n\n"},
       {"65536 bytes", LinesOf(65535) + "\n"},
       {"100 attributes", Attributes(100) + "\n"},
       {"one attribute 101 times", Attributes(100) + "name100=again\n\n"},
   };
-  for (const auto& row : rows) {
+  for (const auto& [name, text] : rows) {
     PolicyRequest request;
-    EXPECT_TRUE(TakeAll(request, row.text)) << row.name;
+    EXPECT_TRUE(TakeAll(request, text)) << name;
   }
 }

@@ -1,4 +1,4 @@
-// main() of the tests with a real Postfix: it gives up the rights of root for those of its users.
+// The main() of tests with a real Postfix, which needs root to become its own users.
 
 #include <gtest/gtest.h>
 

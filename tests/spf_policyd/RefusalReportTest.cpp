@@ -1,4 +1,4 @@
-// What is told of the domains whose mail is refused, before it is.
+// RefusalReport: the terms that a check does not evaluate.
 
 #include <gtest/gtest.h>
 
@@ -29,7 +29,7 @@ class RefusalReportTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(RefusalReportTest, ARecordThatIsEvaluatedInFullIsToldSo) {
+TEST_F(RefusalReportTest, ARecordMayBeEvaluatedInFull) {
   EXPECT_EQ(
       Describe({{"TXT example.org", {"v=spf1 ip4:192.0.2.0/24 a a:x.test +a:y.test/28 -all"}}}),
       "example.org: all terms are evaluated\n");
@@ -37,7 +37,7 @@ TEST_F(RefusalReportTest, ARecordThatIsEvaluatedInFullIsToldSo) {
             "example.org: all terms are evaluated\n");
 }
 
-TEST_F(RefusalReportTest, TheTermsThatAreNotEvaluatedAreNamed) {
+TEST_F(RefusalReportTest, TermsThatAreNotEvaluatedAreNamed) {
   EXPECT_EQ(Describe({{"TXT example.org",
                        {"v=spf1 ip4:192.0.2.0/24 mx ptr exists:%{i}.x.test ?ip4:192.0.2.7 A "
                         "-include:x.test include:%{d}.test junk +all"}}}),
@@ -45,7 +45,7 @@ TEST_F(RefusalReportTest, TheTermsThatAreNotEvaluatedAreNamed) {
             "-include:x.test include:%{d}.test junk +all\n");
 }
 
-TEST_F(RefusalReportTest, RecordsThatAreIncludedAreReadToo) {
+TEST_F(RefusalReportTest, IncludedRecordsAreReadToo) {
   EXPECT_EQ(Describe({{"TXT example.org", {"v=spf1 include:a.test include:b.test redirect=c.test"}},
                       {"TXT a.test", {"v=spf1 include:b.test include:example.org mx -all"}},
                       {"TXT b.test", {"v=spf1 ptr"}}}),
@@ -55,7 +55,7 @@ TEST_F(RefusalReportTest, RecordsThatAreIncludedAreReadToo) {
             "c.test: no record\n");
 }
 
-TEST_F(RefusalReportTest, ARecordThatCannotBeReadIsToldSo) {
+TEST_F(RefusalReportTest, ARecordThatCannotBeReadIsReported) {
   const ScriptedNameServer server(
       [](const Bytes& query) { return Datagrams{ReplyBuilder(query).SetFlags(0x8182).Build()}; });
   EXPECT_EQ(DescribeRecord("example.org"), "example.org: the record cannot be read\n");

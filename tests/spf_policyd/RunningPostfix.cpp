@@ -1,15 +1,12 @@
 #include "tests/spf_policyd/RunningPostfix.h"
 
 #include <arpa/inet.h>
-#include <grp.h>
 #include <net/if.h>
-#include <pwd.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -37,7 +34,7 @@ sockaddr_in AddressOf(const std::string& host, unsigned short port) {
 void AddAddress(const std::string& host) {
   const int descriptor = socket(AF_INET, SOCK_DGRAM, 0);
   ifreq request{};
-  // Each has an interface name of its own.
+  // An alias of the interface, with its own name.
   std::snprintf(request.ifr_name, sizeof(request.ifr_name), "lo:%u",
                 ntohl(inet_addr(host.c_str())) % 10007);
   const sockaddr_in address = AddressOf(host, 0);
@@ -65,7 +62,7 @@ class Dialogue {
   Dialogue(const Dialogue&) = delete;
   Dialogue& operator=(const Dialogue&) = delete;
 
-  // Says a line, unless something was refused before.
+  // Sends a line, unless something was refused before.
   void Say(const std::string& line) {
     if (IsGood()) {
       const std::string text = line + "\r\n";

@@ -1,5 +1,5 @@
-// A real Postfix in directories of its own, which asks the service at 127.0.0.1 about the mail that
-// it takes for mail.test, and delivers that to files. Its own network is 127.0.0.0/8.
+// A real Postfix in directories of its own, with the network 127.0.0.0/8. It asks the service at
+// 127.0.0.1 about mail for mail.test, which it delivers to files.
 
 #pragma once
 
@@ -19,13 +19,13 @@ class RunningPostfix {
   RunningPostfix(const RunningPostfix&) = delete;
   RunningPostfix& operator=(const RunningPostfix&) = delete;
 
-  // Returns where it is unpacked; empty for the installed one.
+  // Returns the directory where it is unpacked; empty for the installed one.
   static std::string Directory();
 
-  // Returns the mails that came for a user of mail.test so far, each with its header.
+  // Returns the mails for a user of mail.test so far, with their headers.
   std::vector<std::string> MailsOf(const std::string& user) const;
 
-  // Waits, at most 10 s, until so many came.
+  // Waits for `count` mails, at most 30 s, and returns them.
   std::vector<std::string> MailsOf(const std::string& user, std::size_t count) const;
 
   std::string Log() const { return m_directory.Read("maillog"); }
@@ -39,8 +39,7 @@ class RunningPostfix {
   std::unique_ptr<ChildProcess> m_master;
 };
 
-// Sends a mail as the host with `client`, an address that this makes one of this machine's, up to
-// the first reply that refuses something. Returns that or the last reply. `header`: lines with
-// their ends.
+// Sends a mail from `client`, which becomes an address of this machine, until a reply refuses
+// something. Returns the last reply. `header`: lines with their line ends.
 std::string SendMail(const std::string& client, const std::string& sender,
                      const std::vector<std::string>& recipients, const std::string& header = "");

@@ -17,11 +17,10 @@ class ServiceFiles {
  public:
   explicit ServiceFiles(const std::string& settings);
 
-  // Makes `settings`, lines "key=value", the configuration, with where the log is before them.
+  // Writes the configuration: where the log is, then `settings`, lines "key=value".
   void Configure(const std::string& settings) const;
 
-  // Returns the lines of the log as they are now, without date and time and with "0 ms" for each
-  // time.
+  // Returns the lines of the log so far, without date and time, and with "0 ms" for each time.
   std::vector<std::string> Log() const;
 
   // Returns how many lines of the log contain `text`.
@@ -39,17 +38,17 @@ ChildResult RunService(const std::vector<std::string>& arguments);
 
 class RunningService {
  public:
-  // Starts it with such settings and waits until it is ready.
+  // Starts it with `settings` and waits until it is ready.
   explicit RunningService(const std::string& settings = "trial=0\n");
 
-  // The same by a command of sh, in which "$0" is the program.
+  // The same, by `command` of sh, in which "$0" is the program.
   RunningService(const std::string& settings, const std::string& command);
 
   const ServiceFiles& Files() const { return m_files; }
   pid_t GetId() const { return m_child->GetId(); }
   void Signal(int signal) const { m_child->Signal(signal); }
 
-  // Configures it anew, and waits until it has read that, or has refused to.
+  // Changes its settings, and waits until it has read or refused them.
   void Reload(const std::string& settings) const;
 
   // Returns the number in a line of /proc/PID/status, such as "VmRSS", kilobytes, or "Threads".
@@ -58,7 +57,7 @@ class RunningService {
   // Waits for its end.
   ChildResult Wait() { return m_child->Wait(); }
 
-  // Ends it by SIGTERM, and expects that it has nothing to say on standard output and error.
+  // Ends it by SIGTERM, and expects that it printed nothing.
   void ExpectGoodEnd();
 
  private:

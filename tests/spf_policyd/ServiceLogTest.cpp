@@ -36,7 +36,7 @@ class ServiceLogTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(ServiceLogTest, LinesOfTheLevelAndAboveAreWrittenWithTheirLevel) {
+TEST_F(ServiceLogTest, LinesOfTheLevelAndAboveAreWritten) {
   LogFrom(fwk::Warning);
   ServiceLog::Write(fwk::Info, "left out");
   ServiceLog::Write(fwk::Warning, "one");
@@ -62,7 +62,7 @@ TEST_F(ServiceLogTest, ALongLineIsCut) {
   EXPECT_EQ(Log(), "Info: " + std::string(2000, 'x') + "...\n");
 }
 
-TEST_F(ServiceLogTest, TheFrameworksLinesAreKeptOut) {
+TEST_F(ServiceLogTest, LinesOfTheFrameworkAreNotWritten) {
   LogFrom(0);
   for (const int level : {fwk::DebugThread, fwk::Debug, fwk::Info, fwk::Warning, fwk::Error}) {
     fwk::Logger::Log(level, "text");
@@ -83,7 +83,7 @@ TEST_F(ServiceLogTest, AnUnwritableLogIsAFault) {
   EXPECT_EQ(ServiceLog::FindFault(m_settings), "");
 }
 
-TEST_F(ServiceLogTest, AtTheEndAllLinesAreWritten) {
+TEST_F(ServiceLogTest, AllLinesAreWrittenByTheEnd) {
   std::string expected;
   for (int i = 0; i < 500; ++i) {
     expected += "Info: " + std::to_string(i) + "\n";
@@ -99,7 +99,7 @@ TEST_F(ServiceLogTest, AtTheEndAllLinesAreWritten) {
   EXPECT_EQ(Log(), expected);
 }
 
-TEST_F(ServiceLogTest, WhileTheLogIsStuckFewLinesWaitForIt) {
+TEST_F(ServiceLogTest, OnlyFewLinesWaitForAStuckLog) {
   InOwnProcess([this] {
     LogFrom(fwk::Info);
     fwk::Logger::StartAsync();

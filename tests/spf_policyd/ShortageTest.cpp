@@ -1,4 +1,4 @@
-// The built program where descriptors or threads run short.
+// The built program when descriptors or threads run short.
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -9,21 +9,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/spf_policyd/PolicyClient.h"
+#include "tests/spf_policyd/ExampleMail.h"
 #include "tests/spf_policyd/RunningService.h"
-#include "tests/support/ScriptedNameServer.h"
 #include "tests/support/Waiting.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-const ScriptedNameServer::Zone kZone = {{"TXT example.org", {"v=spf1 ip4:192.0.2.0/24 -all"}}};
-const ScriptedNameServer::Script kSilence = [](const Bytes&) { return Datagrams(); };
-
-std::string Mail() {
-  return Request("192.0.2.7", "a@example.org");
-}
 
 bool IsPassed(const std::string& action) {
   return action.starts_with("PREPEND X-SPF-Check: mail.test; passed; ");
@@ -39,7 +31,7 @@ void Limit(pid_t process, __rlimit_resource resource, rlim_t value) {
 
 }  // namespace
 
-TEST(ShortageTest, WithFewDescriptorsThereAreFewConnectionsAndAllAreServed) {
+TEST(ShortageTest, WithFewDescriptorsFewerConnectionsAreAllowedAndServed) {
   const ScriptedNameServer names(kZone);
   RunningService service("trial=0\n", "ulimit -n 104; exec \"$0\"");
   EXPECT_EQ(service.Files().Count("Warning: only 20 connections, as the system allows too few "
@@ -56,21 +48,18 @@ TEST(ShortageTest, WithFewDescriptorsThereAreFewConnectionsAndAllAreServed) {
   service.ExpectGoodEnd();
 }
 
-TEST(ShortageTest, ChecksFindDescriptorsHoweverManyConnectionsThereAre) {
-  const ScriptedNameServer silent(kSilence);
+TEST(ShortageTest, ConnectionsLeaveDescriptorsForChecks) {
+  const ScriptedNameServer silent(Silence);
   RunningService service("trial=0\ntime_limit=1\n", "ulimit -n 104; exec \"$0\"");
   const PolicyClients clients = MakeClients(20);
-  for (std::size_t i = 0; i < clients.size(); ++i) {
-    const std::string name = std::to_string(i);
-    clients[i]->Write(Request("192.0.2." + name, "a@" + name + ".test"));
-  }
+  AskOnAll(clients);
   for (const auto& client : clients) {
     EXPECT_TRUE(client->ReadAction().ends_with("time limit reached"));
   }
   service.ExpectGoodEnd();
 }
 
-TEST(ShortageTest, WhereDescriptorsRunOutTheIdlestConnectionGivesWay) {
+TEST(ShortageTest, WhenDescriptorsRunOutTheIdlestConnectionIsClosed) {
   const ScriptedNameServer names(kZone);
   RunningService service("trial=0\n");
   const PolicyClients clients = MakeClients(30);
@@ -94,34 +83,31 @@ TEST(ShortageTest, WithoutADescriptorForALookUpThereIsNoVerdict) {
   PolicyClient client;
   EXPECT_TRUE(IsPassed(client.Ask(Mail())));
   Limit(service.GetId(), RLIMIT_NOFILE, 3);
-  EXPECT_TRUE(client.Ask(Request("198.51.100.7", "a@example.org"))
-                  .starts_with("PREPEND X-SPF-Check: mail.test; no verdict; client=198.51.100.7; "
-                               "domain=example.org; no socket for a look-up: "));
+  EXPECT_TRUE(client.Ask(Forged()).starts_with(
+      "PREPEND X-SPF-Check: mail.test; no verdict; client=198.51.100.7; "
+      "domain=example.org; no socket for a look-up: "));
   Limit(service.GetId(), RLIMIT_NOFILE, 4096);
-  EXPECT_TRUE(client.Ask(Request("198.51.100.7", "a@example.org")).starts_with("550 "));
+  EXPECT_TRUE(client.Ask(Forged()).starts_with("550 "));
   service.ExpectGoodEnd();
 }
 
-TEST(ShortageTest, WhereThreadsRunOutTheOthersGoOn) {
-  const ScriptedNameServer silent(kSilence);
+TEST(ShortageTest, WhenThreadsRunOutTheExistingOnesContinue) {
+  const ScriptedNameServer silent(Silence);
   RunningService service("trial=0\ntime_limit=1\n");
   const PolicyClients clients = MakeClients(20);
   for (const auto& client : clients) {
-    EXPECT_EQ(client->Ask("name=value\n\n"), "DUNNO");
+    EXPECT_EQ(client->Ask(kUnchecked), "DUNNO");
   }
   const auto space = static_cast<rlim_t>(service.Status("VmSize")) * 1024;
   Limit(service.GetId(), RLIMIT_AS, space + (20 << 20));  // two stacks
-  for (std::size_t i = 0; i < clients.size(); ++i) {
-    const std::string name = std::to_string(i);
-    clients[i]->Write(Request("192.0.2." + name, "a@" + name + ".test"));
-  }
+  AskOnAll(clients);
   const auto start = std::chrono::steady_clock::now();
   for (const auto& client : clients) {
     EXPECT_TRUE(client->ReadAction().starts_with("PREPEND "));
   }
   EXPECT_LT(std::chrono::steady_clock::now() - start, 15s);
   EXPECT_TRUE(ComesTrue([&] { return service.Files().Count("Warning: no further thread: ") > 0; }));
-  EXPECT_LT(service.Files().Count("no further thread"), 20U) << "it is told once a second";
+  EXPECT_LT(service.Files().Count("no further thread"), 20U) << "it is logged once a second";
   Limit(service.GetId(), RLIMIT_AS, RLIM_INFINITY);
   EXPECT_TRUE(PolicyClient().Ask(Request("::1", "")).starts_with("PREPEND "));
   service.ExpectGoodEnd();
