@@ -2,7 +2,6 @@
 
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/ReplyBuilder.h"
-#include "tests/support/Waiting.h"
 
 namespace {
 
@@ -51,10 +50,6 @@ Datagrams BulkServer::Answer(const Bytes& query) {
     reply.SetFlags(kTruncated);
   }
   return {reply.Build()};
-}
-
-void WaitForQuestion(const BulkServer& server, const std::string& domain) {
-  ComesTrue([&] { return server.CountQuestions(domain) > 0; });
 }
 
 std::string NameOf(const Bytes& query) {

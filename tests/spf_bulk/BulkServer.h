@@ -1,5 +1,5 @@
-// The name server of the tests of spf-bulk, on 127.0.0.1. What it answers about a domain follows
-// from the domain's first label:
+// The name server of the tests of spf-bulk, on 127.0.0.1. The first label of a domain decides how
+// it answers:
 //
 //   pass...     a record that 192.0.2.0/24 passes
 //   fail...     a record that no address passes
@@ -27,10 +27,10 @@ class BulkServer {
 
   BulkServer();
 
-  // Returns when a question came, one after another.
+  // Returns when each question came.
   std::vector<Clock::time_point> GetTimes() const;
 
-  // Returns how many questions came about a domain.
+  // Returns how many questions about `domain` came.
   std::size_t CountQuestions(const std::string& domain) const;
 
  private:
@@ -42,8 +42,5 @@ class BulkServer {
   ScriptedNameServer m_server;  // last: its thread uses the others
 };
 
-// Waits until the server was asked about a domain, at most 10 s.
-void WaitForQuestion(const BulkServer& server, const std::string& domain);
-
-// Returns the name that a query asks about.
+// Returns the name in the question of `query`.
 std::string NameOf(const Bytes& query);

@@ -1,4 +1,4 @@
-// What bash offers for spf-bulk's arguments.
+// The completion of spf-bulk's arguments by bash.
 
 #include <gtest/gtest.h>
 
@@ -17,8 +17,8 @@ const Texts kOptions = {"--jobs",        "--output", "--resume", "--errors",
                         "--time-limit",  "--rate",   "--server", "--progress",
                         "--no-progress", "--help",   "--version"};
 
-// Expects `candidates` for the words as bash cuts them, the last of which is being completed, in a
-// directory with two files.
+// Expects `candidates` for the last of `words`, which are as bash cuts them, in a directory with
+// two files.
 void ExpectCandidates(const Texts& candidates, const Texts& words) {
   const Completion completion("spf-bulk");
   completion.MakeFile("1.csv");
@@ -42,7 +42,7 @@ TEST(CompletionTest, EachOptionOfTheProgramIsKnown) {
   ExpectCandidates(kOptions, {"--"});
 }
 
-TEST(CompletionTest, AnOptionIsCompletedWhereverItStands) {
+TEST(CompletionTest, AnOptionIsCompletedAtAnyPlace) {
   ExpectCandidates({"--rate"}, {"--ra"});
   ExpectCandidates({"--resume"}, {"--output", "out", "--res"});
   ExpectCandidates({"--resume"}, {"senders.csv", "--res"});
@@ -55,7 +55,7 @@ TEST(CompletionTest, FilesAreCompleted) {
   ExpectCandidates({"1.csv"}, {"--rate", "10", "1"});
 }
 
-TEST(CompletionTest, AValueThatIsNoFileIsNotCompleted) {
+TEST(CompletionTest, AValueThatIsNotAFileIsNotCompleted) {
   for (const char* option : {"-j", "--jobs", "--time-limit", "--rate", "--server"}) {
     ExpectCandidates({}, {option, "1"});
     ExpectCandidates({}, {option, ""});

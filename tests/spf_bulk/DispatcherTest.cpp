@@ -27,25 +27,14 @@ std::unique_ptr<LineBlock> MakeBlock(std::uint64_t number, int count) {
   return block;
 }
 
-Outcome Passed() {
-  Outcome outcome;
-  outcome.verdict = Verdict::kPassed;
-  return outcome;
-}
-
-Outcome Lacking() {
-  Outcome outcome;
-  outcome.verdict = Verdict::kFailed;
-  outcome.note = "no answer";
-  outcome.lacksAnswer = true;
-  return outcome;
-}
+const Outcome kPassed{.verdict = Verdict::kPassed, .note = ""};
+const Outcome kLacking{.verdict = Verdict::kFailed, .note = "no answer", .lacksAnswer = true};
 
 std::string NameOf(const Task& task) {
   return std::string(task->line.substr(10));
 }
 
-// Returns all of the output that can be written now.
+// Returns all the output that can be written now.
 std::string PrintAll(Dispatcher& dispatcher) {
   std::string all;
   bool isAll = false;
@@ -58,7 +47,7 @@ std::string PrintAll(Dispatcher& dispatcher) {
   return all;
 }
 
-TEST(DispatcherTest, LinesComeOutInTheOrderOfTheInputWhoeverChecksThem) {
+TEST(DispatcherTest, LinesComeOutInTheOrderOfTheInput) {
   constexpr int kThreads = 8;
   constexpr int kLines = 20000;
   Dispatcher dispatcher(kThreads);
@@ -66,7 +55,7 @@ TEST(DispatcherTest, LinesComeOutInTheOrderOfTheInputWhoeverChecksThem) {
   for (unsigned i = 0; i < kThreads; ++i) {
     threads.emplace_back([&dispatcher, i] {
       Task task;
-      while (dispatcher.Exchange(i, task, Passed())) {
+      while (dispatcher.Exchange(i, task, kPassed)) {
       }
     });
   }
@@ -94,19 +83,19 @@ TEST(DispatcherTest, LinesComeOutInTheOrderOfTheInputWhoeverChecksThem) {
   EXPECT_EQ(dispatcher.GetTotals().passed, static_cast<std::uint64_t>(kLines));
 }
 
-TEST(DispatcherTest, ACheckThatLacksAnAnswerIsMadeOnceMoreWhenOthersAreDone) {
+TEST(DispatcherTest, ACheckThatLacksAnAnswerIsRepeatedOnceAfterTheOthers) {
   Dispatcher dispatcher(1);
   dispatcher.Add(MakeBlock(1, 2));
   dispatcher.Close("");
   Task task;
   ASSERT_TRUE(dispatcher.Exchange(0, task, {}));
   EXPECT_EQ(NameOf(task), "1");
-  ASSERT_TRUE(dispatcher.Exchange(0, task, Lacking()));
+  ASSERT_TRUE(dispatcher.Exchange(0, task, kLacking));
   EXPECT_EQ(NameOf(task), "2");
-  ASSERT_TRUE(dispatcher.Exchange(0, task, Passed()));
+  ASSERT_TRUE(dispatcher.Exchange(0, task, kPassed));
   EXPECT_EQ(NameOf(task), "1");
   EXPECT_TRUE(task->firstBegin.has_value());
-  EXPECT_FALSE(dispatcher.Exchange(0, task, Lacking()));
+  EXPECT_FALSE(dispatcher.Exchange(0, task, kLacking));
   std::string output;
   std::string errors;
   EXPECT_TRUE(dispatcher.Print(output, errors));
@@ -115,15 +104,15 @@ TEST(DispatcherTest, ACheckThatLacksAnAnswerIsMadeOnceMoreWhenOthersAreDone) {
   EXPECT_EQ(dispatcher.GetTotals().doubtful, 1U);
 }
 
-TEST(DispatcherTest, RepetitionsThatHaveGatheredForASecondBeginBeforeOtherChecks) {
+TEST(DispatcherTest, RepetitionsThatGatheredForASecondBeginBeforeOtherChecks) {
   Dispatcher dispatcher(16);
   dispatcher.Add(MakeBlock(1, 10));
   Task tasks[4];
   ASSERT_TRUE(dispatcher.Exchange(0, tasks[0], {}));
-  ASSERT_TRUE(dispatcher.Exchange(0, tasks[0], Lacking()));
+  ASSERT_TRUE(dispatcher.Exchange(0, tasks[0], kLacking));
   EXPECT_EQ(NameOf(tasks[0]), "2");
   std::this_thread::sleep_for(900ms);
-  ASSERT_TRUE(dispatcher.Exchange(0, tasks[0], Lacking()));
+  ASSERT_TRUE(dispatcher.Exchange(0, tasks[0], kLacking));
   EXPECT_EQ(NameOf(tasks[0]), "3");
   std::this_thread::sleep_for(200ms);
   for (unsigned i = 1; i < 4; ++i) {
@@ -134,22 +123,30 @@ TEST(DispatcherTest, RepetitionsThatHaveGatheredForASecondBeginBeforeOtherChecks
   EXPECT_GE(tasks[2]->begin - tasks[1]->begin, 250us);
 }
 
-TEST(DispatcherTest, ARepetitionWaitsUntilAQuarterAsManyAreFresh) {
+TEST(DispatcherTest, ARepetitionWaitsUntilOnlyAQuarterOfTheChecksAreNew) {
   Dispatcher dispatcher(4);
   dispatcher.Add(MakeBlock(1, 10));
   Task tasks[4];
   for (unsigned i = 0; i < 3; ++i) {
     ASSERT_TRUE(dispatcher.Exchange(i, tasks[i], {}));
   }
-  ASSERT_TRUE(dispatcher.Exchange(0, tasks[0], Lacking()));
+  ASSERT_TRUE(dispatcher.Exchange(0, tasks[0], kLacking));
   std::this_thread::sleep_for(1100ms);
-  ASSERT_TRUE(dispatcher.Exchange(1, tasks[1], Passed()));
-  EXPECT_EQ(NameOf(tasks[1]), "1");  // those that began a second ago do not count
+  ASSERT_TRUE(dispatcher.Exchange(1, tasks[1], kPassed));
+  EXPECT_EQ(NameOf(tasks[1]), "1");  // checks that began a second ago are not new
   EXPECT_TRUE(tasks[1]->firstBegin.has_value());
 }
 
-// Begins a check in another thread. Returns whether it may begin within 0.1 s; `meanwhile` must let
-// it begin or end the run.
+// Lets the check of the first line lack an answer, and waits until it may be repeated. Thread 0
+// continues with the second line, `task`.
+void LackAnAnswer(Dispatcher& dispatcher, Task& task) {
+  ASSERT_TRUE(dispatcher.Exchange(0, task, {}));
+  ASSERT_TRUE(dispatcher.Exchange(0, task, kLacking));
+  std::this_thread::sleep_for(1100ms);
+}
+
+// Returns whether a check in another thread begins within 0.1 s. After that `meanwhile` must let it
+// begin, or end the run.
 bool MayBegin(Dispatcher& dispatcher, unsigned thread, const std::function<void()>& meanwhile) {
   std::promise<void> begun;
   std::future<void> future = begun.get_future();
@@ -164,62 +161,54 @@ bool MayBegin(Dispatcher& dispatcher, unsigned thread, const std::function<void(
   return mayBegin;
 }
 
-TEST(DispatcherTest, FewChecksBeginWhileARepetitionIsUnderWay) {
+TEST(DispatcherTest, FewChecksBeginDuringARepetition) {
   Dispatcher dispatcher(8);
   dispatcher.Add(MakeBlock(1, 10));
   Task one;
   Task two;
   Task three;
-  ASSERT_TRUE(dispatcher.Exchange(0, one, {}));
-  ASSERT_TRUE(dispatcher.Exchange(0, one, Lacking()));
-  std::this_thread::sleep_for(1100ms);
+  LackAnAnswer(dispatcher, one);
   ASSERT_TRUE(dispatcher.Exchange(1, two, {}));
   ASSERT_TRUE(two->firstBegin.has_value());
   ASSERT_TRUE(dispatcher.Exchange(2, three, {}));
   EXPECT_FALSE(MayBegin(dispatcher, 3, [&] {
-    EXPECT_TRUE(dispatcher.Exchange(1, two, Lacking()));  // now none is
+    EXPECT_TRUE(dispatcher.Exchange(1, two, kLacking));  // now none is repeated
   }));
   EXPECT_TRUE(MayBegin(dispatcher, 4, [] {}));
 }
 
-TEST(DispatcherTest, ARepetitionThatTakesLongHoldsUpNoOthers) {
+TEST(DispatcherTest, ALongRepetitionDoesNotDelayOthers) {
   Dispatcher dispatcher(4);
   dispatcher.Add(MakeBlock(1, 10));
   Task one;
   Task two;
-  ASSERT_TRUE(dispatcher.Exchange(0, one, {}));
-  ASSERT_TRUE(dispatcher.Exchange(0, one, Lacking()));
-  std::this_thread::sleep_for(1100ms);
+  LackAnAnswer(dispatcher, one);
   ASSERT_TRUE(dispatcher.Exchange(1, two, {}));
   ASSERT_TRUE(two->firstBegin.has_value());
   std::this_thread::sleep_for(250ms);
   EXPECT_TRUE(MayBegin(dispatcher, 2, [&] { dispatcher.End(""); }));
 }
 
-TEST(DispatcherTest, ARepetitionThatReachesItsLimitOfTimeProvesNoLoss) {
+TEST(DispatcherTest, ARepetitionThatReachesItsTimeLimitDoesNotProveALoss) {
   Dispatcher dispatcher(2);
   dispatcher.Add(MakeBlock(1, 10));
   Task one;
-  ASSERT_TRUE(dispatcher.Exchange(0, one, {}));
-  ASSERT_TRUE(dispatcher.Exchange(0, one, Lacking()));
-  std::this_thread::sleep_for(1100ms);
-  ASSERT_TRUE(dispatcher.Exchange(0, one, Passed()));
+  LackAnAnswer(dispatcher, one);
+  ASSERT_TRUE(dispatcher.Exchange(0, one, kPassed));
   ASSERT_TRUE(one->firstBegin.has_value());
   ASSERT_TRUE(dispatcher.Exchange(0, one, {.verdict = Verdict::kError, .note = "time limit"}));
   EXPECT_TRUE(MayBegin(dispatcher, 1, [&] { dispatcher.End(""); }));
 }
 
-TEST(DispatcherTest, ALossThatARepetitionProvesLowersTheNumberOfChecks) {
+TEST(DispatcherTest, ALossThatARepetitionProvesReducesTheNumberOfChecks) {
   Dispatcher dispatcher(2);
   dispatcher.Add(MakeBlock(1, 10));
   Task one;
   Task two;
-  ASSERT_TRUE(dispatcher.Exchange(0, one, {}));
-  ASSERT_TRUE(dispatcher.Exchange(0, one, Lacking()));
-  std::this_thread::sleep_for(1100ms);
-  ASSERT_TRUE(dispatcher.Exchange(0, one, Passed()));
+  LackAnAnswer(dispatcher, one);
+  ASSERT_TRUE(dispatcher.Exchange(0, one, kPassed));
   EXPECT_EQ(NameOf(one), "1");
-  ASSERT_TRUE(dispatcher.Exchange(0, one, Passed()));  // now one at a time is allowed
+  ASSERT_TRUE(dispatcher.Exchange(0, one, kPassed));  // from now on one at a time is allowed
   std::thread other([&] { EXPECT_FALSE(dispatcher.Exchange(1, two, {})); });
   std::this_thread::sleep_for(100ms);
   EXPECT_FALSE(two.has_value());
@@ -227,7 +216,7 @@ TEST(DispatcherTest, ALossThatARepetitionProvesLowersTheNumberOfChecks) {
   other.join();
 }
 
-// ReadUntilItWaits starts a thread that adds blocks of 1,000 lines, some 16,000 bytes each.
+// Adds blocks of 1,000 lines, about 16,000 bytes each, on a thread.
 class ReadUntilItWaits {
  public:
   explicit ReadUntilItWaits(Dispatcher& dispatcher)
@@ -243,7 +232,7 @@ class ReadUntilItWaits {
   ReadUntilItWaits(const ReadUntilItWaits&) = delete;
   ReadUntilItWaits& operator=(const ReadUntilItWaits&) = delete;
 
-  // Returns how many blocks there are once a tenth of a second has added none.
+  // Returns the number of blocks after 0.1 s in which none was added.
   std::uint64_t CountBlocks() {
     std::uint64_t before = 0;
     do {
@@ -259,36 +248,36 @@ class ReadUntilItWaits {
   std::thread m_thread;
 };
 
-TEST(DispatcherTest, TheReaderWaitsWhileMuchIsNotStarted) {
+TEST(DispatcherTest, TheReaderWaitsWhileManyLinesWaitForTheirCheck) {
   Dispatcher dispatcher(1);
   ReadUntilItWaits reader(dispatcher);
   EXPECT_EQ(reader.CountBlocks(), 65U);  // the next one waits for room
 }
 
-TEST(DispatcherTest, ASlowLineLetsTheReaderGoOnOnlyWhileFewLinesWait) {
+TEST(DispatcherTest, DuringASlowLineTheReaderContinuesWhileFewLinesWait) {
   Dispatcher dispatcher(2);
   ReadUntilItWaits reader(dispatcher);
   Task slow;
   ASSERT_TRUE(dispatcher.Exchange(0, slow, {}));
   Task task;
   for (int i = 0; i < 50000; ++i) {
-    ASSERT_TRUE(dispatcher.Exchange(1, task, Passed()));
+    ASSERT_TRUE(dispatcher.Exchange(1, task, kPassed));
   }
   EXPECT_EQ(reader.CountBlocks(), 65U);
   for (int i = 0; i < 10000; ++i) {
-    ASSERT_TRUE(dispatcher.Exchange(1, task, Passed()));
+    ASSERT_TRUE(dispatcher.Exchange(1, task, kPassed));
   }
   EXPECT_EQ(reader.CountBlocks(), 69U);  // 8,000 lines that wait have less than 128 KiB
 }
 
-TEST(DispatcherTest, ThirtyTwoMebibytesAreHeldForASlowLine) {
+TEST(DispatcherTest, ASlowLineHoldsBackAtMost32MiB) {
   Dispatcher dispatcher(2);
   const ReadUntilItWaits reader(dispatcher);
   Task slow;
   ASSERT_TRUE(dispatcher.Exchange(0, slow, {}));
   std::thread checker([&] {
     Task task;
-    while (dispatcher.Exchange(1, task, Passed())) {
+    while (dispatcher.Exchange(1, task, kPassed)) {
     }
   });
   std::string output;
@@ -306,26 +295,26 @@ TEST(DispatcherTest, ThirtyTwoMebibytesAreHeldForASlowLine) {
   checker.join();
 }
 
-TEST(DispatcherTest, TheFirstFaultIsKeptAndAllLinesBeforeItAreDone) {
+TEST(DispatcherTest, AfterAFaultOfTheInputTheLinesBeforeItAreChecked) {
   Dispatcher dispatcher(1);
   dispatcher.Add(MakeBlock(1, 1));
   dispatcher.Close("cannot read");
   Task task;
   EXPECT_TRUE(dispatcher.Exchange(0, task, {}));
   EXPECT_FALSE(dispatcher.Wait(0ms));
-  EXPECT_FALSE(dispatcher.Exchange(0, task, Passed()));
+  EXPECT_FALSE(dispatcher.Exchange(0, task, kPassed));
   EXPECT_TRUE(dispatcher.Wait(0ms));
   dispatcher.End("another");
   EXPECT_EQ(dispatcher.GetFault(), "cannot read");
 }
 
-TEST(DispatcherTest, WhatIsFinishedAfterTheEndDoesNotCount) {
+TEST(DispatcherTest, AnOutcomeAfterTheEndDoesNotCount) {
   Dispatcher dispatcher(1);
   dispatcher.Add(MakeBlock(1, 2));
   Task task;
   EXPECT_TRUE(dispatcher.Exchange(0, task, {}));
   dispatcher.End("");
-  EXPECT_FALSE(dispatcher.Exchange(0, task, Passed()));
+  EXPECT_FALSE(dispatcher.Exchange(0, task, kPassed));
   std::string output;
   std::string errors;
   EXPECT_TRUE(dispatcher.Print(output, errors));

@@ -6,11 +6,11 @@
 
 namespace {
 
-TEST(ErrorEntryTest, AnEntryIsNumberReasonAndLine) {
+TEST(ErrorEntryTest, AnEntryHasNumberReasonAndLine) {
   EXPECT_EQ(MakeErrorEntry(7, "a reason", "a,b,c"), "7,a reason,a,b,c\n");
 }
 
-TEST(ErrorEntryTest, TheLineBeginsAfterTheSecondComma) {
+TEST(ErrorEntryTest, CommasInTheReasonBecomeSemicolons) {
   EXPECT_EQ(MakeErrorEntry(7, "a, b, c", "x"), "7,a; b; c,x\n");
 }
 
@@ -19,7 +19,7 @@ TEST(ErrorEntryTest, TheLineIsMadePrintable) {
             "1,r,\\000\\012\\033\\\\377\n");
 }
 
-TEST(ErrorEntryTest, OfALongLineAThousandCharactersStay) {
+TEST(ErrorEntryTest, ALongLineIsCutAfterAThousandCharacters) {
   EXPECT_EQ(MakeErrorEntry(1, "r", std::string(1000, 'x')), "1,r," + std::string(1000, 'x') + "\n");
   EXPECT_EQ(MakeErrorEntry(1, "r", std::string(1001, 'x')), "1,r," + std::string(1000, 'x') + "\n");
 }

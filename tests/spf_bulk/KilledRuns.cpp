@@ -40,7 +40,7 @@ std::vector<std::string> ArgumentsFor(const std::string& name) {
   return {"--output", name + ".csv", "--errors", name + ".errors", "--resume", "in.csv"};
 }
 
-// Returns how much of its output a run has written.
+// Returns the size of a run's output; 0 if there is none.
 std::uintmax_t OutputSize(const BulkDirectory& directory, const std::string& name) {
   std::error_code thereIsNone;
   const std::uintmax_t size =
@@ -48,7 +48,7 @@ std::uintmax_t OutputSize(const BulkDirectory& directory, const std::string& nam
   return thereIsNone ? 0 : size;
 }
 
-// Starts a run and kills it after a while. Returns whether it was still at work.
+// Kills a run after a while. Returns whether it was still running.
 bool KillARun(const BulkDirectory& directory, Random& random) {
   ChildProcess run = directory.Start("exec \"$@\"", ArgumentsFor("killed"));
   usleep(random.Between(0U, static_cast<unsigned>(kLongestRunUs)));

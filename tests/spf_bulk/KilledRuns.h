@@ -1,7 +1,7 @@
-// Runs of spf-bulk that are killed again and again.
+// Runs of spf-bulk that are killed.
 
 #pragma once
 
-// Kills runs with --resume at `kills` random moments, and expects of what is written in the end
-// that it is what an undisturbed run writes.
+// Kills runs with --resume at `kills` random moments, and expects in the end the files that an
+// undisturbed run writes.
 void TryKilledRuns(int kills);

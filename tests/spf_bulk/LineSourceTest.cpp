@@ -9,11 +9,12 @@
 #include "framework/core/Exceptions.h"
 #include "programs/spf-bulk/HangUp.h"
 #include "programs/spf-bulk/LineSource.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace {
 
-// A file with some content, open.
+// An open file.
 class OpenFile {
  public:
   explicit OpenFile(const std::string& content) {
@@ -41,7 +42,7 @@ std::vector<std::string> ReadAll(LineSource& source) {
   return lines;
 }
 
-TEST(LineSourceTest, LinesEndInALineFeedWhateverElseTheyHold) {
+TEST(LineSourceTest, OnlyALineFeedEndsALine) {
   const OpenFile file(std::string("a\0b\r\n\n\xff\n", 8));
   LineSource source(file.GetDescriptor(), 100, "file", -1);
   EXPECT_EQ(ReadAll(source), (std::vector<std::string>{std::string("a\0b\r", 4), "", "\xff"}));
@@ -65,7 +66,7 @@ TEST(LineSourceTest, AnEmptySourceHasNoLine) {
   EXPECT_TRUE(source.HasLineFeed());
 }
 
-TEST(LineSourceTest, OfALongLineTheBeginningIsKept) {
+TEST(LineSourceTest, OnlyTheBeginningOfALongLineIsKept) {
   for (const std::size_t size : {9U, 10U, 11U, 65535U, 65536U, 65537U, 1U << 20}) {
     const std::string line = std::string(8, 'x') + std::string(size - 8, 'y');
     const OpenFile file("first\n" + line + "\nlast\n");
@@ -76,7 +77,7 @@ TEST(LineSourceTest, OfALongLineTheBeginningIsKept) {
   }
 }
 
-TEST(LineSourceTest, ALineMayComeInPieces) {
+TEST(LineSourceTest, ALineMayArriveInPieces) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   LineSource source(ends[0], 100, "pipe", -1);
@@ -92,7 +93,7 @@ TEST(LineSourceTest, ALineMayComeInPieces) {
   close(ends[0]);
 }
 
-TEST(LineSourceTest, WhatIsBufferedNeedsNoReading) {
+TEST(LineSourceTest, ItKnowsWhetherALineIsBuffered) {
   const OpenFile file("a\nb\nc");
   LineSource source(file.GetDescriptor(), 100, "file", -1);
   std::string_view line;
@@ -119,16 +120,12 @@ TEST(LineSourceTest, AHangUpEndsTheReading) {
   close(ends[1]);
 }
 
-TEST(LineSourceTest, WhatCannotBeReadIsNamed) {
+TEST(LineSourceTest, ASourceThatCannotBeReadIsNamed) {
   const int descriptor = open("/", O_RDONLY | O_CLOEXEC);
   LineSource source(descriptor, 100, "this", -1);
   std::string_view line;
-  try {
-    source.Next(line);
-    ADD_FAILURE() << "read";
-  } catch (const StdException& e) {
-    EXPECT_STREQ(e.what(), "cannot read this: Is a directory");
-  }
+  EXPECT_EQ(FailureText<StdException>([&] { source.Next(line); }),
+            "cannot read this: Is a directory");
   close(descriptor);
 }
 

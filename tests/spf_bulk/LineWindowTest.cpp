@@ -17,16 +17,10 @@ std::unique_ptr<LineBlock> MakeBlock(std::uint64_t number, const std::vector<std
   return block;
 }
 
-Outcome Passed() {
-  Outcome outcome;
-  outcome.verdict = Verdict::kPassed;
-  return outcome;
-}
+const Outcome kPassed{.verdict = Verdict::kPassed, .note = ""};
 
 Outcome ErrorBecause(const std::string& note) {
-  Outcome outcome;
-  outcome.note = note;
-  return outcome;
+  return {.verdict = Verdict::kError, .note = note};
 }
 
 std::string LineAt(const LineWindow::Place& place) {
@@ -45,7 +39,7 @@ Printed Print(LineWindow& window) {
   return printed;
 }
 
-TEST(LineWindowTest, LinesAreStartedInTheirOrder) {
+TEST(LineWindowTest, LinesAreStartedInOrder) {
   LineWindow window;
   window.Add(MakeBlock(1, {"a,1.1.1.1,", "x", "b,1.1.1.1,"}));
   window.Add(MakeBlock(4, {"x", "x"}));
@@ -57,7 +51,7 @@ TEST(LineWindowTest, LinesAreStartedInTheirOrder) {
   EXPECT_EQ(started, "a,1.1.1.1, b,1.1.1.1, c,1.1.1.1, ");
 }
 
-TEST(LineWindowTest, WhatIsDoneIsPrintedUpToTheFirstLineThatIsNot) {
+TEST(LineWindowTest, LinesArePrintedUpToTheFirstThatIsNotDone) {
   LineWindow window;
   window.Add(MakeBlock(1, {"x", "a,1.1.1.1,", "y", "b,1.1.1.1,"}));
   const LineWindow::Place a = window.StartNext();
@@ -67,7 +61,7 @@ TEST(LineWindowTest, WhatIsDoneIsPrintedUpToTheFirstLineThatIsNot) {
   EXPECT_EQ(first.output, "");
   EXPECT_EQ(first.errors, "1,not three fields,x\n");
   EXPECT_TRUE(first.isAll);
-  window.SetOutcome(a, Passed());
+  window.SetOutcome(a, kPassed);
   const Printed second = Print(window);
   EXPECT_EQ(second.output, "a,1.1.1.1,,passed\nb,1.1.1.1,,error\n");
   EXPECT_EQ(second.errors, "3,not three fields,y\n4,no; thanks,b,1.1.1.1,\n");
@@ -75,12 +69,12 @@ TEST(LineWindowTest, WhatIsDoneIsPrintedUpToTheFirstLineThatIsNot) {
   EXPECT_EQ(window.GetWeight(), 0U);
 }
 
-TEST(LineWindowTest, BlocksThatArePrintedAreGoneForWhatStartsNext) {
+TEST(LineWindowTest, AfterABlockIsPrintedTheNextLineIsStillFound) {
   LineWindow window;
   window.Add(MakeBlock(1, {"x"}));
   EXPECT_EQ(Print(window).errors, "1,not three fields,x\n");
   window.Add(MakeBlock(2, {"a,1.1.1.1,", "b,1.1.1.1,"}));
-  window.SetOutcome(window.StartNext(), Passed());
+  window.SetOutcome(window.StartNext(), kPassed);
   EXPECT_EQ(Print(window).output, "a,1.1.1.1,,passed\n");
   window.Add(MakeBlock(4, {"c,1.1.1.1,"}));
   EXPECT_EQ(LineAt(window.StartNext()), "b,1.1.1.1,");
@@ -95,12 +89,12 @@ TEST(LineWindowTest, AHeaderIsPrintedWithItsFourthColumn) {
   EXPECT_EQ(Print(window).output, "domain,ip,sender,verdict\n");
 }
 
-TEST(LineWindowTest, MuchIsPrintedInSeveralSteps) {
+TEST(LineWindowTest, LongOutputIsPrintedInSteps) {
   LineWindow window;
   const std::string line = "a,1.1.1.1," + std::string(900, 'x');
   for (std::uint64_t i = 0; i < 1000; ++i) {
     window.Add(MakeBlock(i + 1, {line}));
-    window.SetOutcome(window.StartNext(), Passed());
+    window.SetOutcome(window.StartNext(), kPassed);
   }
   std::string output;
   int steps = 0;
@@ -116,7 +110,7 @@ TEST(LineWindowTest, MuchIsPrintedInSeveralSteps) {
   EXPECT_EQ(steps, 14);
 }
 
-TEST(LineWindowTest, AShortLineWeighsAsOneOfSixteenBytes) {
+TEST(LineWindowTest, AShortLineWeighs16Bytes) {
   LineWindow window;
   window.Add(MakeBlock(1, {"a,1.1.1.1,", "a,1.1.1.1,xxxxxxxxxx"}));
   EXPECT_EQ(window.GetWaitingWeight(), 16U + 21U);

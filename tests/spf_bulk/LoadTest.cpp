@@ -1,4 +1,4 @@
-// How many checks are made at once, and how fast they follow one another.
+// The number of checks at once, and their rate.
 
 #include <gtest/gtest.h>
 
@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/spf_bulk/BulkDirectory.h"
-#include "tests/spf_bulk/BulkServer.h"
+#include "tests/spf_bulk/BulkRunTest.h"
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/ScriptedNameServer.h"
 #include "tests/support/Text.h"
@@ -17,7 +16,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
-TEST(LoadTest, SoManyChecksAreMadeAtOnceAsAskedFor) {
+TEST(LoadTest, TheNumberOfChecksAtOnceIsTheOneAskedFor) {
   const ScriptedNameServer server("127.0.0.1", {{"TXT slow.test", 500ms, "v=spf1 -all"}});
   SetResolverFile("nameserver 127.0.0.1\n");
   const BulkDirectory directory;
@@ -33,7 +32,7 @@ TEST(LoadTest, SoManyChecksAreMadeAtOnceAsAskedFor) {
   EXPECT_LT(twelve, 1500ms);
 }
 
-TEST(LoadTest, TheOrderIsThatOfTheInputWhateverTakesLong) {
+TEST(LoadTest, SlowLinesDoNotChangeTheOrder) {
   const ScriptedNameServer server("127.0.0.1", {{"TXT slow.test", 300ms, "v=spf1 -all"},
                                                 {"TXT fast.test", 0ms, "v=spf1 ip4:192.0.2.1"}});
   SetResolverFile("nameserver 127.0.0.1\n");
@@ -51,17 +50,17 @@ TEST(LoadTest, TheOrderIsThatOfTheInputWhateverTakesLong) {
   EXPECT_EQ(directory.Run({"-j", "8"}).standardOutput, wanted);
 }
 
-TEST(LoadTest, ARateSpacesTheChecksEvenly) {
-  const BulkServer server;
-  const BulkDirectory directory;
-  directory.Write("in", Repeat("pass.test,192.0.2.1,\n", 31));
-  EXPECT_EQ(directory.Run({"--rate", "20"}).exitStatus, 0);
-  const std::vector<Clock::time_point> times = server.GetTimes();
+using RateTest = BulkRunTest;
+
+TEST_F(RateTest, ChecksAreSpacedEvenly) {
+  m_directory.Write("in", Repeat("pass.test,192.0.2.1,\n", 31));
+  EXPECT_EQ(m_directory.Run({"--rate", "20"}).exitStatus, 0);
+  const std::vector<Clock::time_point> times = m_server.GetTimes();
   ASSERT_EQ(times.size(), 31U);
   EXPECT_GE(times.back() - times.front(), 1400ms);
   EXPECT_LT(times.back() - times.front(), 2500ms);
   for (std::size_t i = 10; i < times.size(); ++i) {
-    EXPECT_GE(times[i] - times[i - 10], 400ms) << i;  // half a second, had no question been late
+    EXPECT_GE(times[i] - times[i - 10], 400ms) << i;  // half a second if no question is late
   }
 }
 

@@ -17,7 +17,7 @@ struct Misuse {
 
 class MisuseTest : public testing::TestWithParam<Misuse> {};
 
-TEST_P(MisuseTest, IsToldAndNothingIsMade) {
+TEST_P(MisuseTest, IsReportedAndNoFileIsMade) {
   const BulkDirectory directory;
   const ChildResult result = directory.Run(GetParam().arguments);
   EXPECT_EQ(result.exitStatus, 2);
@@ -57,26 +57,19 @@ INSTANTIATE_TEST_SUITE_P(
         Misuse{"Unprintable", {"a", "\x1b[2J"}, "one file at most: \\033[2J"}),
     NameOfRow<Misuse>);
 
-TEST(OptionsTest, TheHelpNamesEachOption) {
-  const BulkDirectory directory;
-  const ChildResult result = directory.Run({"--help"});
+TEST(OptionsTest, TheHelpBeginsWithTheUsage) {
+  const ChildResult result = BulkDirectory().Run({"--help"});
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_TRUE(result.standardOutput.starts_with("Usage: spf-bulk [OPTION]... [FILE]\n"));
-  for (const char* option :
-       {"-j, --jobs", "--output", "--resume", "--errors", "--time-limit", "--rate", "--server",
-        "--progress", "--no-progress", "--help", "--version"}) {
-    EXPECT_NE(result.standardOutput.find(option), std::string::npos) << option;
-  }
 }
 
 TEST(OptionsTest, TheVersionIsThatOfTheProject) {
-  const BulkDirectory directory;
-  const ChildResult result = directory.Run({"--version"});
+  const ChildResult result = BulkDirectory().Run({"--version"});
   EXPECT_EQ(result.exitStatus, 0);
   EXPECT_EQ(result.standardOutput, "spf-bulk " PROJECT_VERSION "\n");
 }
 
-TEST(OptionsTest, WhereDescriptorsAreScarceFewerChecksAreAdvised) {
+TEST(OptionsTest, WithTooFewDescriptorsItAdvisesFewerChecks) {
   const BulkDirectory directory;
   const ChildResult result =
       directory.Start("ulimit -n 100; exec \"$@\"", {"--server", "127.0.0.1", "-j", "77"}).Wait();

@@ -17,7 +17,7 @@ TEST(PaceTest, TurnsAreSpacedEvenly) {
   EXPECT_EQ(pace.TakeTurn() - first, 200ms);
 }
 
-TEST(PaceTest, TurnsThatNobodyTookAreNotMadeUpFor) {
+TEST(PaceTest, MissedTurnsAreNotMadeUpFor) {
   Pace pace(10ms);
   pace.TakeTurn();
   std::this_thread::sleep_for(100ms);

@@ -9,15 +9,14 @@
 #include <vector>
 
 #include "programs/spf-bulk/Progress.h"
-#include "tests/spf_bulk/BulkDirectory.h"
-#include "tests/spf_bulk/BulkServer.h"
+#include "tests/spf_bulk/BulkRunTest.h"
 
 namespace {
 
 const std::string kSaid =
     "spf-bulk: 3 lines: 1 passed, 0 failed, 1 error, 1 malformed; see spf-bulk.errors\n";
 
-// A terminal, of which a program gets one end.
+// A terminal for a program to write on.
 class Terminal {
  public:
   explicit Terminal(unsigned short columns) : m_master(posix_openpt(O_RDWR | O_NOCTTY)) {
@@ -37,7 +36,7 @@ class Terminal {
 
   std::string GetPath() const { return ptsname(m_master); }
 
-  // Returns all that was written, with plain line ends.
+  // Returns all that was written, with line feeds alone as line ends.
   std::string Read() const {
     fcntl(m_master, F_SETFL, O_NONBLOCK);
     std::string text;
@@ -56,17 +55,19 @@ class Terminal {
   int m_slave = -1;
 };
 
-// Runs over three lines, of which one takes 1.5 s, on a terminal.
-std::string RunOnTerminal(const Terminal& terminal, const std::vector<std::string>& more) {
-  const BulkServer server;
-  const BulkDirectory directory;
-  directory.Write("in.csv", Lines({"pass.test,192.0.2.1,", "x", "silent.test,192.0.2.1,"}));
-  std::vector<std::string> arguments = {"--time-limit", "1.5", "in.csv"};
-  arguments.insert(arguments.end(), more.begin(), more.end());
-  const std::string command = "exec \"$@\" 2> " + terminal.GetPath();
-  EXPECT_EQ(directory.Start(command, arguments).Wait().exitStatus, 1);
-  return terminal.Read();
-}
+class ProgressTest : public BulkRunTest {
+ protected:
+  // Returns what a run over three lines, one of which takes 1.5 s, prints on a terminal.
+  std::string RunOnTerminal(unsigned short columns, const std::vector<std::string>& more = {}) {
+    const Terminal terminal(columns);
+    m_directory.Write("in.csv", Lines({"pass.test,192.0.2.1,", "x", "silent.test,192.0.2.1,"}));
+    std::vector<std::string> arguments = {"--time-limit", "1.5", "in.csv"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const std::string command = "exec \"$@\" 2> " + terminal.GetPath();
+    EXPECT_EQ(m_directory.Start(command, arguments).Wait().exitStatus, 1);
+    return terminal.Read();
+  }
+};
 
 std::vector<std::string> Split(const std::string& text, char end) {
   std::vector<std::string> parts;
@@ -78,9 +79,8 @@ std::vector<std::string> Split(const std::string& text, char end) {
   return parts;
 }
 
-TEST(ProgressTest, ATerminalShowsItInPlaceAndItGoesAtTheEnd) {
-  const Terminal terminal(120);
-  const std::vector<std::string> drawn = Split(RunOnTerminal(terminal, {}), '\r');
+TEST_F(ProgressTest, ATerminalShowsItInOneLineThatIsErasedAtTheEnd) {
+  const std::vector<std::string> drawn = Split(RunOnTerminal(120), '\r');
   ASSERT_GE(drawn.size(), 5U);   // before the first, and the erasure
   EXPECT_LE(drawn.size(), 18U);  // ten a second
   EXPECT_EQ(drawn.front(), "");
@@ -91,42 +91,36 @@ TEST(ProgressTest, ATerminalShowsItInPlaceAndItGoesAtTheEnd) {
   EXPECT_EQ(drawn.back(), "\x1b[K" + kSaid);
 }
 
-TEST(ProgressTest, ANarrowTerminalShowsItsBeginning) {
-  const Terminal terminal(20);
-  const std::vector<std::string> drawn = Split(RunOnTerminal(terminal, {}), '\r');
+TEST_F(ProgressTest, ANarrowTerminalShowsItsBeginning) {
+  const std::vector<std::string> drawn = Split(RunOnTerminal(20), '\r');
   ASSERT_GE(drawn.size(), 5U);
   for (std::size_t i = 1; i + 1 < drawn.size(); ++i) {
     EXPECT_EQ(drawn[i].find("\x1b[K"), 19U) << drawn[i];
   }
 }
 
-TEST(ProgressTest, ATerminalDoesNotShowItWhereItIsNotWanted) {
-  const Terminal terminal(120);
-  EXPECT_EQ(RunOnTerminal(terminal, {"--no-progress"}), kSaid);
+TEST_F(ProgressTest, ATerminalDoesNotShowItIfItIsNotWanted) {
+  EXPECT_EQ(RunOnTerminal(120, {"--no-progress"}), kSaid);
 }
 
-TEST(ProgressTest, ItIsShownElsewhereWhenAskedFor) {
-  const BulkServer server;
-  const BulkDirectory directory;
-  directory.Write("in", "pass.test,192.0.2.1,\n");
-  const ChildResult result = directory.Run({"--progress"});
+TEST_F(ProgressTest, ItIsShownElsewhereIfItIsAskedFor) {
+  m_directory.Write("in", "pass.test,192.0.2.1,\n");
+  const ChildResult result = m_directory.Run({"--progress"});
   EXPECT_TRUE(result.standardError.starts_with("\r"));
   EXPECT_NE(result.standardError.find(" of 1 lines, "), std::string::npos);
-  EXPECT_EQ(directory.Run({}).standardError,
+  EXPECT_EQ(m_directory.Run({}).standardError,
             "spf-bulk: 1 line: 1 passed, 0 failed, 0 error, 0 malformed\n");
 }
 
-TEST(ProgressTest, TheLinesOfAResumedRunAreCountedFromTheFirstOn) {
-  const BulkServer server;
-  const BulkDirectory directory;
-  directory.Write("in.csv", Lines({"pass.test,192.0.2.1,", "fail.test,192.0.2.1,"}));
-  directory.Write("out.csv", "pass.test,192.0.2.1,,passed\n");
+TEST_F(ProgressTest, TheLinesOfAResumedRunIncludeThoseOfTheEarlierRun) {
+  m_directory.Write("in.csv", Lines({"pass.test,192.0.2.1,", "fail.test,192.0.2.1,"}));
+  m_directory.Write("out.csv", "pass.test,192.0.2.1,,passed\n");
   const ChildResult result =
-      directory.Run({"--progress", "--output", "out.csv", "--resume", "in.csv"});
+      m_directory.Run({"--progress", "--output", "out.csv", "--resume", "in.csv"});
   EXPECT_NE(result.standardError.find(" of 2 lines, "), std::string::npos) << result.standardError;
 }
 
-TEST(ProgressTest, ItTellsTheTimeThatIsLeftWhereTheLengthIsKnown) {
+TEST_F(ProgressTest, ItTellsTheTimeThatIsLeftIfTheLengthIsKnown) {
   const Totals totals{.passed = 100, .failed = 20, .error = 3, .malformed = 4, .doubtful = 1};
   EXPECT_EQ(Progress::Describe(totals, 0, 1.9),
             "127 lines, 1 a second; 100 passed, 20 failed, 3 error");
@@ -140,11 +134,9 @@ TEST(ProgressTest, ItTellsTheTimeThatIsLeftWhereTheLengthIsKnown) {
             "127 of 1000 lines, 0 a second; 100 passed, 20 failed, 3 error");
 }
 
-TEST(ProgressTest, TheInputOfAPipeHasNoKnownLength) {
-  const BulkServer server;
-  const BulkDirectory directory;
-  directory.Write("in.csv", "pass.test,192.0.2.1,\n");
-  const ChildResult result = directory.Start("cat in.csv | \"$@\"", {"--progress"}).Wait();
+TEST_F(ProgressTest, TheLengthOfAPipeIsNotKnown) {
+  m_directory.Write("in.csv", "pass.test,192.0.2.1,\n");
+  const ChildResult result = m_directory.Start("cat in.csv | \"$@\"", {"--progress"}).Wait();
   EXPECT_EQ(result.standardError.find(" of "), std::string::npos);
   EXPECT_NE(result.standardError.find(" lines, "), std::string::npos);
 }

@@ -21,7 +21,7 @@ namespace {
 constexpr int kToolsAtOnce = 8;
 constexpr std::uint32_t kNames = 5000;
 
-// The draws about one name: the same whenever it is asked about.
+// Random numbers for a name, which are the same for each question about it.
 class Dice {
  public:
   explicit Dice(const std::string& name) : m_engine(std::hash<std::string>()(name)) {}
@@ -56,7 +56,7 @@ std::string AnyTerm(Dice& dice, std::uint32_t number) {
                                                   "ip4:x",   "redirect=",
                                                   "a/33",    "ip4:0.0.0.0/0",
                                                   "a:",      "mx:x/24"};
-  // Names that are referred to have higher numbers, most of them: circles end by the depth.
+  // Most names refer to higher ones; circles end by their depth.
   const std::string target = NameFor((number + 1 + dice.Roll(50)) % kNames);
   switch (dice.Roll(9)) {
     case 0:
@@ -85,7 +85,7 @@ std::string AnyRecord(Dice& dice, std::uint32_t number) {
   return record;
 }
 
-// Spoils a reply in one of many ways.
+// Returns `reply` with a random fault.
 Bytes Break(Bytes reply, Dice& dice) {
   switch (dice.Roll(5)) {
     case 0:
@@ -166,7 +166,7 @@ Sender AnySender(Random& random, bool isSilent) {
   return sender;
 }
 
-// Returns what a run of the plain tool makes of a sender.
+// Returns the verdict of spfcheck as spf-bulk names it.
 std::string AskTool(const Sender& sender) {
   const TemporaryDirectory directory;
   const ChildResult result =
@@ -203,7 +203,7 @@ std::string AskToolForAll(const std::vector<Sender>& senders) {
   return lines;
 }
 
-// Expects that two texts have the same lines; tells the first ones that differ.
+// Expects the same lines; prints the first ones that differ.
 void ExpectSameLines(const std::string& found, const std::string& wanted) {
   std::istringstream foundLines(found);
   std::istringstream wantedLines(wanted);

@@ -1,8 +1,8 @@
-// Random senders, and a name server that answers about their domains with policies of every kind
-// and with broken replies.
+// Random senders, and a name server with policies of every kind, which also sends malformed
+// replies.
 
 #pragma once
 
-// Lets spf-bulk check so many random lines, of which so many get no answer, and expects the
-// verdicts of a loop over spfcheck.
+// Lets spf-bulk check `lines` random lines, `silent` of which get no answer, and expects the
+// verdicts of spfcheck.
 void CompareWithTool(int lines, int silent);

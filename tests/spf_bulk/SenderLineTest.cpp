@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "programs/spf-bulk/SenderLine.h"
-#include "tests/spf_bulk/BulkDirectory.h"
 
 namespace {
 
@@ -12,15 +12,10 @@ const std::string kAddress = "the address is not a dotted quad";
 const std::string kDomain = "the domain is not a host name";
 const std::string kHost = "no host name after @";
 
-struct Fault {
-  std::string line;
-  std::string fault;
-};
-
 const std::string kLabel(63, 'a');
 const std::string kLongName = kLabel + "." + kLabel + "." + kLabel + "." + kLabel + ".org";
 
-const Fault kFaults[] = {
+const std::pair<std::string, std::string> kFaults[] = {
     {"", "empty line"},
     {"example.org", "not three fields"},
     {"example.org,192.0.2.25", "not three fields"},
@@ -76,12 +71,12 @@ const Fault kFaults[] = {
 };
 
 TEST(SenderLineTest, EachFaultIsNamed) {
-  for (const Fault& row : kFaults) {
-    EXPECT_EQ(SenderLine(row.line).GetFault(), row.fault) << row.line;
+  for (const auto& [line, fault] : kFaults) {
+    EXPECT_EQ(SenderLine(line).GetFault(), fault) << line;
   }
 }
 
-TEST(SenderLineTest, TheDomainIsThatOfTheSenderIfItHasOne) {
+TEST(SenderLineTest, TheDomainOfTheSenderComesFirst) {
   EXPECT_EQ(SenderLine("a.org,192.0.2.1,").GetDomain(), "a.org");
   EXPECT_EQ(SenderLine("a.org,192.0.2.1,postmaster").GetDomain(), "a.org");
   EXPECT_EQ(SenderLine("a.org,192.0.2.1,user@b.org").GetDomain(), "b.org");
@@ -93,7 +88,7 @@ TEST(SenderLineTest, TheAddressIsTheSecondField) {
   EXPECT_EQ(SenderLine("a.org,192.0.2.1,x").GetAddress(), "192.0.2.1");
 }
 
-TEST(SenderLineTest, OneCarriageReturnAtTheEndIsNoPartOfALine) {
+TEST(SenderLineTest, OneCarriageReturnAtTheEndIsRemoved) {
   EXPECT_EQ(SenderLine::WithoutCarriageReturn("a\r"), "a");
   EXPECT_EQ(SenderLine::WithoutCarriageReturn("a\r\r"), "a\r");
   EXPECT_EQ(SenderLine::WithoutCarriageReturn("\ra"), "\ra");

@@ -1,4 +1,5 @@
-// main() of tests that log in to hosts: sshd changes its user, so it needs those of the machine.
+// The main() of tests that log in to hosts: sshd changes its user, so it needs those of the
+// machine.
 
 #include <gtest/gtest.h>
 

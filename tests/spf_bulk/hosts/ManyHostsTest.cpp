@@ -1,4 +1,4 @@
-// What docs/bulk.md says of many machines, done with its commands.
+// The commands in docs/bulk.md that share a list among machines.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -8,14 +8,13 @@
 #include <fstream>
 #include <string>
 
-#include "tests/spf_bulk/BulkDirectory.h"
-#include "tests/spf_bulk/BulkServer.h"
+#include "tests/spf_bulk/BulkRunTest.h"
 #include "tests/spf_bulk/hosts/SshHosts.h"
 #include "tests/support/ChildProcess.h"
 
 namespace {
 
-// Returns what the page says that a file of this name holds.
+// Returns the file `name` as the page shows it.
 std::string ReadBlock(const std::string& name) {
   std::ifstream page(PAGE);
   std::string block;
@@ -31,7 +30,7 @@ std::string ReadBlock(const std::string& name) {
   return "";
 }
 
-class ManyHostsTest : public testing::Test {
+class ManyHostsTest : public BulkRunTest {
  protected:
   ManyHostsTest() {
     setenv("HOME", m_hosts.GetHome().c_str(), 1);
@@ -55,44 +54,38 @@ class ManyHostsTest : public testing::Test {
     EXPECT_EQ(Do("cut-list").exitStatus, 0);
   }
 
-  ChildResult Do(const std::string& script) const { return Begin(script).Wait(); }
-
-  ChildProcess Begin(const std::string& script) const {
-    return m_directory.Start(m_directory.Read(script), {});
+  ChildResult Do(const std::string& script) const {
+    return m_directory.Start(m_directory.Read(script), {}).Wait();
   }
 
-  // Expects that all parts are there, and that together they are what one machine makes.
-  void ExpectAll() const {
-    const ChildResult result = Do("join-results");
-    EXPECT_EQ(result.exitStatus, 0) << result.standardError;
+  // Checks on the hosts, and expects that all parts together are the result of one machine.
+  void ExpectAllAreChecked() const {
+    for (const char* const script : {"check-on-hosts", "join-results"}) {
+      const ChildResult result = Do(script);
+      EXPECT_EQ(result.exitStatus, 0) << result.standardError;
+    }
     EXPECT_EQ(m_directory.Read("verdicts.csv"), m_directory.Read("wanted.csv"));
     EXPECT_EQ(m_directory.Read("errors.csv"), m_directory.Read("wanted.errors"));
   }
 
-  BulkServer m_server;
   SshHosts m_hosts;
-  BulkDirectory m_directory;
 };
 
 TEST_F(ManyHostsTest, HostsShareAListAndItComesBackInOrder) {
-  const ChildResult result = Do("check-on-hosts");
-  EXPECT_EQ(result.exitStatus, 0) << result.standardError;
-  ExpectAll();
+  ExpectAllAreChecked();
   for (std::size_t host = 0; host < 3; ++host) {
     EXPECT_GT(m_hosts.CountCalls(host), 0U) << host;
   }
 }
 
-TEST_F(ManyHostsTest, WhatAHostFailsToDoOthersDo) {
+TEST_F(ManyHostsTest, OtherHostsTakeOverFromOneThatFails) {
   m_hosts.Stop(0);
   m_hosts.TakeProgram(1);
-  const ChildResult result = Do("check-on-hosts");
-  EXPECT_EQ(result.exitStatus, 0) << result.standardError;
-  ExpectAll();
+  ExpectAllAreChecked();
   EXPECT_EQ(m_hosts.CountCalls(0) + m_hosts.CountCalls(1), 0U);
 }
 
-TEST_F(ManyHostsTest, WhatAllHostsFailedToDoIsDoneWhenTheCommandIsRepeated) {
+TEST_F(ManyHostsTest, IfAllHostsFailTheCommandMayBeRepeated) {
   for (std::size_t host = 0; host < 3; ++host) {
     m_hosts.TakeProgram(host);
   }
@@ -100,21 +93,17 @@ TEST_F(ManyHostsTest, WhatAllHostsFailedToDoIsDoneWhenTheCommandIsRepeated) {
   for (std::size_t host = 0; host < 3; ++host) {
     m_hosts.GiveProgram(host);
   }
-  const ChildResult result = Do("check-on-hosts");
-  EXPECT_EQ(result.exitStatus, 0) << result.standardError;
-  ExpectAll();
+  ExpectAllAreChecked();
 }
 
-TEST_F(ManyHostsTest, ACommandThatWasKilledGoesOnWhenItIsRepeated) {
+TEST_F(ManyHostsTest, ACommandThatWasKilledContinuesWhenItIsRepeated) {
   ChildProcess run = m_directory.Start("exec " + m_directory.Read("check-on-hosts"), {});
   while (m_hosts.CountCalls(0) + m_hosts.CountCalls(1) + m_hosts.CountCalls(2) < 2) {
     usleep(10000);
   }
   run.Signal(SIGKILL);
   EXPECT_EQ(run.Wait().signal, SIGKILL);
-  const ChildResult result = Do("check-on-hosts");
-  EXPECT_EQ(result.exitStatus, 0) << result.standardError;
-  ExpectAll();
+  ExpectAllAreChecked();
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ void Do(const std::string& command) {
 }  // namespace
 
 SshHosts::SshHosts() {
-  Do("chmod 755 " + m_directory.Path());  // sshd wants that of what is above a home directory
+  Do("chmod 755 " + m_directory.Path());  // sshd requires it above a home directory
   ReplaceSystemFiles();
   MakeKeys();
   for (std::size_t host = 0; host < kHosts; ++host) {
@@ -56,8 +56,8 @@ std::string SshHosts::FindServerProgram() {
   return std::filesystem::exists(unpacked) ? unpacked : "/usr/sbin/sshd";
 }
 
-// Root has a home directory here, and sshd a user and a place in /run. The resolver file may be a
-// link to there.
+// Gives root a home directory, and sshd a user and a directory in /run. The resolver file may be a
+// link into /run.
 void SshHosts::ReplaceSystemFiles() const {
   const std::string& path = m_directory.Path();
   Do("cd " + path + " && mkdir home && awk -F : -v OFS=: -v home=" + GetHome() +

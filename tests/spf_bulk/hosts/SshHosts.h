@@ -1,5 +1,5 @@
-// Three machines to log in to, which are addresses of the loopback network with an sshd each, for
-// programs that have a main() of HostsMain.cpp. All that sshd and ssh read is the tests' own.
+// Three machines to log in to: addresses of the loopback network, each with an sshd, for programs
+// with the main() of HostsMain.cpp. All files that sshd and ssh read belong to the tests.
 
 #pragma once
 
@@ -12,24 +12,24 @@
 
 class SshHosts {
  public:
-  // Makes the hosts 127.0.0.11 to 127.0.0.13. Each has a home directory, and spf-bulk in its PATH,
-  // which notes its calls.
+  // Starts the hosts 127.0.0.11 to 127.0.0.13, each with a home directory, and with an spf-bulk in
+  // its PATH that counts its calls.
   SshHosts();
   ~SshHosts();
 
   SshHosts(const SshHosts&) = delete;
   SshHosts& operator=(const SshHosts&) = delete;
 
-  // Returns the path of sshd, which scripts/test unpacks below build/.
+  // Returns the path of sshd: unpacked by scripts/test, or installed.
   static std::string FindServerProgram();
 
-  // Returns the home directory of whoever logs in to the hosts.
+  // Returns the home directory of the user who logs in to the hosts.
   std::string GetHome() const { return m_directory.Path("home"); }
 
   // Stops the sshd of a host, numbered from 0.
   void Stop(std::size_t host);
 
-  // Takes spf-bulk away from a host, and gives it back.
+  // Remove spf-bulk from a host, and put it back.
   void TakeProgram(std::size_t host) const;
   void GiveProgram(std::size_t host) const;
 
