@@ -1,4 +1,4 @@
-// What bash offers for spfcheck's arguments.
+// The completion of spfcheck's arguments by bash.
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,7 @@ using Texts = std::vector<std::string>;
 
 class CompletionTest : public testing::Test {
  protected:
-  // Expects candidates for the words as bash cuts them; bash replaces the last word, or `text`.
+  // Expects `candidates` for the last of `words`, which are as bash cuts them, or for `text`.
   void Expect(const Texts& candidates, const Texts& words) const {
     Expect(candidates, words, words.back());
   }
@@ -21,7 +21,7 @@ class CompletionTest : public testing::Test {
     m_completion.ExpectCandidates(candidates, text, words);
   }
 
-  // Expects candidates for a record, before whose last quote stands `typed`.
+  // Expects `candidates` for `typed`, the beginning of a record.
   void ExpectTerms(const Texts& candidates, const std::string& typed) const {
     Expect(candidates, {"example.org", "192.0.2.7", "\"\"", "\"" + typed}, typed);
   }
@@ -61,7 +61,7 @@ TEST_F(CompletionTest, ALocalPartGetsTheDomain) {
   Expect({"some@example.org"}, {"example.org", "192.0.2.7", "some"});
 }
 
-TEST_F(CompletionTest, AfterTheSignOfASenderTheDomainIsCompleted) {
+TEST_F(CompletionTest, AfterTheAtSignTheDomainIsCompleted) {
   Expect({"@example.org"}, {"example.org", "192.0.2.7", "some", "@"});
   Expect({"@example.org"}, {"example.org", "192.0.2.7", "some", "@", "ex"}, "@ex");
 }
@@ -85,13 +85,13 @@ TEST_F(CompletionTest, AnEmptySenderIsWrittenInQuotes) {
   Expect({}, {"example.org", "192.0.2.7", "\""}, "");
 }
 
-TEST_F(CompletionTest, AfterASenderWithASignTheRecordIsNext) {
+TEST_F(CompletionTest, AfterASenderWithAnAtSignTheRecordIsNext) {
   Expect({"v=spf1 ip4:192.0.2.7"},
          {"example.org", "192.0.2.7", "some", "@", "example.org", "\"v=spf1 ip4:1"},
          "v=spf1 ip4:1");
 }
 
-TEST_F(CompletionTest, AnEmptyRecordGetsItsQuoteAndTheVersion) {
+TEST_F(CompletionTest, AnEmptyRecordGetsAQuoteAndTheVersion) {
   Expect(Terms("\"v=spf1 "), {"example.org", "192.0.2.7", "\"\"", ""});
 }
 
@@ -101,12 +101,12 @@ TEST_F(CompletionTest, InQuotesTheVersionComesFirst) {
   }
 }
 
-TEST_F(CompletionTest, TermsAreListedThatBeginAsTheOneThatIsTyped) {
+TEST_F(CompletionTest, TermsThatBeginAsTypedAreOffered) {
   ExpectTerms({"v=spf1 a:x.test include:", "v=spf1 a:x.test include:_spf."}, "v=spf1 a:x.test in");
   ExpectTerms({}, "v=spf1 x");
 }
 
-TEST_F(CompletionTest, NoTermIsOfferedThatNeverMatches) {
+TEST_F(CompletionTest, ATermThatNeverMatchesIsNotOffered) {
   for (const std::string typed : {"mx", "ip6", "ptr", "exists", "exp", "-", "~", "?", "+"}) {
     ExpectTerms({}, "v=spf1 " + typed);
   }
@@ -121,7 +121,7 @@ TEST_F(CompletionTest, ARecordWithoutQuotesIsNotCompleted) {
   Expect({}, {"example.org", "192.0.2.7", "\"\"", "v", "=", "sp"});
 }
 
-TEST_F(CompletionTest, ABlankFollowsAllExceptATerm) {
+TEST_F(CompletionTest, ABlankFollowsAnythingExceptATerm) {
   EXPECT_TRUE(m_completion.PutsBlank("some", {"example.org", "192.0.2.7", "some"}));
   EXPECT_FALSE(
       m_completion.PutsBlank("v=spf1 a", {"example.org", "192.0.2.7", "\"\"", "\"v=spf1 a"}));
@@ -135,7 +135,7 @@ TEST_F(CompletionTest, BashAloneIsEnough) {
   m_completion.ExpectFromBashAlone("@example.org", "@", {"example.org", "192.0.2.7", "some", "@"});
 }
 
-TEST_F(CompletionTest, ATabInATerminalCompletesWhatBashHasCut) {
+TEST_F(CompletionTest, ATabInATerminalCompletesWordsThatBashSplits) {
   EXPECT_EQ(m_completion.ArgumentsTyped("spfcheck example.org 192.0.2.7 some@\\t"),
             "<example.org><192.0.2.7><some@example.org>");
   EXPECT_EQ(m_completion.ArgumentsTyped("spfcheck example.org 192.0.2.7 \"<some@ex\\t"),

@@ -1,4 +1,4 @@
-// What bash offers for spf-may-send's arguments.
+// The completion of spf-may-send's arguments by bash.
 
 #include <gtest/gtest.h>
 
@@ -28,7 +28,7 @@ class CompletionTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(CompletionTest, AnOptionIsCompletedBeforeTheAddressAlone) {
+TEST_F(CompletionTest, AnOptionIsCompletedOnlyBeforeTheAddress) {
   ExpectCandidates(kOptions, "-", {"-"});
   ExpectCandidates({"--explain"}, "--e", {"--e"});
   ExpectCandidates({"--quiet"}, "--q", {"-t", "10", "--q"});
@@ -91,7 +91,7 @@ TEST_F(CompletionTest, BashAloneIsEnough) {
                                    {"-e", "192.0.2.7", "some", "@", "ma"});
 }
 
-TEST_F(CompletionTest, ATabInATerminalCompletesWhatBashHasCut) {
+TEST_F(CompletionTest, ATabInATerminalCompletesWordsThatBashSplits) {
   EXPECT_EQ(m_completion.ArgumentsTyped("spf-may-send --exp\\t192.0.2.7 some@ma\\t"),
             "<--explain><192.0.2.7><some@mail.example.org>");
 }

@@ -1,4 +1,4 @@
-// What --explain prints after the first line.
+// The lines that --explain prints after the first.
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "tests/spf_may_send/MaySendRun.h"
-#include "tests/support/PrivateNetwork.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
 #include "tests/support/Text.h"
@@ -20,10 +19,8 @@ namespace {
 using Texts = std::vector<std::string>;
 using Zone = ScriptedNameServer::Zone;
 
-class ExplanationTest : public testing::Test {
+class ExplanationTest : public MaySendTest {
  protected:
-  ExplanationTest() { SetResolverFile("nameserver 127.0.0.1\n"); }
-
   // Returns the lines after the first, with N for each number of milliseconds.
   static std::string Explain(Texts arguments) {
     arguments.insert(arguments.begin(), "--explain");
@@ -33,7 +30,7 @@ class ExplanationTest : public testing::Test {
     return std::regex_replace(tree, std::regex("\\([0-9]+ ms\\)"), "(N ms)");
   }
 
-  // As above, for the record of a check of 192.0.2.7 that is given.
+  // The same for a check of 192.0.2.7 with a given record.
   static std::string ExplainRecord(const std::string& record) {
     return Explain({"-r", record, "192.0.2.7", "example.org"});
   }
@@ -122,7 +119,7 @@ TEST_F(ExplanationTest, ATermThatIsNotEvaluatedCountsAsAPossibleMatch) {
                 kAllowed);
 }
 
-TEST_F(ExplanationTest, AMalformedTermIsNamedAndWhatItEndsIsCutShort) {
+TEST_F(ExplanationTest, AMalformedTermCutsTheTermAboveItShort) {
   const ScriptedNameServer server(Zone{{"TXT _spf.test", {"v=spf1 x ip4:1/x a"}}});
   EXPECT_EQ(ExplainRecord("v=spf1 include:_spf.test -all"),
             "  example.org (N ms): given as v=spf1 include:_spf.test -all\n"
@@ -154,7 +151,7 @@ TEST_F(ExplanationTest, ALimitCutsShort) {
 }
 
 TEST_F(ExplanationTest, ARecordWithoutAnAnswerIsNotRead) {
-  const ScriptedNameServer server([](const Bytes&) { return Datagrams{}; });
+  const ScriptedNameServer server(Silence);
   EXPECT_EQ(Explain({"-t", "0.3", "192.0.2.7", "example.org"}),
             "  example.org (N ms): no answer\n");
   EXPECT_EQ(
@@ -167,7 +164,7 @@ TEST_F(ExplanationTest, ARecordWithoutAnAnswerIsNotRead) {
           kAllowed);
 }
 
-TEST_F(ExplanationTest, FailuresOfLookUpsAreToldInWords) {
+TEST_F(ExplanationTest, FailedLookUpsAreDescribed) {
   std::atomic<std::uint16_t> flags = 0;
   const ScriptedNameServer server([&flags](const Bytes& query) {
     return Datagrams{ReplyBuilder(query).SetFlags(flags).Build()};
@@ -217,7 +214,7 @@ TEST_F(ExplanationTest, AnAliasIsNamed) {
                 kAllowed);
 }
 
-TEST_F(ExplanationTest, TwoRecordsAndOneThatIsReadDifferentlyAreNamed) {
+TEST_F(ExplanationTest, TwoRecordsAndARecordThatIsMisreadAreNamed) {
   {
     const ScriptedNameServer server(
         Zone{{"TXT example.org", {"v=spf1 ip4:192.0.2.1 -all", "v=spf1 -all"}}});
@@ -233,7 +230,7 @@ TEST_F(ExplanationTest, TwoRecordsAndOneThatIsReadDifferentlyAreNamed) {
             .TXT({"v=spf1 ip4:192.0.2.1 ", "ip4:192.0.2.2 exp=explain.example.org -all"})
             .Build()};
   });
-  // The length of the second string, 42, is the "*".
+  // The "*" is 42, the length of the second string.
   EXPECT_EQ(Explain({"192.0.2.7", "example.org"}),
             "  example.org (N ms): an answer that cannot be read as it is published, taken for "
             "v=spf1 ip4:192.0.2.1 *ip4:192.0.2.2 exp=explain.example.org -all\n"
@@ -245,7 +242,7 @@ TEST_F(ExplanationTest, TwoRecordsAndOneThatIsReadDifferentlyAreNamed) {
                 kAllowed);
 }
 
-TEST_F(ExplanationTest, ARecordThatIsNotReadIsToldWhy) {
+TEST_F(ExplanationTest, ARecordThatIsNotReadHasTheReason) {
   Zone zone = {{"TXT self.test", {"v=spf1 include:self.test -all"}}};
   for (int i = 0; i < 12; ++i) {
     zone["TXT c" + std::to_string(i) + ".test"] = {"v=spf1 include:c" + std::to_string(i + 1) +
@@ -266,12 +263,12 @@ TEST_F(ExplanationTest, ARecordThatIsNotReadIsToldWhy) {
   EXPECT_EQ(LastLine(chain), "  at least 11" + kTooMany);
 }
 
-TEST_F(ExplanationTest, NothingIsShownWhereNothingWasEvaluated) {
+TEST_F(ExplanationTest, NothingIsShownIfNothingWasEvaluated) {
   EXPECT_EQ(Explain({"2001:db8::1", "example.org"}), "");
   EXPECT_EQ(ExplainRecord(""), "");
 }
 
-TEST_F(ExplanationTest, TheTimeOfARecordHasThatOfTheRecordsBelowIt) {
+TEST_F(ExplanationTest, TheTimeOfARecordIncludesThatOfTheRecordsBelowIt) {
   const ScriptedNameServer server([](const Bytes& query) {
     std::this_thread::sleep_for(std::chrono::milliseconds(120));
     return Datagrams{
@@ -297,15 +294,15 @@ TEST_F(ExplanationTest, TermsAreCountedAsRFC7208Counts) {
       {"v=spf1 include:two.test -all", "  3" + kAllowed},
       {"v=spf1 include:two.test include:two.test -all", "  6" + kAllowed},
       {"v=spf1 redirect=two.test", "  3" + kAllowed},
-      // Beside an "all" a redirect does not count, nor does what follows it.
+      // Neither a redirect nor the terms after it count if there is an "all".
       {"v=spf1 redirect=two.test -all", "  0" + kAllowed},
       {"v=spf1 a -all mx include:two.test", "  1" + kAllowed},
       {"v=spf1 redirect=two.test a", "  4" + kAllowed},
-      // Of what is not read nobody knows.
+      // The terms of a record that is not read are not known.
       {"v=spf1 -include:two.test -all", "  at least 1" + kAllowed},
       {"v=spf1 include:%{d} -all", "  at least 1" + kAllowed},
       {"v=spf1 ip4:192.0.2.7 include:two.test -all", "  at least 1" + kAllowed},
-      // What is not reached in a record that is read counts as it is.
+      // Terms count even if they are not reached.
       {"v=spf1 ip4:192.0.2.7 a mx -all", "  2" + kAllowed},
       {"v=spf1 include:empty.test a a a a a a a a a -all", "  10" + kAllowed},
       {"v=spf1 include:empty.test a a a a a a a a a a -all", "  11" + kTooMany},

@@ -1,7 +1,5 @@
 #include "tests/spf_may_send/MaySendRun.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 namespace {
@@ -36,4 +34,13 @@ void ExpectVerdict(const std::vector<std::string>& arguments, int status,
   EXPECT_EQ(run.GetStatus(), status);
   EXPECT_EQ(run.GetOutput(), output);
   EXPECT_EQ(run.GetErrors(), "");
+}
+
+void ExpectWrongUse(const std::vector<std::string>& arguments, const std::string& message) {
+  SCOPED_TRACE(message);
+  MaySendRun run(arguments);
+  EXPECT_EQ(run.GetStatus(), kWrongUse);
+  EXPECT_EQ(run.GetOutput(), "");
+  EXPECT_EQ(run.GetErrors(),
+            "spf-may-send: " + message + "\nTry 'spf-may-send --help' or 'man spf-may-send'.\n");
 }

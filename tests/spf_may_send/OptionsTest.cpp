@@ -1,9 +1,10 @@
-// The command line.
+// The command line of spf-may-send.
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/spf_may_send/MaySendRun.h"
@@ -18,28 +19,14 @@ using Zone = ScriptedNameServer::Zone;
 const std::string kRecord = "v=spf1 ip4:192.0.2.0/24 -all";
 const std::string kPassedLine = "passed: ip4:192.0.2.0/24 of example.org matches\n";
 
-class OptionsTest : public testing::Test {
- protected:
-  OptionsTest() { SetResolverFile("nameserver 127.0.0.1\n"); }
-};
+using OptionsTest = MaySendTest;
 
-struct Mistake {
-  Texts arguments;
-  const char* message;
-};
+// Arguments, and the message about them.
+using Mistake = std::pair<Texts, std::string>;
 
-void ExpectWrongUse(const Mistake& mistake) {
-  SCOPED_TRACE(mistake.message);
-  MaySendRun run(mistake.arguments);
-  EXPECT_EQ(run.GetStatus(), kWrongUse);
-  EXPECT_EQ(run.GetOutput(), "");
-  EXPECT_EQ(run.GetErrors(), "spf-may-send: " + std::string(mistake.message) +
-                                 "\nTry 'spf-may-send --help' or 'man spf-may-send'.\n");
-}
-
-// How long the check of `arguments` takes when no server answers.
+// Returns how long a check without an answer takes.
 double SecondsWithoutAnswer(const Texts& arguments) {
-  const ScriptedNameServer server([](const Bytes&) { return Datagrams{}; });
+  const ScriptedNameServer server(Silence);
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(MaySendRun(arguments).GetStatus(), kNoVerdict);
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -67,7 +54,7 @@ TEST_F(OptionsTest, VersionIsThatOfTheProject) {
   }
 }
 
-TEST_F(OptionsTest, ARecordIsEvaluatedInPlaceOfThePublishedOne) {
+TEST_F(OptionsTest, ARecordIsEvaluatedInsteadOfThePublishedOne) {
   const ScriptedNameServer server(Zone{{"TXT example.org", {"v=spf1 -all"}}});
   for (const Texts& words : {Texts{"-r", kRecord}, Texts{"--record", kRecord},
                              Texts{"--record=" + kRecord}, Texts{"-r" + kRecord}}) {
@@ -90,7 +77,7 @@ TEST_F(OptionsTest, ARecordWithoutTheVersionIsMalformed) {
                 "no verdict: malformed record: it does not begin with v=spf1\n");
 }
 
-TEST_F(OptionsTest, TheServerIsAskedInPlaceOfTheSystems) {
+TEST_F(OptionsTest, TheServerIsAskedInsteadOfTheSystems) {
   SetResolverFile("nameserver 127.0.0.9\n");
   for (const Texts& words : {Texts{"-s", "127.0.0.1"}, Texts{"--server", "127.0.0.1"}}) {
     const ScriptedNameServer server(Zone{{"TXT example.org", {kRecord}}});
@@ -99,7 +86,7 @@ TEST_F(OptionsTest, TheServerIsAskedInPlaceOfTheSystems) {
   }
 }
 
-TEST_F(OptionsTest, TheTimeLimitIsANumberOfSecondsWithOrWithoutDecimals) {
+TEST_F(OptionsTest, TheTimeLimitIsInSecondsAndMayHaveDecimals) {
   for (const char* option : {"-t", "--time-limit"}) {
     EXPECT_LT(SecondsWithoutAnswer({option, ".25", "192.0.2.7", "example.org"}), 4.5);
   }
@@ -111,7 +98,7 @@ TEST_F(OptionsTest, TheTimeLimitIsANumberOfSecondsWithOrWithoutDecimals) {
   }
 }
 
-TEST_F(OptionsTest, QuietPrintsNothingWhateverTheVerdict) {
+TEST_F(OptionsTest, QuietPrintsNothing) {
   const ScriptedNameServer server(Zone{});
   for (const char* option : {"-q", "--quiet"}) {
     ExpectVerdict({option, "-r", kRecord, "192.0.2.7", "example.org"}, kPassed, "");
@@ -135,7 +122,7 @@ TEST_F(OptionsTest, TheLastOfTwoEqualOptionsCounts) {
                 kPassedLine);
 }
 
-// A sender is chosen by a stranger: "--help" as one must not end with the status of passed.
+// A stranger chooses the sender: "--help" must not give the status of passed.
 TEST_F(OptionsTest, NothingAfterTheAddressIsAnOption) {
   for (const char* sender : {"--help", "--version", "-h", "-V", "-q", "--record=v=spf1"}) {
     SCOPED_TRACE(sender);
@@ -149,8 +136,8 @@ TEST_F(OptionsTest, NothingAfterTheAddressIsAnOption) {
                 "failed: no term of example.org matches\n");
 }
 
-TEST_F(OptionsTest, AnOptionThatIsNotOneIsWrongUse) {
-  for (const Mistake& mistake : {
+TEST_F(OptionsTest, AnUnknownOptionIsWrongUse) {
+  for (const auto& [arguments, message] : {
            Mistake{{"--no"}, "no such option: --no"},
            Mistake{{"--no=1", "192.0.2.7", "example.org"}, "no such option: --no=1"},
            Mistake{{"-x", "192.0.2.7", "example.org"}, "no such option: -x"},
@@ -164,34 +151,34 @@ TEST_F(OptionsTest, AnOptionThatIsNotOneIsWrongUse) {
            Mistake{{"--record"}, "a value is missing after --record"},
            Mistake{{"-et"}, "a value is missing after -et"},
        }) {
-    ExpectWrongUse(mistake);
+    ExpectWrongUse(arguments, message);
   }
 }
 
-TEST_F(OptionsTest, ATimeLimitThatIsNotANumberFromAMillisecondToADayIsWrongUse) {
+TEST_F(OptionsTest, ATimeLimitIsFromAMillisecondToADay) {
   for (const std::string limit : {"", "0", "-1", "0.0009", "86400.1", "1e3", "1,5", "5s", "x",
                                   "nan", "inf", "+1", " 1", "0x10", "99999999999999999999999999"}) {
-    const std::string message = "the time limit is a number of seconds, 0.001 to 86400: " + limit;
-    ExpectWrongUse({{"-t", limit, "192.0.2.7", "example.org"}, message.c_str()});
+    ExpectWrongUse({"-t", limit, "192.0.2.7", "example.org"},
+                   "the time limit is a number of seconds, 0.001 to 86400: " + limit);
   }
 }
 
-TEST_F(OptionsTest, AServerThatIsNotADottedQuadOr0000IsWrongUse) {
+TEST_F(OptionsTest, AServerIsADottedQuadOtherThanZero) {
   for (const std::string server :
        {"", "0.0.0.0", "::1", "localhost", "127.1", "127.0.0.1:53", "127.0.0.256", "--quiet"}) {
-    const std::string message = "the name server is an IPv4 address other than 0.0.0.0: " + server;
-    ExpectWrongUse({{"--server", server, "192.0.2.7", "example.org"}, message.c_str()});
+    ExpectWrongUse({"--server", server, "192.0.2.7", "example.org"},
+                   "the name server is an IPv4 address other than 0.0.0.0: " + server);
   }
 }
 
-TEST_F(OptionsTest, ANumberOfArgumentsOtherThanTwoIsWrongUse) {
-  for (const Mistake& mistake : {
+TEST_F(OptionsTest, AnythingButTwoArgumentsIsWrongUse) {
+  for (const auto& [arguments, message] : {
            Mistake{{}, "an address and a sender or domain are wanted"},
            Mistake{{"192.0.2.7"}, "the sender or domain is missing"},
            Mistake{{"2001:db8::1"}, "the sender or domain is missing"},
            Mistake{{"example.org"}, "the address is missing: it is the first argument"},
            Mistake{{"192.0.2.7", "example.org", "more"}, "too many arguments: more"},
        }) {
-    ExpectWrongUse(mistake);
+    ExpectWrongUse(arguments, message);
   }
 }

@@ -1,10 +1,11 @@
-// Memory and descriptors that run out: nobody can say.
+// Memory and descriptors that run out.
 
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "tests/spf_may_send/MaySendRun.h"
+#include "tests/support/Text.h"
 
 TEST(ShortageTest, WithoutADescriptorThereIsNoVerdict) {
   MaySendRun run({"-s", "127.0.0.1", "192.0.2.7", "example.org"}, "ulimit -n 3; exec \"$@\"");
@@ -15,10 +16,7 @@ TEST(ShortageTest, WithoutADescriptorThereIsNoVerdict) {
 }
 
 TEST(ShortageTest, WithoutMemoryThereIsNoVerdict) {
-  std::string record = "v=spf1";
-  for (int i = 0; i < 8000; ++i) {
-    record += " ip4:192.0.2.1";
-  }
+  const std::string record = "v=spf1" + Repeat(" ip4:192.0.2.1", 8000);
   MaySendRun run({"-e", "-r", record, "192.0.2.7", "example.org"}, "ulimit -v 4000; exec \"$@\"");
   EXPECT_EQ(run.GetStatus(), kNoVerdict);
   EXPECT_EQ(run.GetOutput(), "");

@@ -1,4 +1,4 @@
-// Standard outputs that take nothing: a verdict that nobody can read is wrong use.
+// A standard output that cannot be written: the status is that of wrong use.
 
 #include <gtest/gtest.h>
 
@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "tests/spf_may_send/MaySendRun.h"
-#include "tests/support/PrivateNetwork.h"
 #include "tests/support/ScriptedNameServer.h"
+#include "tests/support/Text.h"
 
 namespace {
 
@@ -15,10 +15,7 @@ using Texts = std::vector<std::string>;
 
 const Texts kCheck = {"192.0.2.25", "example.org"};
 
-class StandardOutputTest : public testing::Test {
- protected:
-  StandardOutputTest() { SetResolverFile("nameserver 127.0.0.1\n"); }
-
+class StandardOutputTest : public MaySendTest {
  private:
   ScriptedNameServer m_server{ScriptedNameServer::Zone{{"TXT example.org", {"v=spf1 a -all"}},
                                                        {"A example.org", {"192.0.2.25"}}}};
@@ -32,7 +29,7 @@ void ExpectError(const Texts& arguments, const std::string& command, const std::
   EXPECT_EQ(run.GetErrors(), "spf-may-send: cannot write to standard output: " + error + "\n");
 }
 
-// Standard output is a pipe that nobody reads any more.
+// Standard output is a pipe without a reader.
 const std::string kBrokenPipe = "mkfifo pipe; exec 3<>pipe >pipe 3<&-; rm pipe; exec \"$@\"";
 
 }  // namespace
@@ -44,7 +41,7 @@ TEST_F(StandardOutputTest, AFullDiskIsStatus2) {
   }
 }
 
-TEST_F(StandardOutputTest, AClosedOneIsStatus2) {
+TEST_F(StandardOutputTest, AClosedStandardOutputIsStatus2) {
   for (const char* command : {"exec \"$@\" >&-", "exec \"$@\" <&- >&-"}) {
     ExpectError(kCheck, command, "Bad file descriptor");
   }
@@ -56,15 +53,12 @@ TEST_F(StandardOutputTest, ABrokenPipeIsStatus2) {
 }
 
 TEST_F(StandardOutputTest, ALongOutputOnAFullDiskIsStatus2) {
-  std::string record = "v=spf1";
-  for (int i = 0; i < 8000; ++i) {
-    record += " ip4:192.0.2.1";
-  }
+  const std::string record = "v=spf1" + Repeat(" ip4:192.0.2.1", 8000);
   ExpectError({"-e", "-r", record, "192.0.2.25", "example.org"}, "exec \"$@\" >/dev/full",
               "No space left on device");
 }
 
-TEST_F(StandardOutputTest, QuietNeedsNone) {
+TEST_F(StandardOutputTest, QuietNeedsNoStandardOutput) {
   for (const char* command :
        {"exec \"$@\" >&-", "exec \"$@\" >/dev/full", "exec \"$@\" <&- >&- 2>&-"}) {
     SCOPED_TRACE(command);
@@ -73,7 +67,7 @@ TEST_F(StandardOutputTest, QuietNeedsNone) {
   }
 }
 
-// A look-up's socket must not be taken for one of the standard streams.
+// The socket of a look-up must not become a standard stream.
 TEST_F(StandardOutputTest, WithoutAStandardInputTheVerdictIsTheSame) {
   for (const char* command : {"exec \"$@\" <&-", "exec \"$@\" <&- 2>&-"}) {
     MaySendRun run(kCheck, command);

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "tests/spf_may_send/MaySendRun.h"
 #include "tests/support/PrivateNetwork.h"
@@ -12,19 +12,15 @@
 
 namespace {
 
-using Texts = std::vector<std::string>;
 using Zone = ScriptedNameServer::Zone;
 
 const Zone kZone = {{"TXT example.org", {"v=spf1 a -all"}},
                     {"A example.org", {"192.0.2.25"}},
                     {"TXT mx.test", {"v=spf1 mx -all"}}};
 
-class VerdictTest : public testing::Test {
- protected:
-  VerdictTest() { SetResolverFile("nameserver 127.0.0.1\n"); }
-};
+using VerdictTest = MaySendTest;
 
-// A server whose replies have `flags`.
+// Replies with `flags`.
 ScriptedNameServer::Script WithFlags(std::uint16_t flags) {
   return [flags](const Bytes& query) {
     return Datagrams{ReplyBuilder(query).SetFlags(flags).Build()};
@@ -54,7 +50,7 @@ TEST_F(VerdictTest, NoVerdictIsStatus4) {
                 "no verdict: mx of mx.test is not evaluated\n");
 }
 
-TEST_F(VerdictTest, TheDomainIsAfterTheLastSignOfTheSender) {
+TEST_F(VerdictTest, TheDomainFollowsTheLastAtSignOfTheSender) {
   const ScriptedNameServer server(kZone);
   for (const char* sender : {"example.org", "joe@example.org", "<joe@example.org>", "example.org.",
                              "\"x@mx.test\"@example.org", "@example.org"}) {
@@ -63,19 +59,17 @@ TEST_F(VerdictTest, TheDomainIsAfterTheLastSignOfTheSender) {
   }
 }
 
-TEST_F(VerdictTest, AnErrorCodeIsNoVerdictAndNamesTheServer) {
-  const ScriptedNameServer server(WithFlags(0x8182));
-  ExpectVerdict({"192.0.2.7", "example.org"}, kNoVerdict,
-                "no verdict: error code 2 for TXT example.org; the name server is 127.0.0.1\n");
+TEST_F(VerdictTest, AFailedLookUpIsNoVerdictAndNamesTheServer) {
+  for (const auto& [flags, failure] :
+       {std::pair{0x8182, "error code 2"}, std::pair{0x8380, "truncated answer"}}) {
+    const ScriptedNameServer server(WithFlags(static_cast<std::uint16_t>(flags)));
+    ExpectVerdict({"192.0.2.7", "example.org"}, kNoVerdict,
+                  std::string("no verdict: ") + failure +
+                      " for TXT example.org; the name server is 127.0.0.1\n");
+  }
 }
 
-TEST_F(VerdictTest, ATruncatedAnswerIsNoVerdictAndNamesTheServer) {
-  const ScriptedNameServer server(WithFlags(0x8380));
-  ExpectVerdict({"192.0.2.7", "example.org"}, kNoVerdict,
-                "no verdict: truncated answer for TXT example.org; the name server is 127.0.0.1\n");
-}
-
-TEST_F(VerdictTest, AServerThatCannotBeAskedIsNamedWithWhatToDo) {
+TEST_F(VerdictTest, AServerWithoutAnIPv4AddressIsNamedWithAdvice) {
   for (const std::string server : {"::1", "localhost", "0.0.0.0"}) {
     SetResolverFile("nameserver " + server + "\n");
     MaySendRun run({"192.0.2.7", "example.org"});
