@@ -1,5 +1,5 @@
-// AppendFile is a file that a run appends to: the output or the errors file. What was appended
-// stays when the program is killed; the last line may be cut then.
+// AppendFile is a file that a run appends to: the output or the errors file. Appended text survives
+// if the program is killed, but the last line may be incomplete.
 //
 // One thread at a time. Appending blocks as the file does.
 
@@ -13,32 +13,30 @@
 
 class AppendFile {
  public:
-  // Opens the file at `path`, or makes it; nothing: takes standard output. Throws a StdException
-  // when it cannot be opened.
+  // Opens the file at `path`, and creates it if needed; without a path: uses standard output.
+  // Throws a StdException if it cannot be opened.
   explicit AppendFile(const std::optional<std::string>& path);
   ~AppendFile();
 
   AppendFile(const AppendFile&) = delete;
   AppendFile& operator=(const AppendFile&) = delete;
 
-  // Locks a regular file, until it is closed; any other, and standard output, stays as it is.
-  // Throws a StdException when another run has it locked.
+  // Locks a regular file until it is closed; does nothing for others and for standard output.
+  // Throws a StdException if another run has locked it.
   void Lock() const;
 
-  // Appends all of `text`. Throws a StdException when that fails; a part may have been written.
+  // Appends all of `text`. Throws a StdException on failure, possibly after writing part of it.
   void Append(std::string_view text);
 
-  // Cuts a regular file to `size` bytes; any other stays as it is. Throws a StdException when that
-  // fails.
+  // Cuts a regular file to `size` bytes; does nothing for others. Throws a StdException on failure.
   void Cut(off_t size);
 
-  // Closes the file. Throws a StdException when the system then tells that not all was written.
+  // Closes the file. Throws a StdException if the system then reports a failed write.
   void Close();
 
-  // Returns whether it is a regular file.
   bool IsRegular() const;
 
-  // Returns the size of a regular file; 0 for any other.
+  // Returns the size of a regular file; 0 for others.
   off_t GetSize() const;
 
   // Returns whether `descriptor` is open on the same regular file.

@@ -7,16 +7,16 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <exception>
 
 #include "framework/core/Exceptions.h"
 
 namespace {
 
 constexpr std::chrono::milliseconds kTick{20};
-constexpr rlim_t kOtherDescriptors = 24;  // beside those of look-ups
+constexpr rlim_t kOtherDescriptors = 24;  // for anything but look-ups
 
-// Allows a descriptor for each check. Throws a StdException when the system does not.
+// Raises the limit of descriptors so that each check has one. Throws a StdException if the system
+// does not allow that.
 void RaiseDescriptorLimit(unsigned jobs) {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);

@@ -1,8 +1,7 @@
-// BulkRun is one run of spf-bulk: it starts the threads, writes what they find out, and tells how
-// it ended.
+// BulkRun is one run of spf-bulk: it starts the threads, writes their results, and reports how the
+// run ended.
 //
-// For the main thread. Beside it work a SignalWatch, an InputReader, and as many Checkers as there
-// are jobs.
+// For the main thread. The others are a SignalWatch, an InputReader, and a Checker for each job.
 
 #pragma once
 
@@ -28,8 +27,8 @@ class BulkRun {
   explicit BulkRun(const Options& options);
   ~BulkRun();
 
-  // Does all of it. Returns whether each line has passed or failed. Throws a StdException when the
-  // run cannot begin or is not complete. A signal that ends the run ends the program.
+  // Runs to the end. Returns whether each line has passed or failed. Throws a StdException if the
+  // run cannot begin or is incomplete. A signal that ends the run ends the program.
   bool Run();
 
  private:
@@ -50,6 +49,6 @@ class BulkRun {
   Checker::Run m_checkerRun;
   std::unique_ptr<InputReader> m_reader;
   std::vector<std::unique_ptr<Checker>> m_checkers;
-  std::string m_output;  // that is to be written
+  std::string m_output;  // to be written
   std::string m_errors;
 };

@@ -1,6 +1,6 @@
 // Checker is a thread that checks lines, one at a time, until there are no more.
 //
-// The owner makes it, starts it, and destroys it, which waits for the end of the thread.
+// Its owner makes, starts and destroys it. The destructor waits for the end of the thread.
 
 #pragma once
 
@@ -16,15 +16,15 @@
 
 class Checker : public ThreadedObject {
  public:
-  // What all checkers of a run have in common. All of it must outlive them.
+  // Is shared by all checkers of a run, and must outlive them, as must its members.
   struct Run {
     Dispatcher& dispatcher;
-    const HangUp& hangUp;                 // ends checks that are under way
-    Pace* pace;                           // null: there is no limit of the rate
+    const HangUp& hangUp;                 // ends the checks under way
+    Pace* pace;                           // null: the rate is unlimited
     std::chrono::milliseconds timeLimit;  // of one check
   };
 
-  // `number`: of the thread, as the dispatcher wants it.
+  // `number`: of the thread, for the dispatcher.
   Checker(const Run& run, unsigned number) : m_run(run), m_number(number) {}
   ~Checker() noexcept(false) override;
 

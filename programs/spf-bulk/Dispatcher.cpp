@@ -12,11 +12,11 @@ namespace {
 constexpr std::size_t kLargestWindow = std::size_t{32} * 1024 * 1024;  // bytes of lines
 constexpr std::size_t kUsualWindow = std::size_t{1024} * 1024;
 constexpr std::size_t kReadAhead = std::size_t{128} * 1024;
-constexpr seconds kGathering{1};  // how long repetitions wait for more of them
-constexpr seconds kFresh{1};      // how long a check counts for the quiet that they need
+constexpr seconds kGathering{1};  // for which repetitions wait for others
+constexpr seconds kFresh{1};      // for which a check disturbs the quiet that they need
 constexpr milliseconds kQuiet{200};
 constexpr microseconds kSpace{250};  // between the beginnings of repetitions
-constexpr unsigned kQuietShare = 4;  // so many times fewer checks are under way then
+constexpr unsigned kQuietShare = 4;  // a fraction of the checks is under way then
 
 }  // namespace
 
@@ -127,7 +127,7 @@ Dispatcher::Choice Dispatcher::Choose(Clock::time_point now) {
   return m_window.HasWaiting() ? Choice::kFirst : Choice::kNone;
 }
 
-// Lets the repetitions begin that have gathered, if it is time, or if there is nothing else to do.
+// Lets the gathered repetitions begin if it is time, or if there is nothing else to do.
 void Dispatcher::GatherRepetitions(Clock::time_point now) {
   if (m_repetitions.empty() && !m_gathering.empty() &&
       (now - m_gathering.front().since >= kGathering || !m_window.HasWaiting())) {
@@ -139,7 +139,7 @@ bool Dispatcher::MustBeQuiet(Clock::time_point now) const {
   return !m_repetitions.empty() || (m_repeating > 0 && now - m_lastRepetition < kQuiet);
 }
 
-// Returns whether few of the checks that are under way began lately.
+// Returns whether few of the checks under way began recently.
 bool Dispatcher::IsQuiet(Clock::time_point now) const {
   const auto fresh = std::count_if(m_begins.begin(), m_begins.end(), [now](auto begin) {
     return begin != Clock::time_point() && now - begin < kFresh;
@@ -147,7 +147,7 @@ bool Dispatcher::IsQuiet(Clock::time_point now) const {
   return fresh < std::max(m_load.Get() / kQuietShare, 1U);
 }
 
-// Gives a task to a thread, if one may begin now.
+// Gives `thread` a task if one may begin now.
 bool Dispatcher::Start(unsigned thread, std::optional<Task>& task) {
   const Clock::time_point now = Clock::now();
   const Choice choice = Choose(now);

@@ -1,17 +1,19 @@
 // Dispatcher gives the lines of the input to the threads that check them, and the outcomes to the
-// thread that writes them, in the order of the input. It decides when which check begins:
+// thread that writes them, in the order of the input. It decides when each check begins:
 //
-//   - No more are under way than the name server bears (LoadLimit).
-//   - A check that lacked an answer is made once more. Such repetitions gather for a second. Then
-//     they begin 0.25 ms after one another, while fewer than a quarter as many checks are under
-//     way; those that began a second ago wait for an answer and do not count. Until none of them
-//     began in the last 0.2 s, other checks begin only while as few are under way. So all questions
-//     of a repetition find room at the server.
-//   - Lines from the first one that is not written to the last one that was read have 1 MiB. They
-//     have more, 32 MiB at most, only while those that wait for their check have less than 128 KiB:
-//     a slow line holds back the others, but what is usual on a busy machine costs no memory.
+//   - At most as many are under way as the name server can take (LoadLimit).
+//   - A check that lacked an answer is repeated once. Such repetitions gather for a second. Then
+//     they begin at intervals of 0.25 ms, while fewer than a quarter of that number are under way;
+//     checks that began more than a second ago wait for an answer and do not count.
+//     Until 0.2 s after the last repetition began, other checks begin only under the same
+//     condition. So the server has room for all questions of a repetition.
+//   - The lines from the first one that is not written to the last one that was read may have 1
+//   MiB.
+//     They may have more, at most 32 MiB, only while those that wait for their check have less than
+//     128 KiB: a slow line holds back the others, but the usual delays of a busy machine cost no
+//     memory.
 //
-// Any thread may use it, in the role that the operation belongs to.
+// Any thread may use it, in the role that an operation belongs to.
 
 #pragma once
 
@@ -43,35 +45,34 @@ class Dispatcher {
     LineWindow::Place place;
     std::string_view line;                        // valid until the task is finished
     Clock::time_point begin;                      // when it may begin
-    std::optional<Clock::time_point> firstBegin;  // of a check that is made once more
+    std::optional<Clock::time_point> firstBegin;  // of a check that is repeated
   };
 
-  // `jobs`: how many threads check.
+  // `jobs`: the number of threads that check.
   explicit Dispatcher(unsigned jobs);
 
   // For the thread that reads. Add blocks until there is room, and returns false once the run has
-  // ended. Close tells that no more lines follow; `fault`: what is wrong with the input, if
-  // anything is.
+  // ended. Close says that no more lines follow; `fault`: of the input, empty if there is none.
   bool Add(std::unique_ptr<LineBlock> block);
   void Close(const std::string& fault);
 
-  // For the threads that check, numbered from 0: finishes `task`, if there is one, with `outcome`,
-  // and takes the next. Blocks until there is one, and returns false when there are no more.
+  // For the threads that check, numbered from 0. Finishes `task`, if there is one, with `outcome`,
+  // and takes the next one. Blocks until there is one; returns false if there are no more.
   bool Exchange(unsigned thread, std::optional<Task>& task, const Outcome& outcome);
 
   // For the thread that writes. Wait blocks for at most `time`, and returns whether all lines are
-  // done or the run has ended. Print appends what can be written now, some 64 KiB at most; it
-  // returns false if there is more.
+  // done or the run has ended. Print appends the text that can be written now, at most about 64
+  // KiB, and returns false if there is more.
   bool Wait(Clock::duration time);
   bool Print(std::string& output, std::string& errors);
 
-  // Ends the run before its time, because of `fault`: no task is given any more, and what is not
-  // finished yet never will be.
+  // Ends the run early because of `fault`: gives no more tasks, and ignores the outcomes of those
+  // under way.
   void End(const std::string& fault);
 
   Totals GetTotals() const;
 
-  // Returns the first fault that ended the input or the run; empty: none did.
+  // Returns the first fault that ended the input or the run; empty if there is none.
   std::string GetFault() const;
 
  private:
@@ -100,8 +101,8 @@ class Dispatcher {
   LineWindow m_window FWK_GUARDED_BY(m_lock);
   LoadLimit m_load FWK_GUARDED_BY(m_lock);
   Totals m_totals FWK_GUARDED_BY(m_lock);
-  std::deque<Repetition> m_gathering FWK_GUARDED_BY(m_lock);       // that are not to begin yet
-  std::deque<Repetition> m_repetitions FWK_GUARDED_BY(m_lock);     // that are
+  std::deque<Repetition> m_gathering FWK_GUARDED_BY(m_lock);       // may not begin yet
+  std::deque<Repetition> m_repetitions FWK_GUARDED_BY(m_lock);     // may begin
   unsigned m_repeating FWK_GUARDED_BY(m_lock) = 0;                 // repetitions under way
   Clock::time_point m_lastRepetition FWK_GUARDED_BY(m_lock);       // when it began
   std::vector<Clock::time_point> m_begins FWK_GUARDED_BY(m_lock);  // by thread; {}: none

@@ -1,7 +1,6 @@
-// The entries of the errors file: "number,reason,line" for each line of the input that there is
-// something to say about.
+// Makes and reads the entries of the errors file: "number,reason,line".
 //
-// Any thread may use them. Nothing blocks.
+// Any thread may call; nothing blocks.
 
 #pragma once
 
@@ -9,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-// Returns the entry, with its line feed. A comma in `reason` becomes a semicolon; of `line` it has
-// the first SenderLine::kLongest characters, printable (ToPrintable).
+// Returns the entry with its line feed. A comma in `reason` becomes a semicolon; the entry has the
+// first SenderLine::kLongest characters of `line`, made printable by ToPrintable().
 std::string MakeErrorEntry(std::uint64_t number, std::string_view reason, std::string_view line);
 
-// Returns the number of an entry; 0 where `entry` does not begin with one.
+// Returns the number of `entry`; 0 if it does not begin with one.
 std::uint64_t NumberOfErrorEntry(std::string_view entry);

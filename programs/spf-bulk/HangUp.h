@@ -1,5 +1,5 @@
-// HangUp is what tells everybody who waits for something that the run has ended: a pair of stream
-// sockets, of which one end is shut down then.
+// HangUp tells everybody who waits that the run has ended: one end of a pair of stream sockets is
+// shut down.
 //
 // Any thread may use it.
 
@@ -9,20 +9,19 @@
 
 class HangUp {
  public:
-  // Throws a StdSystemException when there are no more descriptors.
+  // Throws a StdSystemException if there are no more descriptors.
   HangUp();
   ~HangUp();
 
   HangUp(const HangUp&) = delete;
   HangUp& operator=(const HangUp&) = delete;
 
-  // Returns the descriptor that becomes ready for POLLRDHUP.
+  // Returns the descriptor that then becomes ready for POLLRDHUP.
   int GetDescriptor() const { return m_ends[0]; }
 
-  // Tells everybody.
   void Tell();
 
-  // Blocks until `time`, or until everybody is told.
+  // Blocks until `time` or Tell().
   void WaitUntil(std::chrono::steady_clock::time_point time) const;
 
  private:

@@ -1,4 +1,4 @@
-// InputFile is the input of a run, opened.
+// InputFile opens the input of a run.
 
 #pragma once
 
@@ -9,8 +9,8 @@
 
 class InputFile {
  public:
-  // Opens the file at `path`; nothing: takes standard input. Throws a StdException when it cannot
-  // be opened or is a directory.
+  // Opens the file at `path`; without a path: uses standard input. Throws a StdException if it
+  // cannot be opened or is a directory.
   explicit InputFile(const std::optional<std::string>& path);
   ~InputFile();
 
@@ -19,7 +19,7 @@ class InputFile {
 
   int GetDescriptor() const { return m_descriptor; }
 
-  // Returns the position at which reading begins; -1 where the input has none.
+  // Returns the position at which reading begins; -1 if the input has none.
   off_t GetBegin() const { return m_begin; }
 
   // Returns its name for messages.

@@ -1,7 +1,7 @@
-// InputReader is the thread that reads the input and hands its lines to the dispatcher, those of
-// one read together.
+// InputReader is the thread that reads the input and hands its lines to the dispatcher, together
+// those of one read.
 //
-// The owner makes it, starts it, and destroys it, which waits for the end of the thread.
+// Its owner makes, starts and destroys it. The destructor waits for the end of the thread.
 
 #pragma once
 
@@ -13,7 +13,7 @@
 
 class InputReader : public ThreadedObject {
  public:
-  // Reads from where `input` is. Both must outlive the object.
+  // Continues where `input` is. Both must outlive the object.
   InputReader(LineSource& input, Dispatcher& dispatcher)
       : m_input(input), m_dispatcher(dispatcher) {}
   ~InputReader() noexcept(false) override;

@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t kFull = std::size_t{64} * 1024;  // bytes
 constexpr std::size_t kLeastWeight = 16;
 constexpr std::size_t kMostLines = kFull / kLeastWeight;
-constexpr std::size_t kNoteWeight = 96;  // of a note, beside its text
+constexpr std::size_t kNoteWeight = 96;  // of a note without its text
 
 }  // namespace
 

@@ -1,9 +1,8 @@
-// LineBlock holds some lines of the input that follow one another, and what is known of each. It
-// keeps 8 bytes beside a line, as there may be millions of short lines in the window. All full
-// blocks take the same memory, so that a new one fits where an old one was.
+// LineBlock holds consecutive lines of the input, and the state of each. It takes only 8 bytes more
+// for a line, as there may be millions of short ones. All full blocks have the same size, so that a
+// new one fits in the memory of an old one.
 //
-// One thread at a time may change it. Once it is closed its lines do not change, so that other
-// threads may read them meanwhile.
+// One thread at a time may change it. Other threads may read lines meanwhile, once it is closed.
 
 #pragma once
 
@@ -23,29 +22,29 @@ class LineBlock {
   // `number`: of the first line, counted from 1.
   explicit LineBlock(std::uint64_t number);
 
-  // Adds the next line, given without its line feed, and finds out whether it is well-formed.
+  // Adds the next line, without its line feed, and decides whether it is well-formed.
   void Add(std::string_view line);
 
   // Returns whether no more lines should be added.
   bool IsFull() const;
 
-  // Gives back memory that was kept for more lines, if most of it is not used.
+  // Frees the memory for more lines if most of it is unused.
   void Close();
 
   std::size_t GetCount() const { return m_lines.size(); }
   State GetState(std::size_t index) const { return m_lines[index].state; }
   std::string_view GetLine(std::size_t index) const;
 
-  // Returns what a line takes of the window: its bytes, 16 at least, and those of its note.
+  // Returns the memory that a line counts for: its bytes, at least 16, and those of its note.
   std::size_t GetWeight(std::size_t index) const;
 
-  // Returns whether it is known what becomes of a line.
+  // Returns whether the outcome of a line is known.
   bool IsDone(std::size_t index) const;
 
   void SetStarted(std::size_t index) { m_lines[index].state = State::kStarted; }
   void SetOutcome(std::size_t index, const Outcome& outcome);
 
-  // Appends what the files hold of a line that is done.
+  // Appends the text of a finished line for the files.
   void Print(std::size_t index, std::string& output, std::string& errors) const;
 
  private:

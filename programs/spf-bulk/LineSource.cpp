@@ -82,9 +82,9 @@ bool LineSource::Fill() {
   return size > 0;
 }
 
-// Returns false when the other end has hung up.
+// Returns false if the other end has hung up.
 bool LineSource::WaitForInput() const {
-  pollfd events[] = {{m_descriptor, POLLIN, 0}, {m_hangUp, POLLRDHUP, 0}};  // poll passes over -1
+  pollfd events[] = {{m_descriptor, POLLIN, 0}, {m_hangUp, POLLRDHUP, 0}};  // poll ignores -1
   while (poll(events, std::size(events), -1) < 0 && errno == EINTR) {
   }
   return events[1].revents == 0;

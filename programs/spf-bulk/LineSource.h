@@ -1,4 +1,4 @@
-// LineSource reads lines from a descriptor, and of each no more than a limit, so that it needs the
+// LineSource reads lines from a descriptor. It keeps a limited part of each, so that it needs the
 // same memory for any input.
 //
 // One thread at a time. Next blocks as the descriptor does.
@@ -13,23 +13,23 @@
 
 class LineSource {
  public:
-  // Reads `descriptor`, which stays the caller's. Of a line the first `limit` bytes are kept.
-  // `name`: of the source, in messages. The peer of `hangUp`, a stream socket, ends the reading
-  // when it closes its end; -1: nothing does.
+  // Reads `descriptor`, which remains the caller's. Keeps the first `limit` bytes of a line.
+  // `name`: of the source, for messages. Reading ends when the peer of `hangUp`, a stream socket,
+  // closes its end; -1 for none.
   LineSource(int descriptor, std::size_t limit, const std::string& name, int hangUp);
 
   LineSource(const LineSource&) = delete;
   LineSource& operator=(const LineSource&) = delete;
 
-  // Reads the next line into `line`, without its line feed; it is valid until the next call. The
-  // last line needs no line feed. Returns false at the end. Throws a StdException when the source
-  // cannot be read.
+  // Reads the next line, without its line feed; `line` is valid until the next call. The last line
+  // needs no line feed. Returns false at the end. Throws a StdException if the source cannot be
+  // read.
   bool Next(std::string_view& line);
 
   // Returns whether Next would return without reading the descriptor.
   bool IsBuffered() const;
 
-  // Return how many lines were read, how many bytes they had, and whether the last one had a line
+  // Return the number of lines so far, that of their bytes, and whether the last one had a line
   // feed.
   std::uint64_t GetLines() const { return m_lines; }
   std::uint64_t GetBytes() const { return m_bytes; }
@@ -47,7 +47,7 @@ class LineSource {
   int m_hangUp;
   std::vector<char> m_buffer;
   std::string_view m_unread;  // of the buffer
-  std::string m_begun;        // what was read of a line that goes on
+  std::string m_begun;        // the beginning of an incomplete line
   std::uint64_t m_begunBytes = 0;
   std::uint64_t m_lines = 0;
   std::uint64_t m_bytes = 0;

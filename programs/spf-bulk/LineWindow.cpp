@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr std::size_t kBlockWeight = 256;  // of a block, beside its lines
+constexpr std::size_t kBlockWeight = 256;  // of a block without its lines
 constexpr std::size_t kLargeWrite = std::size_t{64} * 1024;
 
 }  // namespace

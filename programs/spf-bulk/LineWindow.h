@@ -1,5 +1,5 @@
-// LineWindow holds the lines of the input between the first one whose outcome is not known and the
-// last one that was read, in their order, and those before it that are not written yet.
+// LineWindow holds the lines of the input, in order, from the first one that is not printed to the
+// last one that was read.
 //
 // One thread at a time.
 
@@ -21,24 +21,23 @@ class LineWindow {
     std::size_t index = 0;
   };
 
-  // Appends a block that is closed, with at least one line.
+  // Appends a closed block with at least one line.
   void Add(std::unique_ptr<LineBlock> block);
 
   // Returns whether a line waits for its check.
   bool HasWaiting() const { return m_waitingWeight != 0; }
 
-  // Returns the first line that waits, which does not any more. There must be one.
+  // Starts the first line that waits, and returns it. There must be one.
   Place StartNext();
 
   // Sets the outcome of a line that was started.
   void SetOutcome(const Place& place, const Outcome& outcome);
 
-  // Takes lines that are done from the front and appends what the files hold of them to `output`
-  // and `errors`. Returns whether it has stopped before a line that is not done; it stops after
-  // some 64 KiB, too.
+  // Removes finished lines from the front and appends their texts to `output` and `errors`, up to
+  // an unfinished line or about 64 KiB. Returns false if there may be more.
   bool Print(std::string& output, std::string& errors);
 
-  // Return what all lines weigh, and those that wait (LineBlock::GetWeight).
+  // Return the weights of all lines and of those that wait (LineBlock::GetWeight).
   std::size_t GetWeight() const { return m_weight; }
   std::size_t GetWaitingWeight() const { return m_waitingWeight; }
 
@@ -49,7 +48,7 @@ class LineWindow {
 
   std::deque<std::unique_ptr<LineBlock>> m_blocks;
   std::size_t m_printed = 0;    // lines of the first block
-  std::size_t m_nextBlock = 0;  // the position from which on lines may wait
+  std::size_t m_nextBlock = 0;  // no line before this position waits
   std::size_t m_nextIndex = 0;
   std::size_t m_weight = 0;
   std::size_t m_waitingWeight = 0;

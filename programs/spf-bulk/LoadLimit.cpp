@@ -9,10 +9,10 @@ namespace {
 
 constexpr unsigned kFirstLimit = 64;
 constexpr milliseconds kShortestMeasurement{50};
-constexpr seconds kTrialPause{5};  // after one that was in vain
+constexpr seconds kTrialPause{5};  // after a trial in vain
 constexpr seconds kLossPause{60};
-constexpr double kLeastGain = 0.25;  // of the rate that as many more checks could bring
-constexpr double kWeight = 0.25;     // of a measurement beside those before
+constexpr double kLeastGain = 0.25;  // of the gain that the additional checks could bring
+constexpr double kWeight = 0.25;     // of a measurement, compared with earlier ones
 
 }  // namespace
 
@@ -33,7 +33,7 @@ void LoadLimit::OnEnd(Clock::time_point now) {
 
 void LoadLimit::OnLoss(Clock::time_point begin, Clock::time_point now) {
   if (begin < m_lastLoss) {
-    return;  // the limit was another one then
+    return;  // it began with another limit
   }
   m_limit = std::max(m_limit / 2, 1U);
   m_lastLoss = now;
@@ -42,7 +42,7 @@ void LoadLimit::OnLoss(Clock::time_point begin, Clock::time_point now) {
   Measure(now);
 }
 
-// Decides by the rate that was measured.
+// Changes the limit by the measured rate.
 void LoadLimit::Judge(Clock::time_point now) {
   const double rate = m_ended / std::chrono::duration<double>(now - m_begin).count();
   const double increase = static_cast<double>(m_limit) / m_proven - 1;
@@ -61,7 +61,7 @@ void LoadLimit::Judge(Clock::time_point now) {
   }
 }
 
-// Begins a new measurement. What the limit before has left must end first.
+// Begins a new measurement after the checks of the old limit.
 void LoadLimit::Measure(Clock::time_point now) {
   m_passedOver = m_limit;
   m_ended = 0;

@@ -1,8 +1,8 @@
-// LoadLimit finds out how many checks may be under way so that the name server bears them. It
-// begins with 64, whose questions fit into the queue of a server's socket, and tries twice as many
-// for a moment: if more checks end in a second then, it stays with that and goes on. Once an answer
-// was lost because of the load, which takes seconds to be seen, it halves the number and tries no
-// more for a minute.
+// LoadLimit finds out how many checks at once the name server can take. It begins with 64, whose
+// questions fit in the queue of a server's socket, and tries twice as many for a moment: if more
+// checks then end in a second, it keeps that number and tries again. When an answer was lost
+// because of the load, which is noticed after seconds, it halves the number and tries no more for a
+// minute.
 //
 // One thread at a time.
 
@@ -19,10 +19,10 @@ class LoadLimit {
 
   unsigned Get() const { return m_limit; }
 
-  // Notes that a check has ended.
+  // Notes the end of a check.
   void OnEnd(Clock::time_point now);
 
-  // Notes that a check, begun at `begin`, lacked an answer that came when fewer were under way.
+  // Notes that a check, begun at `begin`, lacked an answer that came with fewer checks under way.
   void OnLoss(Clock::time_point begin, Clock::time_point now);
 
  private:
@@ -34,7 +34,7 @@ class LoadLimit {
   unsigned m_proven;        // the limit before the trial
   double m_provenRate = 0;  // checks a second with it
   bool m_isTrial = false;
-  unsigned m_passedOver = 0;  // checks that end before the measurement begins
+  unsigned m_passedOver = 0;  // checks to end before the measurement begins
   unsigned m_ended = 0;       // checks of the measurement
   Clock::time_point m_begin;  // of the measurement
   Clock::time_point m_nextTrial;

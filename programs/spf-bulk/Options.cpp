@@ -12,10 +12,10 @@ namespace {
 constexpr double kLeastRate = 0.001;  // checks a second
 constexpr double kMostRate = 1e6;
 
-// ":": messages of the program's own.
+// ":" leaves messages to this program.
 constexpr char kShortOptions[] = ":j:hV";
 
-// Of options without a letter.
+// Options without a letter.
 enum Word { kOutput = 256, kResume, kErrors, kTimeLimit, kRate, kServer, kProgress, kNoProgress };
 
 constexpr option kLongOptions[] = {{"jobs", required_argument, nullptr, 'j'},
@@ -31,8 +31,8 @@ constexpr option kLongOptions[] = {{"jobs", required_argument, nullptr, 'j'},
                                    {"version", no_argument, nullptr, 'V'},
                                    {nullptr, 0, nullptr, 0}};
 
-// Returns what is wrong with an option that getopt_long did not take. `word`: the argument before
-// the next one to be read.
+// Describes an option that getopt_long rejected with `fault`. `word`: the argument before the next
+// one to be read.
 std::string DescribeFault(int fault, const std::string& word) {
   if (fault == ':') {
     return "a value is missing after " + QuoteArgument(word);

@@ -1,6 +1,6 @@
-// Options is what the command line of spf-bulk asks for.
+// Options has what the command line of spf-bulk asks for.
 //
-// A value type; one thread at a time makes one, as getopt_long keeps state of the process.
+// A value type. Only one thread at a time may make one: getopt_long has process-wide state.
 
 #pragma once
 
@@ -13,37 +13,36 @@ class Options {
  public:
   enum class Action { kRun, kHelp, kVersion };
 
-  // Each look-up has a descriptor, which must be below 1024; some are left for files.
+  // Each look-up needs a descriptor below 1024; the others are for files.
   static constexpr unsigned kMostJobs = 900;
 
-  // Reads the arguments of main(). Throws std::invalid_argument with a text for the user, in
-  // printable ASCII, for wrong use.
+  // Reads the arguments of main(). Throws std::invalid_argument for wrong use, with a text for the
+  // user in printable ASCII.
   Options(int count, char* arguments[]);
 
   Action GetAction() const { return m_action; }
 
-  // Return the paths of the input and the output; nothing: standard input and standard output.
+  // Return the paths of input and output; nothing for standard input and standard output.
   const std::optional<std::string>& GetInput() const { return m_input; }
   const std::optional<std::string>& GetOutput() const { return m_output; }
 
-  // Returns the path of the errors file.
   const std::string& GetErrors() const { return m_errors; }
 
   bool IsResumed() const { return m_isResumed; }
 
-  // Returns how many checks may be under way, 1 to kMostJobs.
+  // Returns the most checks at once, 1 to kMostJobs.
   unsigned GetJobs() const { return m_jobs; }
 
   // Returns how long a check may take, 1 ms to a day.
   std::chrono::milliseconds GetTimeLimit() const { return m_timeLimit; }
 
-  // Returns the time between the beginnings of two checks; nothing: there is no limit of the rate.
+  // Returns the time between the beginnings of two checks; nothing if the rate is unlimited.
   const std::optional<std::chrono::nanoseconds>& GetInterval() const { return m_interval; }
 
   // Returns the name server to ask, a dotted quad; empty for the system's.
   const std::string& GetServer() const { return m_server; }
 
-  // Returns whether the progress is to be shown; nothing: on a terminal.
+  // Returns whether to show the progress; nothing: on a terminal only.
   const std::optional<bool>& GetProgress() const { return m_progress; }
 
  private:

@@ -1,6 +1,6 @@
-// Outcome is what became of a well-formed line.
+// Outcome is the result of a well-formed line.
 //
-// A value type; any thread may use the functions. Nothing blocks.
+// A value type. Any thread may call the functions; nothing blocks.
 
 #pragma once
 
@@ -13,16 +13,15 @@ enum class Verdict : std::uint8_t { kPassed, kFailed, kError };
 
 struct Outcome {
   Verdict verdict = Verdict::kError;
-  std::string note;  // what the errors file says of it; empty: nothing
-  bool lacksAnswer =
-      false;  // a look-up had no full answer, so the verdict may be another one later
+  std::string note;          // its reason in the errors file; empty: no entry
+  bool lacksAnswer = false;  // of a look-up, so that the verdict may be different later
 };
 
-// Returns what the output has after a line: "passed", "failed" or "error".
+// Returns the name of a verdict in the output: "passed", "failed" or "error".
 std::string_view NameOf(Verdict verdict);
 
 // Returns the verdict of that name, if there is one.
 std::optional<Verdict> FindVerdict(std::string_view name);
 
-// What the output has after the header.
+// The name of the column of verdicts.
 inline constexpr std::string_view kVerdictHeader = "verdict";

@@ -13,10 +13,9 @@ class Pace {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // `interval`: between two beginnings.
   explicit Pace(Clock::duration interval) : m_interval(interval) {}
 
-  // Returns when the caller may begin; each call gets a time of its own.
+  // Returns when the caller may begin; each call gets another time.
   Clock::time_point TakeTurn();
 
  private:

@@ -93,7 +93,7 @@ void Progress::CountLines() {
   }
 }
 
-// Returns how many lines were done in a second, lately.
+// Returns the recent rate in lines a second.
 double Progress::MeasureRate(std::uint64_t lines, Clock::time_point now) {
   m_samples.push_back({now, lines});
   while (now - m_samples.front().time > kMemory) {

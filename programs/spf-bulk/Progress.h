@@ -1,4 +1,4 @@
-// Progress draws a line on standard error that tells how far a run is, in place of the one before.
+// Progress shows how far a run is, by a line on standard error that replaces the one before.
 //
 // One thread at a time. Drawing blocks as the terminal does.
 
@@ -17,17 +17,16 @@ class Progress {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // `input`: of which the lines are counted meanwhile if it is a regular file, also those that an
-  // earlier run has done. It is not moved.
+  // Counts the lines of `input` meanwhile, including those of an earlier run, if it is a regular
+  // file. Does not change its position.
   Progress(const InputFile& input, Clock::time_point now);
 
-  // Draws the line, unless that was done less than a tenth of a second ago.
+  // Draws the line, at most every tenth of a second.
   void Draw(const Totals& totals, Clock::time_point now);
 
-  // Removes the line.
   void Erase();
 
-  // Returns the text of the line. `all`: how many lines there are; 0: that is not known.
+  // Returns the text of the line. `all`: the number of lines; 0 if it is not known.
   static std::string Describe(const Totals& totals, std::uint64_t all, double rate);
 
  private:
@@ -40,10 +39,10 @@ class Progress {
   double MeasureRate(std::uint64_t lines, Clock::time_point now);
 
   int m_input;
-  std::int64_t m_position = -1;  // up to which lines are counted; -1: all, or none
+  std::int64_t m_position = -1;  // where counting continues; -1: it is done, or impossible
   std::vector<char> m_buffer;
   std::uint64_t m_counted = 0;
-  bool m_isLineBegun = false;    // the counted part ends within a line
+  bool m_isLineBegun = false;    // the counted part ends in a line
   std::deque<Sample> m_samples;  // of the last seconds
   Clock::time_point m_drawn;
   bool m_isDrawn = false;

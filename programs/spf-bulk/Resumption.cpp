@@ -30,7 +30,7 @@ Resumption::Resumption(LineSource& input, const std::string& output, const std::
   ExpectLaterEntry();
 }
 
-// Returns the next line of the input that the output has. Malformed ones before it must have their
+// Returns the next line of the input that is not malformed. Malformed ones before it must have
 // entries.
 std::string_view Resumption::FindNextLine() {
   std::string_view line;
@@ -55,7 +55,7 @@ void Resumption::TakeMalformed(std::string_view fault, std::string_view line) {
   ++m_totals.malformed;
 }
 
-// Compares a line of the input with what was written of it.
+// Compares a line of the input with that of the output.
 void Resumption::TakeLine(std::string_view line, std::string_view written) {
   const std::size_t end = written.rfind(',');
   if (end == std::string_view::npos || written.substr(0, end) != line) {
@@ -84,7 +84,7 @@ void Resumption::TakeVerdict(Verdict verdict, std::string_view line) {
   m_totals.Add(verdict, hasEntry);
 }
 
-// The next entry, which is to be cut off, must be that of a later line.
+// Expects that the next entry, which is cut off, is that of a later line.
 void Resumption::ExpectLaterEntry() {
   std::string_view entry;
   if (m_errors.Peek(entry) && NumberOfErrorEntry(entry) <= m_input.GetLines()) {

@@ -1,12 +1,11 @@
-// Resumption finds out how far an earlier run has come, from what its output holds, and sees that
-// it was a run over the same input.
+// Resumption finds out from its files how far an earlier run came, and that it had the same input.
 //
-// The lines of the output must be those of the input, with their verdicts. Up to the last one of
-// them the errors file must have the entry of each malformed line and of each error, and may have
-// those of other lines. What follows in either file, a last line that is cut included, is to be cut
-// off. If no run can have written such a last line into the output, that is a difference, too.
+// The lines of the output must be those of the input, with their verdicts. Up to the last of them
+// the errors file must have an entry for each malformed line and each error, and may have entries
+// for other lines. Anything that follows in either file, including an incomplete last line, is to
+// be cut off; but it is a difference if no run can have written that last line of the output.
 //
-// All work is done in the constructor, which changes neither file and blocks as they do.
+// The constructor does all the work. It changes neither file, and blocks as they do.
 
 #pragma once
 
@@ -22,11 +21,11 @@
 
 class Resumption {
  public:
-  // Reads `input` as far as the output has its lines. Throws a StdException that names the line
-  // where they differ.
+  // Reads `input` as far as the output has its lines. Throws a StdException that names the line of
+  // a difference.
   Resumption(LineSource& input, const std::string& output, const std::string& errors);
 
-  // Return how much of the files is to stay, in bytes, and what it is.
+  // Return how many bytes of the files stay, and the totals of their lines.
   off_t GetOutputSize() const { return m_output.GetAccepted(); }
   off_t GetErrorsSize() const { return m_errors.GetAccepted(); }
   const Totals& GetTotals() const { return m_totals; }

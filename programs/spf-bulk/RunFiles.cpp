@@ -24,7 +24,6 @@ RunFiles::RunFiles(const Options& options, int hangUp)
   }
 }
 
-// Opens the errors file, and locks it.
 void RunFiles::OpenErrors(const std::string& path) {
   m_errors.emplace(path);
   if (m_errors->IsSameAs(m_input.GetDescriptor())) {

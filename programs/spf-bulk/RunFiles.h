@@ -1,7 +1,7 @@
-// RunFiles are the files of a run, opened, and in the state in which the run goes on: the input is
-// after the lines that the output has.
+// RunFiles opens the files of a run and prepares them: the input continues after the lines that the
+// output has.
 //
-// One thread at a time, but one may read the lines while another one writes.
+// One thread at a time, but one may read lines while another one writes.
 
 #pragma once
 
@@ -17,10 +17,9 @@
 
 class RunFiles {
  public:
-  // Opens the files that `options` names; reading ends when the peer of `hangUp` does so. Throws a
-  // StdException when one cannot be opened, when two are the same, when the output is not empty and
-  // no run is to be resumed, and when the files are not those of the run that is to be resumed.
-  // Blocks as the files do.
+  // Opens the files that `options` names; `hangUp` ends the reading as in LineSource. Throws a
+  // StdException if one cannot be opened, if two are the same, if the output of a new run is not
+  // empty, and if the files are not those of the run to resume. Blocks as the files do.
   RunFiles(const Options& options, int hangUp);
 
   // Returns the input, for the thread that reads.
@@ -28,15 +27,15 @@ class RunFiles {
 
   const InputFile& GetInput() const { return m_input; }
 
-  // Returns what was done before the run was resumed.
+  // Returns the totals of the run that is resumed.
   const Totals& GetEarlier() const { return m_earlier; }
 
   const std::string& GetErrorsName() const { return m_errors->GetName(); }
 
-  // Returns whether the run can be resumed when it ends early.
+  // Returns whether the run can be resumed if it ends early.
   bool CanResume() const { return m_hasOutput && m_output.IsRegular(); }
 
-  // Appends to the files: first to that of the errors, so that it never lacks what the output has.
+  // Appends to the errors file, then to the output, whose lines thus always have their entries.
   void Append(std::string_view output, std::string_view errors);
 
   // Closes the files that were written.

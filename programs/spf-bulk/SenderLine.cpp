@@ -34,7 +34,7 @@ bool IsHostName(std::string_view name) {
          HasFitLabels(name);
 }
 
-// Returns the text after the "@" of a sender, without the bracket at its end.
+// Returns the text after the "@" of a sender, without a closing bracket.
 std::string_view HostOf(std::string_view sender) {
   sender.remove_prefix(sender.find('@') + 1);
   if (sender.ends_with('>')) {

@@ -1,8 +1,7 @@
-// SenderLine is one line of the input: "domain,ip,sender", which are the domain, the IPv4 address
-// of the host that wants to send, and the envelope sender. It tells what is wrong with a line, and
-// what is to be checked for one that is well-formed.
+// SenderLine is one line of the input, "domain,ip,sender": it finds the fault of a malformed line,
+// and the address and domain to check of a well-formed one.
 //
-// A view: it keeps references to the line. Nothing blocks.
+// A view: the line must outlive it. Nothing blocks.
 
 #pragma once
 
@@ -14,19 +13,19 @@ class SenderLine {
  public:
   static constexpr std::size_t kLongest = 1000;  // characters
 
-  // So many bytes of a line are enough to see that it is too long, a carriage return included.
+  // The bytes of a line that show that it is too long even without a carriage return.
   static constexpr std::size_t kEnough = kLongest + 2;
 
-  // The first line may be this.
+  // The first line may be this one.
   static constexpr std::string_view kHeader = "domain,ip,sender";
 
   // `line`: without its line end.
   explicit SenderLine(std::string_view line);
 
-  // Returns what is wrong with the line, in words without a comma; empty when it is well-formed.
+  // Returns the fault of the line, without a comma; empty if it is well-formed.
   std::string_view GetFault() const { return m_fault; }
 
-  // Return what a well-formed line asks for. The domain is that of the sender, if it has an "@".
+  // Return what to check for a well-formed line. The domain is that of a sender with an "@".
   std::string GetAddress() const { return std::string(m_address); }
   std::string GetDomain() const;
 

@@ -1,8 +1,8 @@
-// SignalWatch is a thread that waits for SIGINT and SIGTERM, which no other thread gets that is
-// started while the object exists. One of the two that was ignored before stays so.
+// SignalWatch is a thread that waits for SIGINT and SIGTERM, which are blocked in all threads that
+// are started while it exists. A signal that was ignored before remains ignored.
 //
-// The owner makes it before other threads, starts it, and destroys it, which waits for the end of
-// the thread.
+// Its owner makes it before other threads, and starts and destroys it. The destructor waits for the
+// end of the thread.
 
 #pragma once
 
@@ -15,17 +15,17 @@
 
 class SignalWatch : public ThreadedObject {
  public:
-  // `action`: is called on the thread when a signal has come.
+  // `action` is called on the thread when a signal arrives.
   explicit SignalWatch(std::function<void()> action);
   ~SignalWatch() noexcept(false) override;
 
-  // Returns the signal that has come; 0: none has.
+  // Returns the signal that has arrived; 0 if there is none.
   int GetSignal() const { return m_signal; }
 
-  // Ends the program by the signal that has come.
+  // Ends the program by that signal.
   void EndProgram() const;
 
-  // Waits for a signal, calls the action, and ends the program itself if nobody else does so within
+  // Waits for a signal, calls the action, and ends the program unless another thread does so within
   // 0.8 s.
   std::uint32_t ObjectThreadMethod() override;
 

@@ -1,4 +1,4 @@
-// Totals counts the lines of a run by what became of them.
+// Totals counts the lines of a run by their results.
 //
 // A value type.
 
@@ -14,16 +14,15 @@ struct Totals {
   std::uint64_t failed = 0;
   std::uint64_t error = 0;
   std::uint64_t malformed = 0;
-  std::uint64_t doubtful = 0;  // of passed and failed: where a look-up lacked an answer
+  std::uint64_t doubtful = 0;  // those of passed and failed for which a look-up lacked an answer
 
   // Counts a well-formed line.
   void Add(Verdict verdict, bool lacksAnswer);
 
   Totals& operator+=(const Totals& other);
 
-  // Returns how many lines are counted.
   std::uint64_t GetLines() const { return passed + failed + error + malformed; }
 
-  // Returns the line that is printed at the end of a run. `errors`: the name of the errors file.
+  // Returns the last message of a run. `errors`: the name of the errors file.
   std::string Describe(const std::string& errors) const;
 };

@@ -1,5 +1,4 @@
-// WrittenLines reads what an earlier run has written into a file, line by line, and only whole
-// lines.
+// WrittenLines reads the complete lines that an earlier run has written to a file.
 //
 // One thread at a time. Blocks as the file does.
 
@@ -15,24 +14,24 @@
 
 class WrittenLines {
  public:
-  // Opens the file at `path`. Throws a StdException when that fails.
+  // Opens the file at `path`. Throws a StdException on failure.
   explicit WrittenLines(const std::string& path);
   ~WrittenLines();
 
   WrittenLines(const WrittenLines&) = delete;
   WrittenLines& operator=(const WrittenLines&) = delete;
 
-  // Returns whether there is another line, which `line` then is until it is accepted. Where there
-  // is none, `line` is what follows the last one.
+  // Returns whether there is another complete line, and sets `line` to it, or else to the rest of
+  // the file. Returns the same line until it is accepted.
   bool Peek(std::string_view& line);
 
-  // Goes on after the line.
+  // Continues after the line.
   void Accept();
 
-  // Returns how many bytes the accepted lines have.
+  // Returns the number of bytes of the accepted lines.
   off_t GetAccepted() const { return m_accepted; }
 
-  // Returns the number of the line that Peek gave, counted from 1.
+  // Returns the number of the line that Peek() returned, counted from 1.
   std::uint64_t GetNumber() const { return m_source.GetLines(); }
 
   const std::string& GetName() const { return m_name; }

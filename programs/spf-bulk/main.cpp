@@ -1,7 +1,6 @@
 // spf-bulk: tells for each line of a file whether the host may send mail for the domain.
 //
-// spf-bulk(1) says how it is used. Exit status: 0 when each line has passed or failed, 1 when some
-// are malformed or have the verdict "error", 2 for wrong use and for a run that is not complete.
+// spf-bulk(1) describes its use and exit status.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -74,8 +73,8 @@ int Start(const Options& options) {
   return BulkRun(options).Run() ? kVerdicts : kErrors;
 }
 
-// Keeps the descriptors of the standard streams from becoming those of other files. One that is
-// closed then fails as it should.
+// Opens closed standard streams, so that no other file gets their descriptors, in a way that their
+// use still fails.
 void OccupyStandardStreams() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) < 0) {
@@ -89,8 +88,8 @@ void OccupyStandardStreams() {
 int main(int argc, char* argv[]) {
   OccupyStandardStreams();
   fwk::Logger::Init("", fwk::Error + 1, false, false);  // no log
-  std::signal(SIGPIPE, SIG_IGN);  // a pipe that nobody reads is an error, too,
-  std::signal(SIGXFSZ, SIG_IGN);  // as is a file that may not grow
+  std::signal(SIGPIPE, SIG_IGN);                        // a pipe without a reader becomes an error
+  std::signal(SIGXFSZ, SIG_IGN);                        // as does a file that may not grow
   try {
     return Start(Options(argc, argv));
   } catch (const std::invalid_argument& e) {
