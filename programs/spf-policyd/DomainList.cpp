@@ -4,7 +4,7 @@
 
 #include "framework/Utilities/StringUtilities.h"
 #include "framework/core/Exceptions.h"
-#include "programs/spf-policyd/CommaList.h"
+#include "programs/spf-policyd/SettingText.h"
 #include "tool/SenderCheck.h"
 
 DomainList::DomainList(const std::string& text) {

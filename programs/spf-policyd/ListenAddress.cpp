@@ -10,9 +10,9 @@
 #include <string_view>
 #include <utility>
 
-#include "framework/Utilities/StringUtilities.h"
 #include "framework/core/Exceptions.h"
 #include "framework/net/Socket.h"
+#include "programs/spf-policyd/SettingText.h"
 #include "tool/SenderCheck.h"
 
 namespace {
@@ -58,9 +58,7 @@ ListenAddress::ListenAddress(const std::string& text) {
   const std::size_t colon = text.rfind(':');
   const std::string port = colon == std::string::npos ? "" : text.substr(colon + 1);
   m_address = text.substr(0, colon);
-  const bool isNumber = !port.empty() && port.size() <= 5 &&
-                        port.find_first_not_of("0123456789") == std::string::npos;
-  const int number = isNumber ? StringToIntOr(port, 0) : 0;
+  const int number = ReadDigits(port, 5);
   if (!SenderCheck::IsAddress(m_address) || number < 1 || number > 65535) {
     throw StdException("neither ADDRESS:PORT nor unix:PATH: " + text);
   }

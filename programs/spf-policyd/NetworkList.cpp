@@ -4,22 +4,13 @@
 
 #include <algorithm>
 
-#include "framework/Utilities/StringUtilities.h"
 #include "framework/core/Exceptions.h"
-#include "programs/spf-policyd/CommaList.h"
+#include "programs/spf-policyd/SettingText.h"
 
 namespace {
 
 int BitsOf(int family) {
   return family == AF_INET ? 32 : 128;
-}
-
-// Returns `text` as a number, or -1 if it is not one.
-int ReadPrefix(const std::string& text, int limit) {
-  const bool isNumber = !text.empty() && text.size() <= 3 &&
-                        std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
-  const int prefix = isNumber ? StringToIntOr(text, -1) : -1;
-  return prefix <= limit ? prefix : -1;
 }
 
 }  // namespace
@@ -37,8 +28,8 @@ NetworkList::Network NetworkList::Parse(const std::string& text) {
     throw StdException("not a network: " + text);
   }
   const int bits = BitsOf(network.family);
-  network.prefix = slash == std::string::npos ? bits : ReadPrefix(text.substr(slash + 1), bits);
-  if (network.prefix < 0) {
+  network.prefix = slash == std::string::npos ? bits : ReadDigits(text.substr(slash + 1), 3);
+  if (network.prefix < 0 || network.prefix > bits) {
     throw StdException("not a prefix length of 0 to " + std::to_string(bits) + ": " + text);
   }
   if (Mask(network.bytes, network.prefix) != network.bytes) {

@@ -1,4 +1,6 @@
-#include "programs/spf-policyd/CommaList.h"
+#include "programs/spf-policyd/SettingText.h"
+
+#include <algorithm>
 
 #include "framework/Utilities/StringUtilities.h"
 #include "framework/core/Exceptions.h"
@@ -15,4 +17,10 @@ std::vector<std::string> SplitCommaList(const std::string& text) {
     begin = comma + 1;
   }
   return items;
+}
+
+int ReadDigits(const std::string& text, std::size_t longest) {
+  const bool isNumber =
+      text.size() <= longest && text.find_first_not_of("0123456789") == std::string::npos;
+  return isNumber ? StringToIntOr(text, -1) : -1;
 }

@@ -6,12 +6,12 @@
 #include <climits>
 #include <vector>
 
-#include "framework/Utilities/StringUtilities.h"
 #include "framework/config/Config.h"
 #include "framework/config/Environment.h"
 #include "framework/core/Exceptions.h"
 #include "programs/spf-policyd/ConfigurationFile.h"
 #include "programs/spf-policyd/ListenAddress.h"
+#include "programs/spf-policyd/SettingText.h"
 #include "tool/Printable.h"
 #include "tool/SenderCheck.h"
 
@@ -66,9 +66,7 @@ std::string Get(const std::string& name) {
 
 int GetNumber(const std::string& name, int least, int most) {
   const std::string text = Get(name);
-  const bool isNumber = !text.empty() && text.size() <= 6 &&
-                        text.find_first_not_of("0123456789") == std::string::npos;
-  const int number = isNumber ? StringToIntOr(text, -1) : -1;
+  const int number = ReadDigits(text, 6);
   if (number < least || number > most) {
     throw StdException("not a number of " + std::to_string(least) + " to " + std::to_string(most) +
                        ": " + text);

@@ -1,4 +1,4 @@
-// DomainList, and the lists of settings that CommaList splits.
+// DomainList, and the lists of all settings.
 
 #include <gtest/gtest.h>
 
