@@ -1,4 +1,4 @@
-// InputFile opens the input of a run.
+// InputFile opens a file to read.
 
 #pragma once
 

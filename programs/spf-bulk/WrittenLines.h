@@ -10,16 +10,13 @@
 #include <string>
 #include <string_view>
 
+#include "programs/spf-bulk/InputFile.h"
 #include "programs/spf-bulk/LineSource.h"
 
 class WrittenLines {
  public:
   // Opens the file at `path`. Throws a StdException on failure.
   explicit WrittenLines(const std::string& path);
-  ~WrittenLines();
-
-  WrittenLines(const WrittenLines&) = delete;
-  WrittenLines& operator=(const WrittenLines&) = delete;
 
   // Returns whether there is another complete line, and sets `line` to it, or else to the rest of
   // the file. Returns the same line until it is accepted.
@@ -34,11 +31,10 @@ class WrittenLines {
   // Returns the number of the line that Peek() returned, counted from 1.
   std::uint64_t GetNumber() const { return m_source.GetLines(); }
 
-  const std::string& GetName() const { return m_name; }
+  const std::string& GetName() const { return m_file.GetName(); }
 
  private:
-  std::string m_name;
-  int m_descriptor;
+  InputFile m_file;
   LineSource m_source;
   std::string_view m_line;
   bool m_isLoaded = false;

@@ -63,11 +63,6 @@ TEST_F(BulkTest, LinesMayEndInCarriageReturnAndLineFeed) {
               "domain,ip,sender,verdict\npass.test,192.0.2.1,,passed\n", "3,not three fields,x\n");
 }
 
-TEST_F(BulkTest, TheLastLineNeedsNoLineFeed) {
-  ExpectFiles("fail.test,192.0.2.1,\npass.test,192.0.2.1,",
-              "fail.test,192.0.2.1,,failed\npass.test,192.0.2.1,,passed\n");
-}
-
 TEST_F(BulkTest, MalformedLinesGoToTheErrorsFileWithNumberAndReason) {
   m_directory.Write("in", "\npass.test,192.0.2.1,\npass.test,192.0.2.256,\n");
   const ChildResult result = m_directory.Run({"--errors", "errors.csv"});

@@ -82,13 +82,6 @@ TEST(LineWindowTest, AfterABlockIsPrintedTheNextLineIsStillFound) {
   EXPECT_FALSE(window.HasWaiting());
 }
 
-TEST(LineWindowTest, AHeaderIsPrintedWithItsFourthColumn) {
-  LineWindow window;
-  window.Add(MakeBlock(1, {"domain,ip,sender\r"}));
-  EXPECT_FALSE(window.HasWaiting());
-  EXPECT_EQ(Print(window).output, "domain,ip,sender,verdict\n");
-}
-
 TEST(LineWindowTest, LongOutputIsPrintedInSteps) {
   LineWindow window;
   const std::string line = "a,1.1.1.1," + std::string(900, 'x');

@@ -18,12 +18,6 @@ TEST(KilledRunsTest, RunsKilledAtRandomMomentsGiveTheResultOfAnUndisturbedRun) {
   TryKilledRuns(20);
 }
 
-TEST_F(ResumeTest, WithoutAnOutputARunBegins) {
-  m_directory.Write("in.csv", "pass.test,192.0.2.1,\n");
-  EXPECT_EQ(m_directory.Run(kResume).exitStatus, 0);
-  EXPECT_EQ(m_directory.Read("out.csv"), "pass.test,192.0.2.1,,passed\n");
-}
-
 TEST_F(ResumeTest, LinesThatTheOutputHasAreNotCheckedAgain) {
   m_directory.Write(
       "in.csv", Lines({"pass1.test,192.0.2.1,", "fail2.test,192.0.2.1,", "pass3.test,192.0.2.1,"}));

@@ -8,8 +8,9 @@
 
 #include <array>
 #include <atomic>
-#include <functional>
 #include <stdexcept>
+
+#include "tests/support/Text.h"
 
 namespace {
 
@@ -17,14 +18,17 @@ constexpr int kAttempts = 1000;
 constexpr int kAttemptMs = 10;
 constexpr int kAnswerMs = 20000;
 
-// Returns a socket that is connected, or -1.
-int Connect(int family, const sockaddr* address, socklen_t length) {
-  const int descriptor = socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (connect(descriptor, address, length) == 0) {
-    return descriptor;
+// Returns a connected socket. Tries again while nothing listens at the address.
+int Connect(int family, const sockaddr* address, socklen_t length, const std::string& name) {
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    const int descriptor = socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (connect(descriptor, address, length) == 0) {
+      return descriptor;
+    }
+    close(descriptor);
+    poll(nullptr, 0, kAttemptMs);
   }
-  close(descriptor);
-  return -1;
+  throw std::runtime_error("nothing listens at " + name);
 }
 
 int ConnectToPort(unsigned short port) {
@@ -32,34 +36,22 @@ int ConnectToPort(unsigned short port) {
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return Connect(AF_INET, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+  return Connect(AF_INET, reinterpret_cast<const sockaddr*>(&address), sizeof(address),
+                 std::to_string(port));
 }
 
 int ConnectToPath(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-  return Connect(AF_UNIX, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
-}
-
-int Persist(const std::function<int()>& connect, const std::string& name) {
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    const int descriptor = connect();
-    if (descriptor >= 0) {
-      return descriptor;
-    }
-    poll(nullptr, 0, kAttemptMs);
-  }
-  throw std::runtime_error("nothing listens at " + name);
+  return Connect(AF_UNIX, reinterpret_cast<const sockaddr*>(&address), sizeof(address), path);
 }
 
 }  // namespace
 
-PolicyClient::PolicyClient(unsigned short port)
-    : m_descriptor(Persist([&] { return ConnectToPort(port); }, std::to_string(port))) {}
+PolicyClient::PolicyClient(unsigned short port) : m_descriptor(ConnectToPort(port)) {}
 
-PolicyClient::PolicyClient(const std::string& path)
-    : m_descriptor(Persist([&] { return ConnectToPath(path); }, path)) {}
+PolicyClient::PolicyClient(const std::string& path) : m_descriptor(ConnectToPath(path)) {}
 
 PolicyClient::~PolicyClient() {
   close(m_descriptor);
@@ -126,21 +118,8 @@ std::string Request(const std::string& address, const std::string& sender) {
 
 std::string Request(const std::string& address, const std::string& sender,
                     const std::string& recipient, const std::string& instance) {
-  return "request=smtpd_access_policy\n"
-         "protocol_state=RCPT\n"
-         "protocol_name=ESMTP\n"
-         "client_address=" +
-         address +
-         "\n"
-         "client_name=unknown\n"
-         "helo_name=client.test\n"
-         "sender=" +
-         sender +
-         "\n"
-         "recipient=" +
-         recipient +
-         "\n"
-         "size=12345\n"
-         "instance=" +
-         instance + "\n\n";
+  return Lines({"request=smtpd_access_policy", "protocol_state=RCPT", "protocol_name=ESMTP",
+                "client_address=" + address, "client_name=unknown", "helo_name=client.test",
+                "sender=" + sender, "recipient=" + recipient, "size=12345", "instance=" + instance,
+                ""});
 }

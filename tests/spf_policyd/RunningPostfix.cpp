@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/support/Text.h"
 #include "tests/support/Waiting.h"
 
 namespace {
@@ -162,49 +163,35 @@ void RunningPostfix::Configure() const {
   const std::string programs = Directory() + "/usr";
   m_directory.Write(
       "etc/main.cf",
-      "compatibility_level = 3.6\n"
-      "command_directory = " +
-          programs +
-          "/sbin\n"
-          "daemon_directory = " +
-          programs +
-          "/lib/postfix/sbin\n"
-          "shlib_directory = " +
-          programs +
-          "/lib/postfix\n"
-          "queue_directory = " +
-          m_directory.Path("queue") +
-          "\n"
-          "data_directory = " +
-          m_directory.Path("data") +
-          "\n"
-          "maillog_file = " +
-          m_directory.Path("maillog") +
-          "\n"
-          "maillog_file_prefixes = " +
-          m_directory.Path() +
-          "\n"
-          "import_environment = LD_LIBRARY_PATH MAIL_CONFIG\n"
-          "inet_protocols = ipv4\n"
-          "myhostname = mail.test\n"
-          "mydestination =\n"
-          "mynetworks = 127.0.0.0/8\n"
-          "alias_maps =\n"
-          "local_recipient_maps =\n"
-          "default_transport = discard\n"
-          "virtual_mailbox_domains = mail.test\n"
-          "virtual_mailbox_base = " +
-          m_directory.Path("mail") +
-          "\n"
-          "virtual_mailbox_maps = inline:{ jane@mail.test=jane, joe@mail.test=joe }\n"
-          "virtual_uid_maps = static:64001\n"
-          "virtual_gid_maps = static:64001\n"
-          "smtpd_peername_lookup = no\n"
-          "smtpd_relay_restrictions =\n"
-          "in_flow_delay = 0\n"
-          "smtpd_recipient_restrictions = permit_mynetworks, permit_sasl_authenticated,\n"
-          "  reject_unauth_destination,\n"
-          "  check_policy_service { inet:127.0.0.1:10040, default_action=DUNNO }\n");
+      Lines({
+          "compatibility_level = 3.6",
+          "command_directory = " + programs + "/sbin",
+          "daemon_directory = " + programs + "/lib/postfix/sbin",
+          "shlib_directory = " + programs + "/lib/postfix",
+          "queue_directory = " + m_directory.Path("queue"),
+          "data_directory = " + m_directory.Path("data"),
+          "maillog_file = " + m_directory.Path("maillog"),
+          "maillog_file_prefixes = " + m_directory.Path(),
+          "import_environment = LD_LIBRARY_PATH MAIL_CONFIG",
+          "inet_protocols = ipv4",
+          "myhostname = mail.test",
+          "mydestination =",
+          "mynetworks = 127.0.0.0/8",
+          "alias_maps =",
+          "local_recipient_maps =",
+          "default_transport = discard",
+          "virtual_mailbox_domains = mail.test",
+          "virtual_mailbox_base = " + m_directory.Path("mail"),
+          "virtual_mailbox_maps = inline:{ jane@mail.test=jane, joe@mail.test=joe }",
+          "virtual_uid_maps = static:64001",
+          "virtual_gid_maps = static:64001",
+          "smtpd_peername_lookup = no",
+          "smtpd_relay_restrictions =",
+          "in_flow_delay = 0",
+          "smtpd_recipient_restrictions = permit_mynetworks, permit_sasl_authenticated,",
+          "  reject_unauth_destination,",
+          "  check_policy_service { inet:127.0.0.1:10040, default_action=DUNNO }",
+      }));
   m_directory.Write("etc/master.cf",
                     "25        inet  n  -  n  -  -  smtpd\n"
                     "cleanup   unix  n  -  n  -  0  cleanup\n"
