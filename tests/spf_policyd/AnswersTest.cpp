@@ -4,20 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <memory>
 #include <mutex>
 #include <regex>
 #include <string>
 #include <type_traits>
 #include <vector>
 
-#include "framework/dns/NameServer.h"
-#include "programs/spf-policyd/ListenAddress.h"
-#include "programs/spf-policyd/PolicyServer.h"
 #include "tests/property/Random.h"
-#include "tests/spf_policyd/DecisionSettings.h"
 #include "tests/spf_policyd/PolicyClient.h"
-#include "tests/support/CapturedOutput.h"
+#include "tests/spf_policyd/ServerTest.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
 
@@ -149,17 +144,14 @@ std::string FaultOf(const std::string& action) {
 }
 
 // A service whose name server replies at random.
-class AnswersTest : public testing::Test {
+class AnswersTest : public ServerTest {
  protected:
   AnswersTest() {
-    DoNotLog();
-    dns_servers = "127.0.0.1";
     Settings settings = MakeSettings("named.test");
     settings.timeLimit = 200ms;
-    m_server =
-        std::make_unique<PolicyServer>(std::vector<int>{ListenAddress("127.0.0.1:10040").Open()},
-                                       100, std::make_shared<const Settings>(settings));
+    Start(100, settings);
   }
+  ~AnswersTest() override { Stop(); }  // before its name server
 
   // Returns what `how` draws; one thread at a time.
   template <typename How>
@@ -174,7 +166,6 @@ class AnswersTest : public testing::Test {
   ScriptedNameServer m_names{[this](const Bytes& query) {
     return Draw([&](Random& random) { return AnyReply(random, query); });
   }};
-  std::unique_ptr<PolicyServer> m_server;
 };
 
 // Returns parts of requests and other text, with a malformed end.

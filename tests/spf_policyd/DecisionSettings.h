@@ -1,11 +1,10 @@
-// Settings and requests for tests that decide in their own process.
+// Settings for tests that decide in their own process.
 
 #pragma once
 
 #include <chrono>
 #include <string>
 
-#include "programs/spf-policyd/PolicyRequest.h"
 #include "programs/spf-policyd/Settings.h"
 
 // Returns the defaults, not on trial, for the host mail.test.
@@ -20,13 +19,4 @@ inline Settings MakeSettings(const std::string& refuse = "") {
   settings.isTrial = false;
   settings.logLevel = 3;
   return settings;
-}
-
-// Returns the request in `text`.
-inline PolicyRequest ParseRequest(const std::string& text) {
-  PolicyRequest request;
-  for (const char byte : text) {
-    request.Take(byte);
-  }
-  return request;
 }

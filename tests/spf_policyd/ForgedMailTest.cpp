@@ -12,12 +12,9 @@
 #include <thread>
 #include <vector>
 
-#include "framework/dns/NameServer.h"
-#include "programs/spf-policyd/PolicyDecision.h"
 #include "tests/property/Random.h"
-#include "tests/spf_policyd/DecisionSettings.h"
+#include "tests/spf_policyd/DecisionTest.h"
 #include "tests/spf_policyd/PolicyClient.h"
-#include "tests/support/CapturedOutput.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
 
@@ -76,22 +73,17 @@ Datagrams Truncation(const Bytes& query) {
   return {reply.Build()};
 }
 
-class ForgedMailTest : public testing::Test {
+class ForgedMailTest : public DecisionTest {
  protected:
   ForgedMailTest() {
-    DoNotLog();
-    dns_servers = "127.0.0.1";
+    m_settings = MakeSettings(".named.test");
     m_settings.timeLimit = 3200ms;
   }
-  ~ForgedMailTest() noexcept override {}  // locks throw
 
   // Returns the answer for a recipient of a mail.
   std::string Answer(const std::string& address, const std::string& domain,
                      const std::string& recipient, const std::string& message) {
-    const PolicyRequest request = ParseRequest(Request(address, "a@" + domain, recipient, message));
-    PolicyDecision decision(request, m_settings, m_places, m_memory, -1);
-    decision.Conclude(true);
-    return decision.GetAnswer();
+    return DecisionTest::Answer(Request(address, "a@" + domain, recipient, message));
   }
 
   // Calls `mail` for all domains at once.
@@ -119,10 +111,6 @@ class ForgedMailTest : public testing::Test {
       }
     });
   }
-
-  Settings m_settings = MakeSettings(".named.test");
-  Places m_places{100};
-  MessageMemory m_memory;
 };
 
 }  // namespace

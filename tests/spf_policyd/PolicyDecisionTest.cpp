@@ -14,12 +14,9 @@
 #include <string>
 #include <vector>
 
-#include "framework/dns/NameServer.h"
-#include "programs/spf-policyd/PolicyDecision.h"
 #include "programs/spf-policyd/ServiceLog.h"
-#include "tests/spf_policyd/DecisionSettings.h"
+#include "tests/spf_policyd/DecisionTest.h"
 #include "tests/spf_policyd/ExampleMail.h"
-#include "tests/support/CapturedOutput.h"
 #include "tests/support/ReplyBuilder.h"
 
 namespace {
@@ -44,17 +41,13 @@ const ScriptedNameServer::Zone kManyDomains = {
     {"TXT client.test", {"v=spf1 ip4:192.0.2.0/24 -all"}},
 };
 
-class PolicyDecisionTest : public testing::Test {
+class PolicyDecisionTest : public DecisionTest {
  protected:
   PolicyDecisionTest() {
-    DoNotLog();
-    dns_servers = "127.0.0.1";
     Serve([](const Bytes& query) {
       return Datagrams{ScriptedNameServer::AnswerFrom(kManyDomains, query)};
     });
   }
-
-  ~PolicyDecisionTest() noexcept override {}  // locks throw
 
   // Replaces the name server by one that follows `script`.
   void Serve(const Script& script) {
@@ -63,14 +56,6 @@ class PolicyDecisionTest : public testing::Test {
   }
 
   std::size_t Questions() const { return m_server->Queries().size(); }
-
-  // Decides on a request as the server does. Returns the answer.
-  std::string Answer(const std::string& text, bool isDelivered = true) {
-    const PolicyRequest request = ParseRequest(text);
-    PolicyDecision decision(request, m_settings, m_places, m_memory, m_connection);
-    decision.Conclude(isDelivered);
-    return decision.GetAnswer();
-  }
 
   // Expects a header as the answer for a mail. Returns it without its beginning.
   std::string HeaderFor(const std::string& address, const std::string& sender) {
@@ -89,11 +74,6 @@ class PolicyDecisionTest : public testing::Test {
     });
     return std::regex_replace(log, std::regex(R"(\d+ ms)"), "0 ms");
   }
-
-  Settings m_settings = MakeSettings();
-  Places m_places{100};
-  MessageMemory m_memory;
-  int m_connection = -1;
 
  private:
   std::unique_ptr<ScriptedNameServer> m_server;

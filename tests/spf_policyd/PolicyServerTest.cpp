@@ -12,12 +12,8 @@
 #include <thread>
 #include <vector>
 
-#include "framework/dns/NameServer.h"
-#include "programs/spf-policyd/ListenAddress.h"
-#include "programs/spf-policyd/PolicyServer.h"
-#include "tests/spf_policyd/DecisionSettings.h"
 #include "tests/spf_policyd/ExampleMail.h"
-#include "tests/support/CapturedOutput.h"
+#include "tests/spf_policyd/ServerTest.h"
 #include "tests/support/Waiting.h"
 
 namespace {
@@ -29,27 +25,7 @@ std::ptrdiff_t Threads() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
 }
 
-class PolicyServerTest : public testing::Test {
- protected:
-  PolicyServerTest() {
-    DoNotLog();
-    dns_servers = "127.0.0.1";
-  }
-
-  // Starts a server of at most so many connections.
-  void Start(std::size_t connections, const Settings& settings = MakeSettings()) {
-    m_server =
-        std::make_unique<PolicyServer>(std::vector<int>{ListenAddress("127.0.0.1:10040").Open()},
-                                       connections, std::make_shared<const Settings>(settings));
-  }
-
-  PolicyServer& Server() { return *m_server; }
-
-  void Stop() { m_server.reset(); }
-
- private:
-  std::unique_ptr<PolicyServer> m_server;
-};
+using PolicyServerTest = ServerTest;
 
 // Answers from GoOn() on.
 class WaitingNameServer {
