@@ -1,11 +1,11 @@
 #include "tests/spf_policyd/RunningService.h"
 
-#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <regex>
 #include <sstream>
 
+#include "tests/support/ProcessStatus.h"
 #include "tests/support/Waiting.h"
 
 namespace {
@@ -79,13 +79,7 @@ void RunningService::Reload(const std::string& settings) const {
 }
 
 long RunningService::Status(const std::string& name) const {
-  std::ifstream status("/proc/" + std::to_string(GetId()) + "/status");
-  std::string word;
-  long number = -1;
-  while (status >> word && word != name + ":") {
-  }
-  status >> number;
-  return number;
+  return std::stol(ReadStatus("/proc/" + std::to_string(GetId()), name));
 }
 
 void RunningService::ExpectGoodEnd() {

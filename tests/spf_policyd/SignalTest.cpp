@@ -6,31 +6,20 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "tests/spf_policyd/ExampleMail.h"
 #include "tests/spf_policyd/RunningService.h"
+#include "tests/support/ProcessStatus.h"
 #include "tests/support/Waiting.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
-
-// Returns the mask of the signals that a thread blocks.
-std::uint64_t BlockedSignals(const std::filesystem::path& task) {
-  std::ifstream status(task / "status");
-  std::string word;
-  while (status >> word && word != "SigBlk:") {
-  }
-  status >> word;
-  return std::stoull(word, nullptr, 16);
-}
 
 }  // namespace
 
@@ -45,8 +34,9 @@ TEST(SignalTest, OnlyTheFirstThreadTakesSignals) {
   for (const auto& task : std::filesystem::directory_iterator("/proc/" + process + "/task")) {
     if (task.path().filename() != process) {
       ++others;
+      const auto blocked = std::stoull(ReadStatus(task.path(), "SigBlk"), nullptr, 16);
       for (const int signal : {SIGHUP, SIGINT, SIGTERM}) {
-        EXPECT_TRUE(BlockedSignals(task.path()) >> (signal - 1) & 1);
+        EXPECT_TRUE(blocked >> (signal - 1) & 1);
       }
     }
   }

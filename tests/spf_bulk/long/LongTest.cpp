@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -14,6 +12,7 @@
 #include "tests/spf_bulk/BulkRunTest.h"
 #include "tests/spf_bulk/KilledRuns.h"
 #include "tests/spf_bulk/RandomPolicies.h"
+#include "tests/support/ProcessStatus.h"
 
 namespace {
 
@@ -31,32 +30,17 @@ void WriteLines(const BulkDirectory& directory, int lines,
   }
 }
 
-// Returns the most memory that a process has had, in KiB; 0 if it has ended.
-long ReadPeak(const std::string& process) {
-  std::ifstream status("/proc/" + process + "/status");
-  std::string word;
-  long kilobytes = 0;
-  while (status >> word && word != "VmHWM:") {
-  }
-  status >> kilobytes;
-  return kilobytes;
-}
-
 // Runs spf-bulk. Returns the most memory that it had, in KiB.
 long MeasureMemory(const BulkDirectory& directory, const std::vector<std::string>& arguments) {
-  ChildProcess run = directory.Start("echo $$ > pid.new; mv pid.new pid; exec \"$@\"", arguments);
-  while (directory.Read("pid").empty()) {
+  ChildProcess run = directory.Start("exec \"$@\"", arguments);
+  const std::string process = "/proc/" + std::to_string(run.GetId());
+  std::string peak;
+  for (std::string now = "0"; !now.empty(); now = ReadStatus(process, "VmHWM")) {
+    peak = now;
     usleep(1000);
   }
-  const std::string process = std::to_string(std::stoi(directory.Read("pid")));
-  long peak = 0;
-  for (long now = 1; now > 0; now = ReadPeak(process)) {
-    peak = std::max(peak, now);
-    usleep(1000);
-  }
-  std::filesystem::remove(directory.Path("pid"));
   EXPECT_GE(run.Wait().exitStatus, 0);
-  return peak;
+  return std::stol(peak);
 }
 
 using LongTest = BulkRunTest;
