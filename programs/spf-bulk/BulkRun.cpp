@@ -36,14 +36,14 @@ void RaiseDescriptorLimit(unsigned jobs) {
 
 BulkRun::BulkRun(const Options& options)
     : m_options(options),
-      m_dispatcher(options.GetJobs()),
+      m_dispatcher(options.jobs),
       m_watch([this] {
         m_dispatcher.End("");
         m_hangUp.Tell();
       }),
-      m_checkerRun{m_dispatcher, m_hangUp, nullptr, options.GetTimeLimit()} {
-  if (options.GetInterval()) {
-    m_checkerRun.pace = &m_pace.emplace(*options.GetInterval());
+      m_checkerRun{m_dispatcher, m_hangUp, nullptr, options.timeLimit} {
+  if (options.interval) {
+    m_checkerRun.pace = &m_pace.emplace(*options.interval);
   }
 }
 
@@ -53,9 +53,9 @@ BulkRun::~BulkRun() {
 
 bool BulkRun::Run() {
   m_watch.StartObjectThread(false, -1);
-  RaiseDescriptorLimit(m_options.GetJobs());
+  RaiseDescriptorLimit(m_options.jobs);
   m_files.emplace(m_options, m_hangUp.GetDescriptor());
-  if (m_options.GetProgress().value_or(isatty(STDERR_FILENO) != 0)) {
+  if (m_options.showsProgress.value_or(isatty(STDERR_FILENO) != 0)) {
     m_progress.emplace(m_files->GetInput(), std::chrono::steady_clock::now());
   }
   StartThreads();
@@ -74,12 +74,12 @@ void BulkRun::StartThreads() {
   m_reader = std::make_unique<InputReader>(m_files->GetLines(), m_dispatcher);
   try {
     m_reader->StartObjectThread(false, -1);
-    for (unsigned i = 0; i < m_options.GetJobs(); ++i) {
+    for (unsigned i = 0; i < m_options.jobs; ++i) {
       m_checkers.push_back(std::make_unique<Checker>(m_checkerRun, i));
       m_checkers.back()->StartObjectThread(false, -1);
     }
   } catch (const StdSystemException& e) {
-    throw StdException("cannot start a thread for each of " + std::to_string(m_options.GetJobs()) +
+    throw StdException("cannot start a thread for each of " + std::to_string(m_options.jobs) +
                        " checks at once: " + std::strerror(e.GetCode()) + "; see -j");
   }
 }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <vector>
 
 #include "tool/CommandLine.h"
 
@@ -44,59 +45,9 @@ std::string DescribeFault(int fault, const std::string& word) {
          QuoteArgument(word);
 }
 
-}  // namespace
-
-Options::Options(int count, char* arguments[]) {
-  opterr = 0;
-  int option = 0;
-  while (m_action == Action::kRun &&
-         (option = getopt_long(count, arguments, kShortOptions, kLongOptions, nullptr)) != -1) {
-    TakeOption(option, arguments[optind - 1]);
-  }
-  if (m_action == Action::kRun) {
-    TakeArguments({arguments + std::min(optind, count), arguments + count});
-  }
-}
-
-void Options::TakeOption(int option, const char* word) {
-  switch (option) {
-    case 'j':
-      return TakeJobs(optarg);
-    case kOutput:
-      m_output = optarg;
-      break;
-    case kResume:
-      m_isResumed = true;
-      break;
-    case kErrors:
-      m_errors = optarg;
-      break;
-    case kTimeLimit:
-      m_timeLimit = ReadTimeLimit(optarg);
-      break;
-    case kRate:
-      return TakeRate(optarg);
-    case kServer:
-      m_server = ReadServer(optarg);
-      break;
-    case kProgress:
-    case kNoProgress:
-      m_progress = option == kProgress;
-      break;
-    case 'h':
-      m_action = Action::kHelp;
-      break;
-    case 'V':
-      m_action = Action::kVersion;
-      break;
-    default:
-      throw std::invalid_argument(DescribeFault(option, word));
-  }
-}
-
-void Options::TakeJobs(const std::string& value) {
+unsigned ReadJobs(const std::string& value) {
   const double jobs = ReadNumber(value);
-  if (jobs > kMostJobs) {
+  if (jobs > Options::kMostJobs) {
     throw std::invalid_argument(
         "at most 900 checks at once, as the descriptor of a look-up must be below 1024: " +
         QuoteArgument(value));
@@ -105,26 +56,81 @@ void Options::TakeJobs(const std::string& value) {
     throw std::invalid_argument("the number of checks at once is 1 to 900: " +
                                 QuoteArgument(value));
   }
-  m_jobs = static_cast<unsigned>(jobs);
+  return static_cast<unsigned>(jobs);
 }
 
-void Options::TakeRate(const std::string& value) {
+// Returns the time between two beginnings.
+std::chrono::nanoseconds ReadRate(const std::string& value) {
   const double rate = ReadNumber(value);
   if (!(rate >= kLeastRate && rate <= kMostRate)) {
     throw std::invalid_argument("the rate is a number of checks a second, 0.001 to 1000000: " +
                                 QuoteArgument(value));
   }
-  m_interval = std::chrono::ceil<std::chrono::nanoseconds>(std::chrono::duration<double>(1 / rate));
+  return std::chrono::ceil<std::chrono::nanoseconds>(std::chrono::duration<double>(1 / rate));
 }
 
-void Options::TakeArguments(const std::vector<std::string>& arguments) {
+void TakeOption(Options& options, int option, const char* word) {
+  switch (option) {
+    case 'j':
+      options.jobs = ReadJobs(optarg);
+      break;
+    case kOutput:
+      options.output = optarg;
+      break;
+    case kResume:
+      options.isResumed = true;
+      break;
+    case kErrors:
+      options.errors = optarg;
+      break;
+    case kTimeLimit:
+      options.timeLimit = ReadTimeLimit(optarg);
+      break;
+    case kRate:
+      options.interval = ReadRate(optarg);
+      break;
+    case kServer:
+      options.server = ReadServer(optarg);
+      break;
+    case kProgress:
+    case kNoProgress:
+      options.showsProgress = option == kProgress;
+      break;
+    case 'h':
+      options.action = Options::Action::kHelp;
+      break;
+    case 'V':
+      options.action = Options::Action::kVersion;
+      break;
+    default:
+      throw std::invalid_argument(DescribeFault(option, word));
+  }
+}
+
+void TakeArguments(Options& options, const std::vector<std::string>& arguments) {
   if (arguments.size() > 1) {
     throw std::invalid_argument("one file at most: " + QuoteArgument(arguments[1]));
   }
   if (!arguments.empty() && arguments[0] != "-") {
-    m_input = arguments[0];
+    options.input = arguments[0];
   }
-  if (m_isResumed && !m_output) {
+  if (options.isResumed && !options.output) {
     throw std::invalid_argument("--resume needs --output");
   }
+}
+
+}  // namespace
+
+Options ReadOptions(int count, char* arguments[]) {
+  Options options;
+  opterr = 0;
+  int option = 0;
+  while (options.action == Options::Action::kRun &&
+         (option = getopt_long(count, arguments, kShortOptions, kLongOptions, nullptr)) != -1) {
+    TakeOption(options, option, arguments[optind - 1]);
+  }
+  if (options.action == Options::Action::kRun) {
+    TakeArguments(options, {arguments + std::min(optind, count), arguments + count});
+  }
+  return options;
 }

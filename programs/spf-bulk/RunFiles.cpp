@@ -5,19 +5,19 @@
 #include "programs/spf-bulk/SenderLine.h"
 
 RunFiles::RunFiles(const Options& options, int hangUp)
-    : m_input(options.GetInput()),
+    : m_input(options.input),
       m_lines(m_input.GetDescriptor(), SenderLine::kEnough, m_input.GetName(), hangUp),
-      m_hasOutput(options.GetOutput().has_value()),
-      m_output(options.GetOutput()) {
+      m_hasOutput(options.output.has_value()),
+      m_output(options.output) {
   if (m_output.IsSameAs(m_input.GetDescriptor())) {
     throw StdException("the output is the input: " + m_output.GetName());
   }
   m_output.Lock();
-  if (m_hasOutput && !options.IsResumed() && m_output.GetSize() != 0) {
+  if (m_hasOutput && !options.isResumed && m_output.GetSize() != 0) {
     throw StdException(m_output.GetName() + " is not empty: go on with --resume, or remove it");
   }
-  OpenErrors(options.GetErrors());
-  if (options.IsResumed()) {
+  OpenErrors(options.errors);
+  if (options.isResumed) {
     Resume(options);
   } else {
     m_errors->Cut(0);
@@ -39,7 +39,7 @@ void RunFiles::Resume(const Options& options) {
   if (!m_output.IsRegular() || !m_errors->IsRegular()) {
     throw StdException("to resume, output and errors file must be regular files");
   }
-  const Resumption resumption(m_lines, *options.GetOutput(), options.GetErrors());
+  const Resumption resumption(m_lines, *options.output, options.errors);
   m_output.Cut(resumption.GetOutputSize());
   m_errors->Cut(resumption.GetErrorsSize());
   m_earlier = resumption.GetTotals();

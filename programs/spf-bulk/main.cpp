@@ -61,7 +61,7 @@ int Print(const char* text) {
 }
 
 int Start(const Options& options) {
-  switch (options.GetAction()) {
+  switch (options.action) {
     case Options::Action::kHelp:
       return Print(kHelp);
     case Options::Action::kVersion:
@@ -69,7 +69,7 @@ int Start(const Options& options) {
     case Options::Action::kRun:
       break;
   }
-  FindServer(options.GetServer());
+  FindServer(options.server);
   return BulkRun(options).Run() ? kVerdicts : kErrors;
 }
 
@@ -91,7 +91,7 @@ int main(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);                        // a pipe without a reader becomes an error
   std::signal(SIGXFSZ, SIG_IGN);                        // as does a file that may not grow
   try {
-    return Start(Options(argc, argv));
+    return Start(ReadOptions(argc, argv));
   } catch (const std::invalid_argument& e) {
     std::fprintf(stderr, "spf-bulk: %s\nTry 'spf-bulk --help' or 'man spf-bulk'.\n", e.what());
   } catch (const std::bad_alloc&) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <vector>
 
 #include "programs/spf-may-send/Slip.h"
 #include "tool/CommandLine.h"
@@ -38,66 +39,66 @@ std::string DescribeFault(int fault, const std::string& word) {
   return "no such option: -" + QuoteArgument(std::string(1, static_cast<char>(optopt)));
 }
 
-}  // namespace
-
-Options::Options(int count, char* arguments[]) {
-  try {
-    Read(count, arguments);
-  } catch (const std::invalid_argument& fault) {
-    throw std::invalid_argument(fault.what() + AdviseOnQuotes());
-  }
-}
-
-void Options::Read(int count, char* arguments[]) {
-  opterr = 0;
-  int option = 0;
-  while (m_action == Action::kCheck &&
-         (option = getopt_long(count, arguments, kShortOptions, kLongOptions, nullptr)) != -1) {
-    TakeOption(option, arguments[optind - 1]);
-  }
-  if (m_action == Action::kCheck) {
-    TakeArguments({arguments + std::min(optind, count), arguments + count});
-  }
-}
-
-void Options::TakeOption(int option, const char* word) {
+void TakeOption(Options& options, int option, const char* word) {
   switch (option) {
     case 't':
-      m_timeLimit = ReadTimeLimit(optarg);
+      options.timeLimit = ReadTimeLimit(optarg);
       break;
     case 's':
-      m_server = ReadServer(optarg);
+      options.server = ReadServer(optarg);
       break;
     case 'r':
-      m_record = optarg;
+      options.record = optarg;
       break;
     case 'e':
-      m_isExplained = true;
+      options.isExplained = true;
       break;
     case 'q':
-      m_isQuiet = true;
+      options.isQuiet = true;
       break;
     case 'h':
-      m_action = Action::kHelp;
+      options.action = Options::Action::kHelp;
       break;
     case 'V':
-      m_action = Action::kVersion;
+      options.action = Options::Action::kVersion;
       break;
     default:
       throw std::invalid_argument(DescribeFault(option, word));
   }
 }
 
-void Options::TakeArguments(const std::vector<std::string>& arguments) {
-  if (arguments.size() != 2) {
-    throw std::invalid_argument(AdviseOnCount(arguments));
-  }
-  m_address = arguments[0];
-  m_sender = arguments[1];
+// Returns a hint if the terms of a record without quotes became arguments, otherwise nothing.
+std::string AdviseOnQuotes(const std::optional<std::string>& record) {
+  const bool isCut = record && IsSPFRecord(*record) && record->find(' ') == std::string::npos;
+  return isCut ? "; a record is written in quotes" : "";
 }
 
-// Returns a hint if the terms of a record without quotes became arguments, otherwise nothing.
-std::string Options::AdviseOnQuotes() const {
-  const bool isCut = m_record && IsSPFRecord(*m_record) && m_record->find(' ') == std::string::npos;
-  return isCut ? "; a record is written in quotes" : "";
+void Read(Options& options, int count, char* arguments[]) {
+  opterr = 0;
+  int option = 0;
+  while (options.action == Options::Action::kCheck &&
+         (option = getopt_long(count, arguments, kShortOptions, kLongOptions, nullptr)) != -1) {
+    TakeOption(options, option, arguments[optind - 1]);
+  }
+  if (options.action != Options::Action::kCheck) {
+    return;
+  }
+  const std::vector<std::string> words(arguments + std::min(optind, count), arguments + count);
+  if (words.size() != 2) {
+    throw std::invalid_argument(AdviseOnCount(words));
+  }
+  options.address = words[0];
+  options.sender = words[1];
+}
+
+}  // namespace
+
+Options ReadOptions(int count, char* arguments[]) {
+  Options options;
+  try {
+    Read(options, count, arguments);
+  } catch (const std::invalid_argument& fault) {
+    throw std::invalid_argument(fault.what() + AdviseOnQuotes(options.record));
+  }
+  return options;
 }

@@ -88,7 +88,7 @@ std::string DescribeReason(const SenderCheck& check, const Options& options) {
     text += (text.ends_with(": ") || more.empty() ? "" : "; ") + more;
   };
   if (check.GetVerdict() == Verdict::kNone || check.GetVerdict() == Verdict::kNoVerdict) {
-    add(AdviseOnArguments(options.GetAddress(), options.GetSender()));
+    add(AdviseOnArguments(options.address, options.sender));
   }
   if (check.HasHitLimit()) {
     add(check.GetMissing());
@@ -102,28 +102,28 @@ std::string DescribeReason(const SenderCheck& check, const Options& options) {
 }
 
 int Check(const Options& options) {
-  if (!options.GetServer().empty()) {
-    dns_servers = options.GetServer();
+  if (!options.server.empty()) {
+    dns_servers = options.server;
   }
   Explanation explanation;
-  const SenderCheck check(options.GetAddress(), options.GetSender(), options.GetRecord(),
-                          {kLookUps, std::chrono::steady_clock::now() + options.GetTimeLimit(), -1},
-                          options.IsExplained() ? &explanation : nullptr);
+  const SenderCheck check(options.address, options.sender, options.record,
+                          {kLookUps, std::chrono::steady_clock::now() + options.timeLimit, -1},
+                          options.isExplained ? &explanation : nullptr);
   explanation.Finish();
   const Status status = StatusOf(check.GetVerdict());
-  if (options.IsQuiet()) {
+  if (options.isQuiet) {
     return status;
   }
   std::string text = SenderCheck::NameOf(check.GetVerdict()) + std::string(": ") +
                      DescribeReason(check, options) + "\n";
   if (explanation.GetRecord() != nullptr) {
-    text += DescribeTree(*explanation.GetRecord(), inet_addr(options.GetAddress().c_str()));
+    text += DescribeTree(*explanation.GetRecord(), inet_addr(options.address.c_str()));
   }
   return Print(text, status);
 }
 
 int Run(const Options& options) {
-  switch (options.GetAction()) {
+  switch (options.action) {
     case Options::Action::kHelp:
       return Print(kHelp, kPassed);
     case Options::Action::kVersion:
@@ -140,7 +140,7 @@ int main(int argc, char* argv[]) {
   fwk::Logger::Init("", fwk::Error, false, false);  // no log
   std::signal(SIGPIPE, SIG_IGN);                    // a pipe without a reader becomes an error
   try {
-    return Run(Options(argc, argv));
+    return Run(ReadOptions(argc, argv));
   } catch (const std::invalid_argument& e) {
     Complain(e.what());
     std::fputs("Try 'spf-may-send --help' or 'man spf-may-send'.\n", stderr);
