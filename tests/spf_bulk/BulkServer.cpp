@@ -27,7 +27,8 @@ std::size_t BulkServer::CountQuestions(const std::string& domain) const {
 }
 
 Datagrams BulkServer::Answer(const Bytes& query) {
-  const std::string name = NameOf(query);
+  const std::string question = ScriptedNameServer::QuestionOf(query);
+  const std::string name = question.substr(question.find(' ') + 1);
   std::size_t count = 0;
   {
     const std::lock_guard guard(m_mutex);
@@ -50,9 +51,4 @@ Datagrams BulkServer::Answer(const Bytes& query) {
     reply.SetFlags(kTruncated);
   }
   return {reply.Build()};
-}
-
-std::string NameOf(const Bytes& query) {
-  const std::string question = ScriptedNameServer::QuestionOf(query);
-  return question.substr(question.find(' ') + 1);
 }

@@ -41,6 +41,3 @@ class BulkServer {
   std::vector<Clock::time_point> m_times;
   ScriptedNameServer m_server;  // last: its thread uses the others
 };
-
-// Returns the name in the question of `query`.
-std::string NameOf(const Bytes& query);

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "tests/spf_bulk/BulkRunTest.h"
-#include "tests/spf_bulk/RandomPolicies.h"
+#include "tests/spf_bulk/ToolComparison.h"
 #include "tests/support/PrivateNetwork.h"
 
 namespace {

@@ -11,7 +11,7 @@
 
 #include "tests/spf_bulk/BulkRunTest.h"
 #include "tests/spf_bulk/KilledRuns.h"
-#include "tests/spf_bulk/RandomPolicies.h"
+#include "tests/spf_bulk/ToolComparison.h"
 #include "tests/support/ProcessStatus.h"
 
 namespace {

@@ -1,5 +1,4 @@
-// Random senders, and a name server with policies of every kind, which also sends malformed
-// replies.
+// Compares spf-bulk with the plain tool.
 
 #pragma once
 
