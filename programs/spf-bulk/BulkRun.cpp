@@ -34,7 +34,7 @@ void RaiseDescriptorLimit(unsigned jobs) {
 
 }  // namespace
 
-BulkRun::BulkRun(const Options& options)
+BulkRun::BulkRun(const BulkOptions& options)
     : m_options(options),
       m_dispatcher(options.jobs),
       m_watch([this] {

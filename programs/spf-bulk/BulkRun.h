@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "programs/spf-bulk/BulkOptions.h"
 #include "programs/spf-bulk/Checker.h"
 #include "programs/spf-bulk/Dispatcher.h"
 #include "programs/spf-bulk/HangUp.h"
 #include "programs/spf-bulk/InputReader.h"
-#include "programs/spf-bulk/Options.h"
 #include "programs/spf-bulk/Pace.h"
 #include "programs/spf-bulk/Progress.h"
 #include "programs/spf-bulk/RunFiles.h"
@@ -24,7 +24,7 @@
 class BulkRun {
  public:
   // `options` must outlive the object.
-  explicit BulkRun(const Options& options);
+  explicit BulkRun(const BulkOptions& options);
   ~BulkRun();
 
   // Runs to the end. Returns whether each line has passed or failed. Throws a StdException if the
@@ -39,7 +39,7 @@ class BulkRun {
   bool Conclude();
   Totals GetTotals() const;
 
-  const Options& m_options;
+  const BulkOptions& m_options;
   HangUp m_hangUp;
   Dispatcher m_dispatcher;
   SignalWatch m_watch;

@@ -4,7 +4,7 @@
 #include "programs/spf-bulk/Resumption.h"
 #include "programs/spf-bulk/SenderLine.h"
 
-RunFiles::RunFiles(const Options& options, int hangUp)
+RunFiles::RunFiles(const BulkOptions& options, int hangUp)
     : m_input(options.input),
       m_lines(m_input.GetDescriptor(), SenderLine::kEnough, m_input.GetName(), hangUp),
       m_hasOutput(options.output.has_value()),
@@ -35,7 +35,7 @@ void RunFiles::OpenErrors(const std::string& path) {
   m_errors->Lock();
 }
 
-void RunFiles::Resume(const Options& options) {
+void RunFiles::Resume(const BulkOptions& options) {
   if (!m_output.IsRegular() || !m_errors->IsRegular()) {
     throw StdException("to resume, output and errors file must be regular files");
   }

@@ -10,9 +10,9 @@
 #include <string_view>
 
 #include "programs/spf-bulk/AppendFile.h"
+#include "programs/spf-bulk/BulkOptions.h"
 #include "programs/spf-bulk/InputFile.h"
 #include "programs/spf-bulk/LineSource.h"
-#include "programs/spf-bulk/Options.h"
 #include "programs/spf-bulk/Totals.h"
 
 class RunFiles {
@@ -20,7 +20,7 @@ class RunFiles {
   // Opens the files that `options` names; `hangUp` ends the reading as in LineSource. Throws a
   // StdException if one cannot be opened, if two are the same, if the output of a new run is not
   // empty, and if the files are not those of the run to resume. Blocks as the files do.
-  RunFiles(const Options& options, int hangUp);
+  RunFiles(const BulkOptions& options, int hangUp);
 
   // Returns the input, for the thread that reads.
   LineSource& GetLines() { return m_lines; }
@@ -43,7 +43,7 @@ class RunFiles {
 
  private:
   void OpenErrors(const std::string& path);
-  void Resume(const Options& options);
+  void Resume(const BulkOptions& options);
 
   InputFile m_input;
   LineSource m_lines;

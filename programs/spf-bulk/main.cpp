@@ -17,8 +17,8 @@
 #include "framework/dns/DNSSocket.h"
 #include "framework/dns/NameServer.h"
 #include "framework/logging/Logger.h"
+#include "programs/spf-bulk/BulkOptions.h"
 #include "programs/spf-bulk/BulkRun.h"
-#include "programs/spf-bulk/Options.h"
 #include "tool/CommandLine.h"
 
 namespace {
@@ -60,13 +60,13 @@ int Print(const char* text) {
   return std::fputs(text, stdout) >= 0 && std::fflush(stdout) == 0 ? kVerdicts : kIncomplete;
 }
 
-int Start(const Options& options) {
+int Start(const BulkOptions& options) {
   switch (options.action) {
-    case Options::Action::kHelp:
+    case BulkOptions::Action::kHelp:
       return Print(kHelp);
-    case Options::Action::kVersion:
+    case BulkOptions::Action::kVersion:
       return Print("spf-bulk " FWK_VERSION "\n");
-    case Options::Action::kRun:
+    case BulkOptions::Action::kRun:
       break;
   }
   FindServer(options.server);

@@ -18,7 +18,7 @@
 #include "framework/dns/NameServer.h"
 #include "framework/logging/Logger.h"
 #include "programs/spf-may-send/Explanation.h"
-#include "programs/spf-may-send/Options.h"
+#include "programs/spf-may-send/MaySendOptions.h"
 #include "programs/spf-may-send/RecordTree.h"
 #include "programs/spf-may-send/Slip.h"
 #include "tool/CommandLine.h"
@@ -82,7 +82,7 @@ std::string DescribeServer() {
 }
 
 // Returns the reason of a verdict, with what to do about it.
-std::string DescribeReason(const SenderCheck& check, const Options& options) {
+std::string DescribeReason(const SenderCheck& check, const MaySendOptions& options) {
   std::string text = check.GetReason();
   const auto add = [&text](const std::string& more) {
     text += (text.ends_with(": ") || more.empty() ? "" : "; ") + more;
@@ -101,7 +101,7 @@ std::string DescribeReason(const SenderCheck& check, const Options& options) {
   return text;
 }
 
-int Check(const Options& options) {
+int Check(const MaySendOptions& options) {
   if (!options.server.empty()) {
     dns_servers = options.server;
   }
@@ -122,13 +122,13 @@ int Check(const Options& options) {
   return Print(text, status);
 }
 
-int Run(const Options& options) {
+int Run(const MaySendOptions& options) {
   switch (options.action) {
-    case Options::Action::kHelp:
+    case MaySendOptions::Action::kHelp:
       return Print(kHelp, kPassed);
-    case Options::Action::kVersion:
+    case MaySendOptions::Action::kVersion:
       return Print("spf-may-send " FWK_VERSION "\n", kPassed);
-    case Options::Action::kCheck:
+    case MaySendOptions::Action::kCheck:
       break;
   }
   return Check(options);

@@ -1,4 +1,4 @@
-#include "programs/spf-may-send/Options.h"
+#include "programs/spf-may-send/MaySendOptions.h"
 
 #include <getopt.h>
 
@@ -39,7 +39,7 @@ std::string DescribeFault(int fault, const std::string& word) {
   return "no such option: -" + QuoteArgument(std::string(1, static_cast<char>(optopt)));
 }
 
-void TakeOption(Options& options, int option, const char* word) {
+void TakeOption(MaySendOptions& options, int option, const char* word) {
   switch (option) {
     case 't':
       options.timeLimit = ReadTimeLimit(optarg);
@@ -57,10 +57,10 @@ void TakeOption(Options& options, int option, const char* word) {
       options.isQuiet = true;
       break;
     case 'h':
-      options.action = Options::Action::kHelp;
+      options.action = MaySendOptions::Action::kHelp;
       break;
     case 'V':
-      options.action = Options::Action::kVersion;
+      options.action = MaySendOptions::Action::kVersion;
       break;
     default:
       throw std::invalid_argument(DescribeFault(option, word));
@@ -73,14 +73,14 @@ std::string AdviseOnQuotes(const std::optional<std::string>& record) {
   return isCut ? "; a record is written in quotes" : "";
 }
 
-void Read(Options& options, int count, char* arguments[]) {
+void Read(MaySendOptions& options, int count, char* arguments[]) {
   opterr = 0;
   int option = 0;
-  while (options.action == Options::Action::kCheck &&
+  while (options.action == MaySendOptions::Action::kCheck &&
          (option = getopt_long(count, arguments, kShortOptions, kLongOptions, nullptr)) != -1) {
     TakeOption(options, option, arguments[optind - 1]);
   }
-  if (options.action != Options::Action::kCheck) {
+  if (options.action != MaySendOptions::Action::kCheck) {
     return;
   }
   const std::vector<std::string> words(arguments + std::min(optind, count), arguments + count);
@@ -93,8 +93,8 @@ void Read(Options& options, int count, char* arguments[]) {
 
 }  // namespace
 
-Options ReadOptions(int count, char* arguments[]) {
-  Options options;
+MaySendOptions ReadOptions(int count, char* arguments[]) {
+  MaySendOptions options;
   try {
     Read(options, count, arguments);
   } catch (const std::invalid_argument& fault) {

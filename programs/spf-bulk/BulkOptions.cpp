@@ -1,4 +1,4 @@
-#include "programs/spf-bulk/Options.h"
+#include "programs/spf-bulk/BulkOptions.h"
 
 #include <getopt.h>
 
@@ -47,7 +47,7 @@ std::string DescribeFault(int fault, const std::string& word) {
 
 unsigned ReadJobs(const std::string& value) {
   const double jobs = ReadNumber(value);
-  if (jobs > Options::kMostJobs) {
+  if (jobs > BulkOptions::kMostJobs) {
     throw std::invalid_argument(
         "at most 900 checks at once, as the descriptor of a look-up must be below 1024: " +
         QuoteArgument(value));
@@ -69,7 +69,7 @@ std::chrono::nanoseconds ReadRate(const std::string& value) {
   return std::chrono::ceil<std::chrono::nanoseconds>(std::chrono::duration<double>(1 / rate));
 }
 
-void TakeOption(Options& options, int option, const char* word) {
+void TakeOption(BulkOptions& options, int option, const char* word) {
   switch (option) {
     case 'j':
       options.jobs = ReadJobs(optarg);
@@ -97,17 +97,17 @@ void TakeOption(Options& options, int option, const char* word) {
       options.showsProgress = option == kProgress;
       break;
     case 'h':
-      options.action = Options::Action::kHelp;
+      options.action = BulkOptions::Action::kHelp;
       break;
     case 'V':
-      options.action = Options::Action::kVersion;
+      options.action = BulkOptions::Action::kVersion;
       break;
     default:
       throw std::invalid_argument(DescribeFault(option, word));
   }
 }
 
-void TakeArguments(Options& options, const std::vector<std::string>& arguments) {
+void TakeArguments(BulkOptions& options, const std::vector<std::string>& arguments) {
   if (arguments.size() > 1) {
     throw std::invalid_argument("one file at most: " + QuoteArgument(arguments[1]));
   }
@@ -121,15 +121,15 @@ void TakeArguments(Options& options, const std::vector<std::string>& arguments) 
 
 }  // namespace
 
-Options ReadOptions(int count, char* arguments[]) {
-  Options options;
+BulkOptions ReadOptions(int count, char* arguments[]) {
+  BulkOptions options;
   opterr = 0;
   int option = 0;
-  while (options.action == Options::Action::kRun &&
+  while (options.action == BulkOptions::Action::kRun &&
          (option = getopt_long(count, arguments, kShortOptions, kLongOptions, nullptr)) != -1) {
     TakeOption(options, option, arguments[optind - 1]);
   }
-  if (options.action == Options::Action::kRun) {
+  if (options.action == BulkOptions::Action::kRun) {
     TakeArguments(options, {arguments + std::min(optind, count), arguments + count});
   }
   return options;

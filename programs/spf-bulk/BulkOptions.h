@@ -1,4 +1,4 @@
-// Options has what the command line of spf-bulk asks for.
+// BulkOptions has what the command line of spf-bulk asks for.
 //
 // A value type. Only one thread at a time may call ReadOptions(): getopt_long has process-wide
 // state.
@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-struct Options {
+struct BulkOptions {
   enum class Action { kRun, kHelp, kVersion };
 
   // Each look-up needs a descriptor below 1024; the others are for files.
@@ -29,4 +29,4 @@ struct Options {
 
 // Reads the arguments of main(). Throws std::invalid_argument for wrong use, with a text for the
 // user in printable ASCII.
-Options ReadOptions(int count, char* arguments[]);
+BulkOptions ReadOptions(int count, char* arguments[]);

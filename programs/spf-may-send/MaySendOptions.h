@@ -1,4 +1,4 @@
-// Options has what the command line of spf-may-send asks for.
+// MaySendOptions has what the command line of spf-may-send asks for.
 //
 // A value type. Only one thread at a time may call ReadOptions(): getopt_long has process-wide
 // state.
@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-struct Options {
+struct MaySendOptions {
   enum class Action { kCheck, kHelp, kVersion };
 
   Action action = Action::kCheck;
@@ -25,4 +25,4 @@ struct Options {
 // Reads the arguments of main(). Options end at the first argument that is not one, so that text
 // after the client's address, which a stranger may choose, is never taken for an option. Throws
 // std::invalid_argument for wrong use, with a text for the user in printable ASCII.
-Options ReadOptions(int count, char* arguments[]);
+MaySendOptions ReadOptions(int count, char* arguments[]);
