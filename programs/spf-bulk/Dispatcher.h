@@ -4,14 +4,13 @@
 //   - At most as many are under way as the name server can take (LoadLimit).
 //   - A check that lacked an answer is repeated once. Such repetitions gather for a second. Then
 //     they begin at intervals of 0.25 ms, while fewer than a quarter of that number are under way;
-//     checks that began more than a second ago wait for an answer and do not count.
-//     Until 0.2 s after the last repetition began, other checks begin only under the same
-//     condition. So the server has room for all questions of a repetition.
-//   - The lines from the first one that is not written to the last one that was read may have 1
-//   MiB.
-//     They may have more, at most 32 MiB, only while those that wait for their check have less than
-//     128 KiB: a slow line holds back the others, but the usual delays of a busy machine cost no
-//     memory.
+//     checks that began more than a second ago wait for an answer and do not count. Until 0.2 s
+//     after the last repetition began, other checks begin only under the same condition. So the
+//     server has room for all questions of a repetition.
+//   - From the first line that is not written to the last one that was read there may be 1 MiB.
+//     There may be more, at most 32 MiB, only while the lines that wait for their check have less
+//     than 128 KiB: a slow line holds back the others, but the usual delays of a busy machine cost
+//     no memory.
 //
 // Any thread may use it, in the role that an operation belongs to.
 

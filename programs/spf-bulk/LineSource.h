@@ -29,8 +29,7 @@ class LineSource {
   // Returns whether Next would return without reading the descriptor.
   bool IsBuffered() const;
 
-  // Return the number of lines so far, that of their bytes, and whether the last one had a line
-  // feed.
+  // Return the numbers of lines and bytes so far, and whether the last line had a line feed.
   std::uint64_t GetLines() const { return m_lines; }
   std::uint64_t GetBytes() const { return m_bytes; }
   bool HasLineFeed() const { return m_hasLineFeed; }

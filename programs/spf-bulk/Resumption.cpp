@@ -30,8 +30,7 @@ Resumption::Resumption(LineSource& input, const std::string& output, const std::
   ExpectLaterEntry();
 }
 
-// Returns the next line of the input that is not malformed. Malformed ones before it must have
-// entries.
+// Returns the next line that is not malformed. Malformed ones before it must have entries.
 std::string_view Resumption::FindNextLine() {
   std::string_view line;
   while (m_input.Next(line)) {

@@ -21,8 +21,8 @@
 
 class Resumption {
  public:
-  // Reads `input` as far as the output has its lines. Throws a StdException that names the line of
-  // a difference.
+  // Reads `input` as far as the output has its lines. Throws a StdException that names the
+  // line of a difference.
   Resumption(LineSource& input, const std::string& output, const std::string& errors);
 
   // Return how many bytes of the files stay, and the totals of their lines.

@@ -1,7 +1,6 @@
 // MaySendOptions has what the command line of spf-may-send asks for.
 //
-// A value type. Only one thread at a time may call ReadOptions(): getopt_long has process-wide
-// state.
+// A value type. ReadOptions() is for one thread at a time: getopt_long has process-wide state.
 
 #pragma once
 

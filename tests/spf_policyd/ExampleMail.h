@@ -1,5 +1,4 @@
-// The mail that most tests are about: that of example.org, whose record passes kGood and fails
-// kBad.
+// The mail of most tests: that of example.org, whose record passes kGood and fails kBad.
 
 #pragma once
 

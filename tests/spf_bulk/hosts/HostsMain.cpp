@@ -1,5 +1,4 @@
-// The main() of tests that log in to hosts: sshd changes its user, so it needs those of the
-// machine.
+// The main() of tests that log in to hosts: sshd needs the users of the machine.
 
 #include <gtest/gtest.h>
 
