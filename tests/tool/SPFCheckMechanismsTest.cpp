@@ -24,9 +24,9 @@ struct Outcome {
   Texts questions;
 };
 
-class SPFMechanismsTest : public testing::Test {
+class SPFCheckMechanismsTest : public testing::Test {
  protected:
-  SPFMechanismsTest() {
+  SPFCheckMechanismsTest() {
     dns_servers = "127.0.0.1";
     DoNotLog();
   }
@@ -73,7 +73,7 @@ bool IsSubstrText(const std::string& what) {
 
 // ip4.
 
-TEST_F(SPFMechanismsTest, AnIp4TermMatchesTheClientsInItsRange) {
+TEST_F(SPFCheckMechanismsTest, AnIp4TermMatchesTheClientsInItsRange) {
   struct Row {
     std::string value;
     std::string ip;
@@ -141,7 +141,7 @@ TEST_F(SPFMechanismsTest, AnIp4TermMatchesTheClientsInItsRange) {
   }
 }
 
-TEST_F(SPFMechanismsTest, AnIp4TermWithPlusKeepsItsColon) {
+TEST_F(SPFCheckMechanismsTest, AnIp4TermWithPlusKeepsItsColon) {
   struct Row {
     std::string ip;
     bool passed;
@@ -154,14 +154,14 @@ TEST_F(SPFMechanismsTest, AnIp4TermWithPlusKeepsItsColon) {
   }
 }
 
-TEST_F(SPFMechanismsTest, TheFirstFourCharactersOfAnIp4TermAreSkippedByCount) {
+TEST_F(SPFCheckMechanismsTest, TheFirstFourCharactersOfAnIp4TermAreSkippedByCount) {
   EXPECT_TRUE(Evaluate("ip4x192.0.2.1").passed);
   EXPECT_TRUE(Evaluate("ip4/192.0.2.1").passed);
   EXPECT_FALSE(Evaluate("ip4192.0.2.1").passed);
   EXPECT_TRUE(Evaluate("+ip4192.0.2.1").passed);
 }
 
-TEST_F(SPFMechanismsTest, AnIp4TermWithoutAValueFailsSilently) {
+TEST_F(SPFCheckMechanismsTest, AnIp4TermWithoutAValueFailsSilently) {
   for (const char* term : {"ip4:", "ip4x", "+ip4"}) {
     const Outcome outcome = Evaluate(term, "255.255.255.255");
     EXPECT_FALSE(outcome.passed) << term;
@@ -169,26 +169,26 @@ TEST_F(SPFMechanismsTest, AnIp4TermWithoutAValueFailsSilently) {
   }
 }
 
-TEST_F(SPFMechanismsTest, TheBareTermIp4Throws) {
+TEST_F(SPFCheckMechanismsTest, TheBareTermIp4Throws) {
   EXPECT_PRED1(IsSubstrText, WhatIsThrown<std::out_of_range>("ip4"));
   EXPECT_PRED1(IsSubstrText, WhatIsThrown<std::out_of_range>("v=spf1 x ip4"));
 }
 
-TEST_F(SPFMechanismsTest, APrefixThatIsNotANumberThrows) {
+TEST_F(SPFCheckMechanismsTest, APrefixThatIsNotANumberThrows) {
   for (const char* term : {"ip4:192.0.2.1/2x", "ip4:192.0.2.1/2.4", "ip4:192.0.2.1/-1",
                            "ip4:192.0.2.1/+1", "ip4:192.0.2.1/24/", "ip4:no-address/x"}) {
     EXPECT_EQ(WhatIsThrown<std::invalid_argument>(term), "non-digit character") << term;
   }
 }
 
-TEST_F(SPFMechanismsTest, ABadPrefixOfTheNetworkZeroIsNotLookedAt) {
+TEST_F(SPFCheckMechanismsTest, ABadPrefixOfTheNetworkZeroIsNotLookedAt) {
   EXPECT_EQ(WhatIsThrown<std::invalid_argument>("ip4:0.0.0.0/x"), "nothing");
   EXPECT_EQ(WhatIsThrown<std::invalid_argument>("ip4:/x"), "nothing");
 }
 
 // a.
 
-TEST_F(SPFMechanismsTest, TheTargetOfAnATermIsBetweenColonAndSlash) {
+TEST_F(SPFCheckMechanismsTest, TheTargetOfAnATermIsBetweenColonAndSlash) {
   struct Row {
     std::string term;
     std::string domain;
@@ -218,13 +218,13 @@ TEST_F(SPFMechanismsTest, TheTargetOfAnATermIsBetweenColonAndSlash) {
   }
 }
 
-TEST_F(SPFMechanismsTest, TheDomainOfTheCheckIsThatOfTheSender) {
+TEST_F(SPFCheckMechanismsTest, TheDomainOfTheCheckIsThatOfTheSender) {
   const ScriptedNameServer server(Zone{{"A d.test", {"192.0.2.1"}}});
   EXPECT_TRUE(SPFCheck("192.0.2.1", "<x@d.test>", "example.org", 0, "all").getResult());
   EXPECT_EQ(server.Questions(), (Texts{"A d.test"}));
 }
 
-TEST_F(SPFMechanismsTest, AnATermMatchesTheAddressesOfItsTarget) {
+TEST_F(SPFCheckMechanismsTest, AnATermMatchesTheAddressesOfItsTarget) {
   const Zone zone = {{"A example.org", {"192.0.2.10"}}, {"A d.test", {"198.51.100.1"}}};
   struct Row {
     std::string term;
@@ -258,7 +258,7 @@ TEST_F(SPFMechanismsTest, AnATermMatchesTheAddressesOfItsTarget) {
   }
 }
 
-TEST_F(SPFMechanismsTest, AddressesAreTriedInTheirOrderUpToTheFirstMatch) {
+TEST_F(SPFCheckMechanismsTest, AddressesAreTriedInTheirOrderUpToTheFirstMatch) {
   const Zone zone = {{"A example.org", {"192.0.2.3", "192.0.2.1", "192.0.2.2"}}};
   const Outcome outcome = Evaluate("a", "192.0.2.1", zone);
   EXPECT_TRUE(outcome.passed);
@@ -267,7 +267,7 @@ TEST_F(SPFMechanismsTest, AddressesAreTriedInTheirOrderUpToTheFirstMatch) {
                              CandidateLine("192.0.2.1", "192.0.2.1"));
 }
 
-TEST_F(SPFMechanismsTest, ABadPrefixOfAnATermThrowsWhenThereIsAnAddress) {
+TEST_F(SPFCheckMechanismsTest, ABadPrefixOfAnATermThrowsWhenThereIsAnAddress) {
   const Zone zone = {{"A example.org", {"192.0.2.10"}}, {"A d.test", {"192.0.2.10"}}};
   for (const char* term : {"a/24.0", "a/x", "a:d.test/24/25", "a/24:d.test"}) {
     EXPECT_EQ(WhatIsThrown<std::invalid_argument>(term, zone), "non-digit character") << term;
@@ -275,7 +275,7 @@ TEST_F(SPFMechanismsTest, ABadPrefixOfAnATermThrowsWhenThereIsAnAddress) {
   }
 }
 
-TEST_F(SPFMechanismsTest, AFailedLookUpOfAnATermDoesNotMatchAndTheWalkGoesOn) {
+TEST_F(SPFCheckMechanismsTest, AFailedLookUpOfAnATermDoesNotMatchAndTheWalkGoesOn) {
   const std::string target(1100, 'a');
   const Outcome outcome = Evaluate("a:" + target + " ip4:192.0.2.1");
   EXPECT_TRUE(outcome.passed);
@@ -285,14 +285,14 @@ TEST_F(SPFMechanismsTest, AFailedLookUpOfAnATermDoesNotMatchAndTheWalkGoesOn) {
                              "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n");
 }
 
-TEST_F(SPFMechanismsTest, AServerThatCannotBeUsedThrowsOutOfAnATerm) {
+TEST_F(SPFCheckMechanismsTest, AServerThatCannotBeUsedThrowsOutOfAnATerm) {
   dns_servers = "0.0.0.0";
   EXPECT_EQ(WhatIsThrown<UDPSocketException>("a"), "UDPSocket::Connect - inet_addr() failed");
 }
 
 // mx.
 
-TEST_F(SPFMechanismsTest, AnMxTermNeverMatchesLogsNothingAndAsksNothing) {
+TEST_F(SPFCheckMechanismsTest, AnMxTermNeverMatchesLogsNothingAndAsksNothing) {
   const Zone zone = {{"A example.org", {"192.0.2.1"}},
                      {"A d.test", {"192.0.2.1"}},
                      {"15 example.org", {"example.org"}}};
@@ -304,7 +304,7 @@ TEST_F(SPFMechanismsTest, AnMxTermNeverMatchesLogsNothingAndAsksNothing) {
   }
 }
 
-TEST_F(SPFMechanismsTest, AnMxTermLoadsTheNameServerAndConnectsToNothing) {
+TEST_F(SPFCheckMechanismsTest, AnMxTermLoadsTheNameServerAndConnectsToNothing) {
   Config::m_config.clear();
   SetResolverFile("nameserver 0.0.0.0\n");
   dns_servers.clear();
@@ -316,7 +316,7 @@ TEST_F(SPFMechanismsTest, AnMxTermLoadsTheNameServerAndConnectsToNothing) {
 
 // include and redirect.
 
-TEST_F(SPFMechanismsTest, AnIncludeThatPassesEndsTheWalk) {
+TEST_F(SPFCheckMechanismsTest, AnIncludeThatPassesEndsTheWalk) {
   const Outcome outcome =
       Evaluate("include:d.test a", "192.0.2.1", {{"TXT d.test", {"v=spf1 ip4:192.0.2.1"}}});
   EXPECT_TRUE(outcome.passed);
@@ -326,7 +326,7 @@ TEST_F(SPFMechanismsTest, AnIncludeThatPassesEndsTheWalk) {
   EXPECT_EQ(outcome.questions, (Texts{"TXT d.test"}));
 }
 
-TEST_F(SPFMechanismsTest, AfterAnIncludeOrRedirectThatFailsTheNextTermIsTried) {
+TEST_F(SPFCheckMechanismsTest, AfterAnIncludeOrRedirectThatFailsTheNextTermIsTried) {
   for (const std::string term : {"include:d.test", "redirect=d.test"}) {
     const Outcome outcome =
         Evaluate(term + " ip4:192.0.2.1", "192.0.2.1", {{"TXT d.test", {"v=spf1 -all"}}});
@@ -337,14 +337,14 @@ TEST_F(SPFMechanismsTest, AfterAnIncludeOrRedirectThatFailsTheNextTermIsTried) {
   }
 }
 
-TEST_F(SPFMechanismsTest, ADomainWithoutARecordIsAnIncludeThatFails) {
+TEST_F(SPFCheckMechanismsTest, ADomainWithoutARecordIsAnIncludeThatFails) {
   const Outcome outcome = Evaluate("redirect=d.test");
   EXPECT_FALSE(outcome.passed);
   EXPECT_EQ(outcome.log,
             "Debug: SPFCheck::processREDIRECT - domain::d.test\n" + BeginOfCheck("d.test", ""));
 }
 
-TEST_F(SPFMechanismsTest, ANestedCheckEvaluatesItsOwnDomainForTheSameClientWithoutTheSender) {
+TEST_F(SPFCheckMechanismsTest, ANestedCheckEvaluatesItsOwnDomainForTheSameClientWithoutTheSender) {
   const ScriptedNameServer server(Zone{{"TXT d.test", {"v=spf1 a"}}, {"A d.test", {"192.0.2.1"}}});
   EXPECT_EQ(
       CaptureLog([] {
@@ -359,7 +359,7 @@ TEST_F(SPFMechanismsTest, ANestedCheckEvaluatesItsOwnDomainForTheSameClientWitho
   EXPECT_EQ(server.Questions(), (Texts{"TXT d.test", "A d.test"}));
 }
 
-TEST_F(SPFMechanismsTest, AnIncludeOrRedirectOfTheOwnDomainIsAnErrorAndTheWalkGoesOn) {
+TEST_F(SPFCheckMechanismsTest, AnIncludeOrRedirectOfTheOwnDomainIsAnErrorAndTheWalkGoesOn) {
   struct Row {
     std::string term;
     std::string name;
@@ -376,7 +376,7 @@ TEST_F(SPFMechanismsTest, AnIncludeOrRedirectOfTheOwnDomainIsAnErrorAndTheWalkGo
   }
 }
 
-TEST_F(SPFMechanismsTest, OnlyTheVerySameTextIsTheOwnDomain) {
+TEST_F(SPFCheckMechanismsTest, OnlyTheVerySameTextIsTheOwnDomain) {
   for (const std::string target : {"Example.org", "example.orgg", "example.or", "xample.org"}) {
     const Outcome outcome = Evaluate("include:" + target);
     EXPECT_EQ(outcome.questions, (Texts{"TXT " + target}));
@@ -386,7 +386,7 @@ TEST_F(SPFMechanismsTest, OnlyTheVerySameTextIsTheOwnDomain) {
   EXPECT_EQ(Evaluate("include:example.org.").questions, (Texts{"TXT example.org"}));
 }
 
-TEST_F(SPFMechanismsTest, TheOwnDomainOfACheckWithASenderIsTheSenders) {
+TEST_F(SPFCheckMechanismsTest, TheOwnDomainOfACheckWithASenderIsTheSenders) {
   const ScriptedNameServer server(Zone{});
   EXPECT_EQ(CaptureLog([] {
               const SPFCheck check("192.0.2.1", "x@d.test", "example.org", 0,
@@ -400,7 +400,7 @@ TEST_F(SPFMechanismsTest, TheOwnDomainOfACheckWithASenderIsTheSenders) {
   EXPECT_EQ(server.Questions(), (Texts{"TXT example.org"}));
 }
 
-TEST_F(SPFMechanismsTest, AnIncludeOrRedirectWithoutATargetFailsSilently) {
+TEST_F(SPFCheckMechanismsTest, AnIncludeOrRedirectWithoutATargetFailsSilently) {
   for (const char* term :
        {"include:", "redirect=", "include=", "redirect:", "+include", "+redirect"}) {
     const Outcome outcome = Evaluate(term);
@@ -410,7 +410,7 @@ TEST_F(SPFMechanismsTest, AnIncludeOrRedirectWithoutATargetFailsSilently) {
   }
 }
 
-TEST_F(SPFMechanismsTest, TheTargetBeginsAfterAFixedCountOfCharacters) {
+TEST_F(SPFCheckMechanismsTest, TheTargetBeginsAfterAFixedCountOfCharacters) {
   struct Row {
     std::string term;
     std::string target;
@@ -426,18 +426,19 @@ TEST_F(SPFMechanismsTest, TheTargetBeginsAfterAFixedCountOfCharacters) {
   }
 }
 
-TEST_F(SPFMechanismsTest, AnIncludeOrRedirectWithPlusPassesWhereDnsHoldsItsTargetWithTheSeparator) {
+TEST_F(SPFCheckMechanismsTest,
+       AnIncludeOrRedirectWithPlusPassesWhereDnsHoldsItsTargetWithTheSeparator) {
   const Texts passing = {"v=spf1 ip4:192.0.2.1"};
   EXPECT_TRUE(Evaluate("+include:d.test", "192.0.2.1", {{"TXT :d.test", passing}}).passed);
   EXPECT_TRUE(Evaluate("+redirect=d.test", "192.0.2.1", {{"TXT =d.test", passing}}).passed);
 }
 
-TEST_F(SPFMechanismsTest, TheBareTermsIncludeAndRedirectThrow) {
+TEST_F(SPFCheckMechanismsTest, TheBareTermsIncludeAndRedirectThrow) {
   EXPECT_PRED1(IsSubstrText, WhatIsThrown<std::out_of_range>("include"));
   EXPECT_PRED1(IsSubstrText, WhatIsThrown<std::out_of_range>("redirect"));
 }
 
-TEST_F(SPFMechanismsTest, AnExceptionOfANestedCheckLeavesTheOuterOne) {
+TEST_F(SPFCheckMechanismsTest, AnExceptionOfANestedCheckLeavesTheOuterOne) {
   EXPECT_PRED1(IsSubstrText,
                WhatIsThrown<std::out_of_range>("include:d.test", {{"TXT d.test", {"v=spf1 ip4"}}}));
 }
