@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "framework/core/Exceptions.h"
 #include "framework/dns/NameServer.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/OpenDescriptors.h"
@@ -66,7 +65,7 @@ struct Fields : Socket {
   CheckBudget* budget;
 };
 
-// What SPFCheck has in front of its last field, and that field.
+// The last two fields of SPFCheck.
 struct Tail {
   std::int32_t depth;
   const CheckBudget* budget;
@@ -81,8 +80,6 @@ Tail TailOf(const SPFCheck& check) {
 
 }  // namespace
 
-// The class.
-
 TEST_F(BudgetedCheckTest, TheBudgetIsTheLastFieldAfterTheDepth) {
   EXPECT_EQ(sizeof(SPFCheck), sizeof(Fields));
   CheckBudget budget(1, Clock::now() + std::chrono::minutes(1), m_observer);
@@ -94,16 +91,14 @@ TEST_F(BudgetedCheckTest, TheBudgetIsTheLastFieldAfterTheDepth) {
   EXPECT_EQ(TailOf(plain).budget, nullptr);
 }
 
-TEST_F(BudgetedCheckTest, ItsVirtualOperationsAreThoseOfSocketExceptTheDestructor) {
+TEST_F(BudgetedCheckTest, ItOverridesOnlyTheDestructorOfSocket) {
   const Socket socket(0, 0);
   const SPFCheck check(kClient, "", "d.test", 0, "v=spf1");
   EXPECT_EQ(DifferentSlots(VirtualOperations(socket, 6), VirtualOperations(check, 6)),
             (std::set<std::size_t>{0, 1}));
 }
 
-// What the observer is told.
-
-TEST_F(BudgetedCheckTest, TheObserverIsToldEachStepInItsOrder) {
+TEST_F(BudgetedCheckTest, TheObserverIsToldEachStepInOrder) {
   const Zone zone = {{"TXT d.test", {"v=spf1 a  include:e.test redirect=f.test -all"}},
                      {"A d.test", {"192.0.2.8", "192.0.2.9"}},
                      {"TXT e.test", {"v=spf1 ip4:192.0.2.7 mx"}},
@@ -154,12 +149,12 @@ TEST_F(BudgetedCheckTest, AGivenRecordIsToldWithoutALookUp) {
                                        "no match", "term -all", "no match", "failed"}));
 }
 
-TEST_F(BudgetedCheckTest, NoRecordIsAnEmptyOneWithoutTerms) {
+TEST_F(BudgetedCheckTest, AMissingRecordIsToldAsAnEmptyOne) {
   EXPECT_FALSE(Check({}, ""));
   EXPECT_EQ(m_observer.Steps(), (Texts{"check d.test", "look-up TXT d.test", "record ", "failed"}));
 }
 
-TEST_F(BudgetedCheckTest, TheDomainToldIsTheSendersIfItHasOne) {
+TEST_F(BudgetedCheckTest, TheDomainOfTheSenderIsTold) {
   EXPECT_FALSE(Check({}, "v=spf1", 100, "<joe@e.test>"));
   EXPECT_EQ(m_observer.Steps().front(), "check e.test");
 }
@@ -175,8 +170,6 @@ TEST_F(BudgetedCheckTest, TermsAreToldWithoutTheBlanksAroundThem) {
             (Texts{"check d.test", "record v=spf1   \tx\r\n ", "term v=spf1", "no match", "term ",
                    "no match", "term x", "no match", "failed"}));
 }
-
-// The budget.
 
 TEST_F(BudgetedCheckTest, NestedChecksUseTheSameBudget) {
   const Zone zone = {{"TXT d.test", {"v=spf1 include:e.test include:f.test"}},
@@ -196,7 +189,7 @@ TEST_F(BudgetedCheckTest, NestedChecksUseTheSameBudget) {
   }
 }
 
-TEST_F(BudgetedCheckTest, AVerdictThatNeedsNoMoreLookUpsIsGiven) {
+TEST_F(BudgetedCheckTest, ASpentBudgetStillAllowsAVerdictWithoutALookUp) {
   const Zone zone = {{"TXT d.test", {"v=spf1 ip4:192.0.2.1 a"}}};
   EXPECT_TRUE(Check(zone, "", 1));
   EXPECT_TRUE(Check(zone, "v=spf1 mx -mx ip4:192.0.2.1", 0));
@@ -227,17 +220,11 @@ TEST_F(BudgetedCheckTest, AnExceptionEndsTheStepsAndLeaksNothing) {
   EXPECT_EQ(Socket::m_nAccessCounter, sockets);
 }
 
-namespace {
-
-struct ThrowingObserver : RecordingObserver {
-  void OnLookUp(const LookUp& /*lookUp*/) override { throw std::runtime_error("enough"); }
-};
-
-}  // namespace
-
-TEST_F(BudgetedCheckTest, WhatTheObserverThrowsLeavesTheCheck) {
+TEST_F(BudgetedCheckTest, AnExceptionOfTheObserverLeavesTheCheck) {
+  struct : RecordingObserver {
+    void OnLookUp(const LookUp& /*lookUp*/) override { throw std::runtime_error("enough"); }
+  } observer;
   const ScriptedNameServer server(Zone{});
-  ThrowingObserver observer;
   CheckBudget budget(100, Clock::now() + std::chrono::minutes(1), observer);
   const std::ptrdiff_t descriptors = OpenDescriptors();
   EXPECT_THROW(SPFCheck(kClient, "", "d.test", 0, "v=spf1 include:e.test", budget),
@@ -245,7 +232,7 @@ TEST_F(BudgetedCheckTest, WhatTheObserverThrowsLeavesTheCheck) {
   EXPECT_EQ(OpenDescriptors(), descriptors);
 }
 
-TEST_F(BudgetedCheckTest, TheLogIsThatOfACheckWithoutABudget) {
+TEST_F(BudgetedCheckTest, ABudgetDoesNotChangeTheLog) {
   const ScriptedNameServer server(Zone{
       {"TXT d.test", {"v=spf1 a mx x include:e.test include:d.test -all"}},
       {"A d.test", {"192.0.2.9"}},

@@ -2,10 +2,8 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
 #include <chrono>
 #include <functional>
 #include <set>
@@ -17,9 +15,11 @@
 #include "framework/dns/DNSSocket.h"
 #include "framework/dns/NameServer.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
+#include "tests/support/StreamPair.h"
 #include "tests/tool/RecordingObserver.h"
 #include "tests/tool/VirtualTable.h"
 #include "tool/BudgetException.h"
@@ -47,10 +47,6 @@ ScriptedNameServer::Script Answer(const Build& build) {
   };
 }
 
-Datagrams Nothing(const Bytes& /*query*/) {
-  return {};
-}
-
 class BudgetedLookUpTest : public testing::Test {
  protected:
   BudgetedLookUpTest() {
@@ -58,7 +54,7 @@ class BudgetedLookUpTest : public testing::Test {
     DoNotLog();
   }
 
-  // The record of example.org where it is answered so; what came of the look-up is in m_lookUp.
+  // Returns the record of example.org that is found in the answer; the look-up is in m_lookUp.
   std::string Record(const Build& build) {
     const ScriptedNameServer server(Answer(build));
     const std::string record = BudgetedLookUp("example.org", m_budget).FindRecord();
@@ -100,8 +96,6 @@ class BudgetedLookUpTest : public testing::Test {
 
 }  // namespace
 
-// The class.
-
 TEST_F(BudgetedLookUpTest, ItOverridesOnlyTheCreationOfSocketsAndTheReceiving) {
   const DNSSocket base("example.org");
   const BudgetedLookUp lookUp("example.org", m_budget);
@@ -109,9 +103,7 @@ TEST_F(BudgetedLookUpTest, ItOverridesOnlyTheCreationOfSocketsAndTheReceiving) {
             (std::set<std::size_t>{0, 1, 4, 6}));
 }
 
-// What comes of a look-up.
-
-TEST_F(BudgetedLookUpTest, ARecordIsFoundAndKnownAsItIsPublished) {
+TEST_F(BudgetedLookUpTest, ARecordIsFoundAsItIsPublished) {
   EXPECT_EQ(Record([](ReplyBuilder& reply) { reply.TXT({"text"}).TXT({kRecord}); }), kRecord);
   EXPECT_EQ(m_lookUp.outcome, Outcome::kAnswered);
   EXPECT_EQ(m_lookUp.policies, (Texts{kRecord}));
@@ -143,7 +135,7 @@ TEST_F(BudgetedLookUpTest, AnErrorCodeIsKept) {
   EXPECT_EQ(m_lookUp.errorCode, 5);
 }
 
-TEST_F(BudgetedLookUpTest, ATruncatedReplyIsReadAllTheSame) {
+TEST_F(BudgetedLookUpTest, ATruncatedReplyIsStillRead) {
   EXPECT_EQ(Record([](ReplyBuilder& reply) { reply.SetFlags(0x8380).TXT({kRecord}); }), kRecord);
   EXPECT_EQ(m_lookUp.outcome, Outcome::kTruncated);
   EXPECT_EQ(m_lookUp.policies, (Texts{kRecord}));
@@ -161,7 +153,7 @@ TEST_F(BudgetedLookUpTest, AReplyOf1024BytesCountsAsTruncated) {
   EXPECT_EQ(m_lookUp.outcome, Outcome::kTruncated);
 }
 
-TEST_F(BudgetedLookUpTest, AnAliasIsToldOfBothTypes) {
+TEST_F(BudgetedLookUpTest, AnAliasIsTheOutcomeForBothTypes) {
   Record([](ReplyBuilder& reply) { reply.CNAME("d.test").TXT({kRecord}); });
   EXPECT_EQ(m_lookUp.outcome, Outcome::kAlias);
   Addresses([](ReplyBuilder& reply) { reply.CNAME("d.test").A("192.0.2.1"); });
@@ -180,7 +172,7 @@ TEST_F(BudgetedLookUpTest, AReplyToAnotherQuestionIsReadButIsNotAnAnswer) {
   EXPECT_EQ(m_observer.LookUps().back().policies, Texts{});
 }
 
-TEST_F(BudgetedLookUpTest, ARecordThatIsReadOtherwiseThanPublishedIsMisread) {
+TEST_F(BudgetedLookUpTest, ARecordThatIsReadDifferentlyThanPublishedIsMisread) {
   const struct {
     Texts strings;  // of one TXT record
     std::string read;
@@ -224,8 +216,6 @@ TEST_F(BudgetedLookUpTest, ANameThatFitsNoQueryHasNoAnswer) {
   EXPECT_EQ(server.Queries().size(), 0U);
 }
 
-// The limits.
-
 TEST_F(BudgetedLookUpTest, ALookUpBeyondTheBudgetIsNotMade) {
   const ScriptedNameServer server(Answer([](ReplyBuilder&) {}));
   CheckBudget none(0, Clock::now() + std::chrono::minutes(1), m_observer);
@@ -236,8 +226,8 @@ TEST_F(BudgetedLookUpTest, ALookUpBeyondTheBudgetIsNotMade) {
   EXPECT_EQ(m_observer.Steps(), Texts{});
 }
 
-TEST_F(BudgetedLookUpTest, TheDeadlineCutsAWaitShort) {
-  const ScriptedNameServer server(Nothing);
+TEST_F(BudgetedLookUpTest, TheDeadlineEndsAWait) {
+  const ScriptedNameServer server(Silence);
   const auto start = Clock::now();
   CheckBudget budget(20, start + milliseconds(200), m_observer);
   EXPECT_EQ(ReasonOf(budget), Reason::kTime);
@@ -247,32 +237,29 @@ TEST_F(BudgetedLookUpTest, TheDeadlineCutsAWaitShort) {
   EXPECT_EQ(m_observer.LookUps()[0].outcome, Outcome::kNoAnswer);
 }
 
-TEST_F(BudgetedLookUpTest, WithoutAnAnswerItEndsAfter5SecondsLikeEveryLookUp) {
-  const ScriptedNameServer server(Nothing);
+TEST_F(BudgetedLookUpTest, WithoutAnAnswerItEndsAfter5SecondsLikeAnyLookUp) {
+  const ScriptedNameServer server(Silence);
   const auto start = Clock::now();
   EXPECT_EQ(BudgetedLookUp("example.org", m_budget).FindRecord(), "");
   EXPECT_GE(Clock::now(), start + milliseconds(5000));
   EXPECT_EQ(m_observer.LookUps().at(0).outcome, Outcome::kNoAnswer);
 }
 
-TEST_F(BudgetedLookUpTest, AHangUpCutsAWaitShort) {
-  const ScriptedNameServer server(Nothing);
-  std::array<int, 2> ends{};
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0);
-  m_budget.EndWithHangUpOf(ends[0]);
-  std::thread hangUp([&] {
+TEST_F(BudgetedLookUpTest, AHangUpEndsAWait) {
+  const ScriptedNameServer server(Silence);
+  StreamPair client;
+  m_budget.EndWithHangUpOf(client.One());
+  std::jthread hangUp([&] {
     std::this_thread::sleep_for(milliseconds(100));
-    close(ends[1]);
+    client.CloseOther();
   });
   const auto start = Clock::now();
   EXPECT_EQ(ReasonOf(m_budget), Reason::kHangUp);
   EXPECT_LT(Clock::now(), start + milliseconds(2000));
-  hangUp.join();
-  close(ends[0]);
 }
 
-TEST_F(BudgetedLookUpTest, ATimeoutIsLoggedAsOneInFewWords) {
-  const ScriptedNameServer server(Nothing);
+TEST_F(BudgetedLookUpTest, ATimeoutIsLoggedInOneShortLine) {
+  const ScriptedNameServer server(Silence);
   CheckBudget budget(20, Clock::now() + milliseconds(50), m_observer);
   EXPECT_EQ(CaptureLog([&] { EXPECT_EQ(ReasonOf(budget), Reason::kTime); }),
             "Debug: DNSSocket::DoQuery - UDPSocketTimeoutException - "
@@ -280,7 +267,7 @@ TEST_F(BudgetedLookUpTest, ATimeoutIsLoggedAsOneInFewWords) {
 }
 
 TEST_F(BudgetedLookUpTest, ATimeoutNeedsNoLargeStack) {
-  const ScriptedNameServer server(Nothing);
+  const ScriptedNameServer server(Silence);
   CheckBudget budget(20, Clock::now() + milliseconds(50), m_observer);
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
@@ -294,8 +281,6 @@ TEST_F(BudgetedLookUpTest, ATimeoutNeedsNoLargeStack) {
   pthread_join(thread, nullptr);
   pthread_attr_destroy(&attributes);
 }
-
-// Descriptors.
 
 namespace {
 
@@ -354,14 +339,10 @@ TEST_F(BudgetedLookUpTest, ADescriptorAbove1023IsRefusedAndClosed) {
   }
   const TakenDescriptors taken(1024);
   const std::ptrdiff_t before = OpenDescriptors();
-  try {
-    BudgetedLookUp("example.org", m_budget).FindRecord();
-    ADD_FAILURE() << "the descriptor was used";
-  } catch (const SocketException& e) {
-    EXPECT_STREQ(e.what(),
-                 "BudgetedLookUp::CreateSocket - socket handle exceeds FD_SETSIZE :: failed with "
-                 "code 24: Too many open files");
-  }
+  EXPECT_EQ(
+      FailureText<SocketException>([&] { BudgetedLookUp("example.org", m_budget).FindRecord(); }),
+      "BudgetedLookUp::CreateSocket - socket handle exceeds FD_SETSIZE :: failed with "
+      "code 24: Too many open files");
   EXPECT_EQ(OpenDescriptors(), before);
   EXPECT_EQ(server.Queries().size(), 0U);
   EXPECT_EQ(m_observer.Steps(), Texts{});
@@ -377,7 +358,7 @@ TEST_F(BudgetedLookUpTest, Descriptor1023IsUsed) {
   EXPECT_EQ(BudgetedLookUp("example.org", m_budget).FindRecord(), kRecord);
 }
 
-TEST_F(BudgetedLookUpTest, WithoutADescriptorLeftItThrows) {
+TEST_F(BudgetedLookUpTest, WithoutAFreeDescriptorItThrows) {
   const ScriptedNameServer server(Answer([](ReplyBuilder&) {}));
   const DescriptorLimit limit(100);
   const TakenDescriptors taken(100);
@@ -390,7 +371,7 @@ TEST_F(BudgetedLookUpTest, NoOutcomeLeaksADescriptor) {
   Addresses([](ReplyBuilder& reply) { reply.SetFlags(0x8182); });
   CheckBudget late(20, Clock::now() + milliseconds(20), m_observer);
   {
-    const ScriptedNameServer server(Nothing);
+    const ScriptedNameServer server(Silence);
     EXPECT_EQ(ReasonOf(late), Reason::kTime);
     EXPECT_EQ(ReasonOf(late), Reason::kTime);
   }

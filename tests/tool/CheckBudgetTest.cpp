@@ -1,16 +1,15 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <chrono>
-#include <string>
 #include <thread>
+#include <type_traits>
 
 #include "framework/core/Exceptions.h"
+#include "tests/support/StreamPair.h"
 #include "tests/tool/RecordingObserver.h"
 #include "tool/BudgetException.h"
 #include "tool/CheckBudget.h"
@@ -24,34 +23,6 @@ using Wait = CheckBudget::Wait;
 
 constexpr milliseconds kSlack(1000);  // for a busy machine
 
-// Two connected stream sockets.
-class Pair {
- public:
-  Pair() {
-    if (socketpair(AF_UNIX, SOCK_STREAM, 0, m_ends.data()) < 0) {
-      ADD_FAILURE() << "socketpair";
-    }
-  }
-  ~Pair() {
-    close(m_ends[0]);
-    CloseOther();
-  }
-  Pair(const Pair&) = delete;
-  Pair& operator=(const Pair&) = delete;
-
-  int One() const { return m_ends[0]; }
-  void CloseOther() {
-    if (m_ends[1] >= 0) {
-      close(m_ends[1]);
-      m_ends[1] = -1;
-    }
-  }
-  void Write() const { EXPECT_EQ(write(m_ends[1], "x", 1), 1); }
-
- private:
-  std::array<int, 2> m_ends{};
-};
-
 class CheckBudgetTest : public testing::Test {
  protected:
   static Reason ReasonOf(CheckBudget& budget) {
@@ -60,11 +31,11 @@ class CheckBudgetTest : public testing::Test {
     } catch (const BudgetException& e) {
       return e.GetReason();
     }
-    ADD_FAILURE() << "the budget allows one look-up more";
+    ADD_FAILURE() << "the budget allows one more look-up";
     return Reason::kHangUp;
   }
 
-  // Waits, and holds how long that took against its bounds.
+  // Waits, and expects that this takes from `least` to a little more.
   static Wait WaitBetween(milliseconds least, const CheckBudget& budget, int descriptor,
                           int timeoutMs) {
     const auto start = Clock::now();
@@ -75,6 +46,9 @@ class CheckBudgetTest : public testing::Test {
     return result;
   }
 
+  // Makes pair.One() readable.
+  static void Write(const StreamPair& pair) { EXPECT_EQ(write(pair.Other(), "x", 1), 1); }
+
   CheckBudget Until(milliseconds deadline) { return {20, Clock::now() + deadline, m_observer}; }
 
   RecordingObserver m_observer;
@@ -82,9 +56,7 @@ class CheckBudgetTest : public testing::Test {
 
 }  // namespace
 
-// The exception.
-
-TEST_F(CheckBudgetTest, TheExceptionIsOneOfTheFrameworksAndNamesItsReason) {
+TEST_F(CheckBudgetTest, TheExceptionNamesItsReasonAndIsNotASocketException) {
   const struct {
     Reason reason;
     const char* text;
@@ -92,20 +64,15 @@ TEST_F(CheckBudgetTest, TheExceptionIsOneOfTheFrameworksAndNamesItsReason) {
               {Reason::kTime, "time limit reached"},
               {Reason::kHangUp, "nobody waits for the verdict"}};
   for (const auto& row : rows) {
-    try {
-      throw BudgetException(row.reason);
-    } catch (const SocketException&) {
-      ADD_FAILURE() << "it is no failure of a socket";
-    } catch (const StdException& e) {
-      EXPECT_STREQ(e.what(), row.text);
-    }
-    EXPECT_EQ(BudgetException(row.reason).GetReason(), row.reason);
+    const BudgetException exception(row.reason);
+    EXPECT_EQ(exception.GetReason(), row.reason);
+    EXPECT_STREQ(exception.what(), row.text);
   }
+  EXPECT_TRUE((std::is_base_of_v<StdException, BudgetException>));
+  EXPECT_FALSE((std::is_base_of_v<SocketException, BudgetException>));
 }
 
-// The look-ups.
-
-TEST_F(CheckBudgetTest, AsManyLookUpsAsAllowedMayBeMade) {
+TEST_F(CheckBudgetTest, NoMoreLookUpsThanAllowedMayBeMade) {
   CheckBudget budget(3, Clock::now() + std::chrono::hours(1), m_observer);
   for (std::uint32_t made = 1; made <= 3; ++made) {
     EXPECT_NO_THROW(budget.TakeLookUp());
@@ -130,24 +97,22 @@ TEST_F(CheckBudgetTest, AfterTheDeadlineNoLookUpMayBeMade) {
   EXPECT_EQ(never.GetLookUps(), 0U);
 }
 
-TEST_F(CheckBudgetTest, ItHasItsObserver) {
+TEST_F(CheckBudgetTest, ItKeepsItsObserver) {
   const CheckBudget budget(1, Clock::now(), m_observer);
   EXPECT_EQ(&budget.GetObserver(), &m_observer);
 }
 
-// The waits.
-
 TEST_F(CheckBudgetTest, AWaitEndsWhenThereIsSomethingToRead) {
-  const Pair pair;
+  const StreamPair pair;
   const CheckBudget budget = Until(std::chrono::minutes(1));
-  pair.Write();
+  Write(pair);
   EXPECT_EQ(WaitBetween(milliseconds(0), budget, pair.One(), 5000), Wait::kReadable);
   const CheckBudget late = Until(milliseconds(0));
   EXPECT_EQ(WaitBetween(milliseconds(0), late, pair.One(), 5000), Wait::kReadable);
 }
 
 TEST_F(CheckBudgetTest, AWaitEndsWithItsTimeout) {
-  const Pair pair;
+  const StreamPair pair;
   const CheckBudget budget = Until(std::chrono::minutes(1));
   EXPECT_EQ(WaitBetween(milliseconds(200), budget, pair.One(), 200), Wait::kTimedOut);
   EXPECT_EQ(WaitBetween(milliseconds(0), budget, pair.One(), 0), Wait::kTimedOut);
@@ -156,23 +121,17 @@ TEST_F(CheckBudgetTest, AWaitEndsWithItsTimeout) {
 }
 
 TEST_F(CheckBudgetTest, AWaitEndsWithTheDeadline) {
-  const Pair pair;
+  const StreamPair pair;
   const CheckBudget budget = Until(milliseconds(200));
   EXPECT_EQ(WaitBetween(milliseconds(190), budget, pair.One(), 5000), Wait::kDeadline);
   EXPECT_EQ(WaitBetween(milliseconds(0), budget, pair.One(), 5000), Wait::kDeadline);
 }
 
-namespace {
-
-void DoNothing(int /*signal*/) {}
-
-}  // namespace
-
 TEST_F(CheckBudgetTest, SignalsDoNotMakeAWaitLonger) {
   struct sigaction action {};
-  action.sa_handler = DoNothing;
+  action.sa_handler = [](int) {};
   ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
-  const Pair pair;
+  const StreamPair pair;
   const CheckBudget budget = Until(milliseconds(300));
   const pthread_t waiting = pthread_self();
   std::atomic<bool> isOver = false;
@@ -188,28 +147,27 @@ TEST_F(CheckBudgetTest, SignalsDoNotMakeAWaitLonger) {
 }
 
 TEST_F(CheckBudgetTest, AWaitEndsWhenThePeerHangsUp) {
-  const Pair answers;
-  Pair client;
+  const StreamPair answers;
+  StreamPair client;
   CheckBudget budget = Until(std::chrono::minutes(1));
   budget.EndWithHangUpOf(client.One());
   EXPECT_EQ(WaitBetween(milliseconds(50), budget, answers.One(), 50), Wait::kTimedOut);
-  client.Write();  // what the peer says does not matter
+  Write(client);  // which does not matter
   EXPECT_EQ(WaitBetween(milliseconds(50), budget, answers.One(), 50), Wait::kTimedOut);
-  std::thread hangUp([&] {
+  std::jthread hangUp([&] {
     std::this_thread::sleep_for(milliseconds(200));
     client.CloseOther();
   });
   EXPECT_EQ(WaitBetween(milliseconds(150), budget, answers.One(), 5000), Wait::kHangUp);
-  hangUp.join();
   EXPECT_EQ(WaitBetween(milliseconds(0), budget, answers.One(), 5000), Wait::kHangUp);
 }
 
 TEST_F(CheckBudgetTest, AnAnswerCountsBeforeAHangUp) {
-  const Pair answers;
-  Pair client;
+  const StreamPair answers;
+  StreamPair client;
   CheckBudget budget = Until(std::chrono::minutes(1));
   budget.EndWithHangUpOf(client.One());
   client.CloseOther();
-  answers.Write();
+  Write(answers);
   EXPECT_EQ(budget.WaitToRead(answers.One(), 5000), Wait::kReadable);
 }

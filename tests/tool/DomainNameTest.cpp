@@ -4,9 +4,11 @@
 
 #include "tool/DomainName.h"
 
+using namespace std::string_literals;
+
 namespace {
 
-// `count` labels of 49 characters, which makes 50 * count - 1 characters in all.
+// Returns `count` labels of 49 characters: 50 * count - 1 characters in all.
 std::string LabelsOf49(int count) {
   std::string name(49, 'a');
   for (int i = 1; i < count; ++i) {
@@ -18,14 +20,12 @@ std::string LabelsOf49(int count) {
 }  // namespace
 
 TEST(DomainNameTest, ANameHasLabelsOf1To63Characters) {
-  for (const std::string& name :
-       {std::string("a"), std::string("example.org"), std::string("_spf.example.org"),
-        std::string("a b.%{d}"), std::string(63, 'a'), std::string(63, 'a') + ".b"}) {
+  for (const std::string& name : {"a"s, "example.org"s, "_spf.example.org"s, "a b.%{d}"s,
+                                  std::string(63, 'a'), std::string(63, 'a') + ".b"}) {
     EXPECT_TRUE(IsDomainName(name)) << name;
   }
-  for (const std::string& name :
-       {std::string(""), std::string("."), std::string(".a"), std::string("a."),
-        std::string("a..b"), std::string(64, 'a'), "a." + std::string(64, 'b') + ".c"}) {
+  for (const std::string& name : {""s, "."s, ".a"s, "a."s, "a..b"s, std::string(64, 'a'),
+                                  "a." + std::string(64, 'b') + ".c"}) {
     EXPECT_FALSE(IsDomainName(name)) << name;
   }
 }

@@ -8,6 +8,7 @@
 #include "framework/core/Exceptions.h"
 #include "framework/dns/NameServer.h"
 #include "tests/support/CapturedOutput.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/ScriptedNameServer.h"
 #include "tool/RecordReport.h"
@@ -29,7 +30,7 @@ class RecordReportTest : public testing::Test {
   }
 };
 
-// What standard output has received so far.
+// Returns all that standard output has received.
 std::string Received() {
   std::ostringstream text;
   text << std::ifstream("/proc/self/fd/1").rdbuf();
@@ -48,26 +49,15 @@ TEST_F(RecordReportTest, ADomainWithoutRecordsGivesFiveLines) {
             "TXT records : \n");
 }
 
-TEST_F(RecordReportTest, TwoAddressesAreIndentedUnderTheirHeaderInTheOrderOfTheReply) {
-  const ScriptedNameServer server(Zone{{"A example.org", {"192.0.2.2", "192.0.2.1"}}});
-  EXPECT_EQ(Report("example.org"),
-            "Domain : example.org\n"
-            "A records : \n"
-            "\t192.0.2.2\n"
-            "\t192.0.2.1\n"
-            "MX records : \n"
-            "NS records : \n"
-            "TXT records : \n");
-}
-
-TEST_F(RecordReportTest, EachSectionHoldsItsRecordsDuplicatesKept) {
-  const ScriptedNameServer server(Zone{{"A example.org", {"192.0.2.1"}},
+TEST_F(RecordReportTest, RecordsAreIndentedUnderTheirHeaderInTheOrderOfTheReplyWithDuplicates) {
+  const ScriptedNameServer server(Zone{{"A example.org", {"192.0.2.2", "192.0.2.1"}},
                                        {"15 example.org", {"mail.example.org"}},
                                        {"NS example.org", {"ns2.test", "ns1.test", "ns2.test"}},
                                        {"TXT example.org", {"text", "v=spf1 -all"}}});
   EXPECT_EQ(Report("example.org"),
             "Domain : example.org\n"
             "A records : \n"
+            "\t192.0.2.2\n"
             "\t192.0.2.1\n"
             "MX records : \n"
             "NS records : \n"
@@ -79,7 +69,7 @@ TEST_F(RecordReportTest, EachSectionHoldsItsRecordsDuplicatesKept) {
             "\tv=spf1 -all\n");
 }
 
-TEST_F(RecordReportTest, AddressesNameServersAndTextsAreAskedForOnceEachInThisOrder) {
+TEST_F(RecordReportTest, AddressesThenNameServersThenTextsAreAskedForOnceEach) {
   const ScriptedNameServer server(Zone{{"TXT example.org", {"v=spf1 -all"}}});
   Report("example.org");
   EXPECT_EQ(server.Questions(), (Texts{"A example.org", "NS example.org", "TXT example.org"}));
@@ -99,7 +89,7 @@ TEST_F(RecordReportTest, EachHeaderIsOutBeforeItsLookUpStarts) {
   EXPECT_EQ(received, (Texts{addresses, nameServers, nameServers + "TXT records : \n"}));
 }
 
-TEST_F(RecordReportTest, TheEmptyDomainHasItsReportToo) {
+TEST_F(RecordReportTest, TheEmptyDomainHasAReportToo) {
   const ScriptedNameServer server(Zone{{"NS ", {"a.root.test"}}});
   EXPECT_EQ(Report(""),
             "Domain : \n"
@@ -133,7 +123,7 @@ TEST_F(RecordReportTest, EntriesAreNotFormats) {
             "\t100%s %n\n");
 }
 
-TEST_F(RecordReportTest, AFailedLookUpIsAnEmptySectionWithItsLogLineAfterTheHeader) {
+TEST_F(RecordReportTest, AFailedLookUpGivesAnEmptySectionWithItsLogLineAfterTheHeader) {
   const std::string domain(1100, 'a');  // too long for a query
   const std::string line =
       "Error: DNSSocket::DoQuery - StdException - "
@@ -145,12 +135,8 @@ TEST_F(RecordReportTest, AFailedLookUpIsAnEmptySectionWithItsLogLineAfterTheHead
 TEST_F(RecordReportTest, TheHeaderIsPrintedBeforeAnExceptionOfTheLookUpLeaves) {
   dns_servers = "0.0.0.0";
   EXPECT_EQ(CaptureLog([] {
-              try {
-                PrintRecordReport("example.org");
-                ADD_FAILURE() << "connected";
-              } catch (const UDPSocketException& e) {
-                EXPECT_STREQ(e.what(), "UDPSocket::Connect - inet_addr() failed");
-              }
+              EXPECT_EQ(FailureText<UDPSocketException>([] { PrintRecordReport("example.org"); }),
+                        "UDPSocket::Connect - inet_addr() failed");
             }),
             "Domain : example.org\n"
             "A records : \n");

@@ -1,4 +1,4 @@
-// An observer that writes down what it is told, each step as a word and its text.
+// An observer that notes each step as a word and its text.
 
 #pragma once
 

@@ -27,7 +27,7 @@ Bytes Query(const std::string& domain = "example.org") {
 
 ReplyFacts Read(const Bytes& reply, const Bytes& query = Query()) {
   Bytes bytes = reply;
-  bytes.shrink_to_fit();  // so that a sanitizer sees a read behind them
+  bytes.shrink_to_fit();  // so that a sanitizer sees a read past the end
   return ReadReplyFacts(bytes, query, kRoom);
 }
 
@@ -38,8 +38,6 @@ ReplyFacts ReadReply(const std::function<void(ReplyBuilder& reply)>& build) {
 }
 
 }  // namespace
-
-// What a reply says.
 
 TEST(ReplyFactsTest, AnAnswerHasItsAddressesInTheirOrder) {
   const ReplyFacts facts =
@@ -94,7 +92,7 @@ TEST(ReplyFactsTest, AReferralIsNotAnAnswer) {
   EXPECT_EQ(answer.outcome, Outcome::kAnswered);
 }
 
-TEST(ReplyFactsTest, AnyOtherErrorCodeIsOne) {
+TEST(ReplyFactsTest, EveryErrorCodeExceptNoSuchNameIsAFailure) {
   for (std::uint16_t code = 1; code <= 15; ++code) {
     const auto flags = static_cast<std::uint16_t>(0x8180 | code);
     const ReplyFacts facts =
@@ -112,7 +110,7 @@ TEST(ReplyFactsTest, AnErrorCodeNeedsNoQuestion) {
   EXPECT_EQ(facts.errorCode, 2);
 }
 
-TEST(ReplyFactsTest, AnAliasIsToldAndEndsTheReading) {
+TEST(ReplyFactsTest, AnAliasEndsTheReading) {
   for (const std::uint16_t type : Numbers{5, 39}) {
     const ReplyFacts facts = ReadReply([&](ReplyBuilder& reply) {
       reply.A("192.0.2.1").Record(type, ReplyBuilder::Name("d.test")).A("192.0.2.2");
@@ -136,9 +134,7 @@ TEST(ReplyFactsTest, DataOfAnotherLengthIsNotAnAddress) {
   }
 }
 
-// Truncated replies.
-
-TEST(ReplyFactsTest, AReplyThatSaysSoIsTruncatedAndItsRecordsCount) {
+TEST(ReplyFactsTest, TheRecordsOfATruncatedReplyCount) {
   const ReplyFacts facts =
       ReadReply([](ReplyBuilder& reply) { reply.SetFlags(0x8380).A("192.0.2.1").TXT({"v=spf1"}); });
   EXPECT_EQ(facts.outcome, Outcome::kTruncated);
@@ -166,15 +162,13 @@ TEST(ReplyFactsTest, AReplyThatEndsBeforeItsLastRecordIsTruncated) {
   EXPECT_EQ(Read(whole).outcome, Outcome::kAnswered);
 }
 
-TEST(ReplyFactsTest, AStringThatIsLongerThanItsTextEndsWithIt) {
+TEST(ReplyFactsTest, AStringThatIsLongerThanItsRecordEndsWithIt) {
   const ReplyFacts facts = ReadReply([](ReplyBuilder& reply) {
     reply.Record(16, {200, 'a', 'b'}).A("192.0.2.1");
   });
   EXPECT_EQ(facts.texts, (Texts{"ab"}));
   EXPECT_EQ(facts.addresses, (Texts{"192.0.2.1"}));
 }
-
-// What is no reply to the question.
 
 TEST(ReplyFactsTest, AReplyToAnotherQuestionIsNotAnAnswer) {
   const Bytes others[] = {
@@ -199,7 +193,7 @@ TEST(ReplyFactsTest, TheCaseOfTheQuestionDoesNotMatter) {
             Outcome::kAnswered);
 }
 
-TEST(ReplyFactsTest, AQueryAndAStubAreNotAnswers) {
+TEST(ReplyFactsTest, AQueryOrPartOfAHeaderIsNotAnAnswer) {
   EXPECT_EQ(Read(Query()).outcome, Outcome::kNoAnswer);
   const Bytes whole = ReplyBuilder(Query()).Build();
   for (std::size_t size = 0; size < whole.size(); ++size) {
@@ -209,9 +203,7 @@ TEST(ReplyFactsTest, AQueryAndAStubAreNotAnswers) {
   }
 }
 
-// Hostile replies.
-
-TEST(ReplyFactsTest, CountsLengthsAndLoopsCostNoMoreThanTheBytesThatAreThere) {
+TEST(ReplyFactsTest, FalseCountsLengthsAndLoopsCostNoMoreThanTheBytesPresent) {
   const Bytes hostile[] = {
       ReplyBuilder(Query()).SetAnswerCount(65535).Build(),
       ReplyBuilder(Query()).SetAnswerCount(65535).Raw(Bytes(900, 0)).Build(),

@@ -18,6 +18,7 @@
 #include "framework/logging/Logger.h"
 #include "tests/support/CapturedOutput.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/OwnMount.h"
 #include "tests/support/OwnProcess.h"
@@ -36,7 +37,7 @@ using Zone = ScriptedNameServer::Zone;
 
 constexpr char kClient[] = "192.0.2.1";
 
-// What a check did.
+// The result of a check.
 struct Outcome {
   bool passed = false;
   std::string log;
@@ -79,6 +80,14 @@ class SPFCheckTest : public testing::Test {
     return FirstLine("example.org") + RecordLine(record);
   }
 
+  // Expects that `term` neither matches nor asks, and logs this.
+  static void ExpectNoMatch(const std::string& term, const std::string& log) {
+    const Outcome outcome = CheckRecord(term);
+    EXPECT_FALSE(outcome.passed) << term;
+    EXPECT_EQ(outcome.log, Begin(term) + log);
+    EXPECT_EQ(outcome.questions, Texts{}) << term;
+  }
+
   static std::string NotSupported(const std::string& term) {
     return "Debug: SPFCheck::process: " + term + " - not supported..\n";
   }
@@ -101,12 +110,12 @@ int Count(const std::string& text, const std::string& part) {
 
 constexpr char kDeep[] = "Warning: SPFCheck::SPFCheck deep max reached\n";
 
-// d0.test, d1.test and so on.
+// Returns d0.test, d1.test and so on.
 std::string Domain(int number) {
   return std::string("d").append(std::to_string(number)).append(".test");
 }
 
-// Twenty such domains, each of which includes the next.
+// Returns twenty such domains, each of which includes the next.
 Zone Chain() {
   Zone zone;
   for (int i = 0; i < 20; ++i) {
@@ -115,7 +124,7 @@ Zone Chain() {
   return zone;
 }
 
-// The text look-ups for d0.test, d1.test and so on.
+// Returns the text look-ups for d0.test, d1.test and so on.
 Texts ChainQuestions(int count) {
   Texts questions;
   for (int i = 0; i < count; ++i) {
@@ -126,9 +135,7 @@ Texts ChainQuestions(int count) {
 
 }  // namespace
 
-// The class.
-
-TEST_F(SPFCheckTest, ItIsASocketThatIsCountedAndNeverOpened) {
+TEST_F(SPFCheckTest, ItIsASocketThatIsCounted) {
   EXPECT_TRUE((std::is_base_of_v<Socket, SPFCheck>));
   EXPECT_TRUE(std::has_virtual_destructor_v<SPFCheck>);
   const int before = Socket::m_nAccessCounter;
@@ -169,36 +176,22 @@ TEST_F(SPFCheckTest, TheGivenRecordIsCopied) {
   EXPECT_FALSE(check.getResult());
 }
 
-TEST_F(SPFCheckTest, AnExceptionLeaksNoSocket) {
-  const ScriptedNameServer server(Zone{{"TXT d1.test", {"v=spf1 include:d2.test"}},
-                                       {"TXT d2.test", {"v=spf1 ip4:192.0.2.1/x"}}});
-  const int before = Socket::m_nAccessCounter;
-  EXPECT_THROW(SPFCheck(kClient, "", "example.org", 0, "v=spf1 include:d1.test"),
-               std::invalid_argument);
-  EXPECT_EQ(Socket::m_nAccessCounter, before);
-}
-
-TEST_F(SPFCheckTest, NoTermAndNoOutcomeLeaksASocketOrADescriptor) {
-  const ScriptedNameServer server(Zone{{"A example.org", {kClient}}});
-  const struct {
-    const char* ip;
-    const char* record;
-  } rows[] = {{kClient, "a"}, {"192.0.2.9", "a"}, {kClient, "mx"}, {kClient, "a/x"}};
-  for (const auto& row : rows) {
+TEST_F(SPFCheckTest, NoOutcomeLeaksASocketOrADescriptor) {
+  const ScriptedNameServer server(
+      Zone{{"A example.org", {kClient}}, {"TXT d1.test", {"v=spf1 ip4:192.0.2.1/x"}}});
+  for (const char* record : {"a", "a:d1.test", "mx", "a/x", "v=spf1 include:d1.test"}) {
     const int sockets = Socket::m_nAccessCounter;
     const std::ptrdiff_t descriptors = OpenDescriptors();
     try {
-      const SPFCheck check(row.ip, "", "example.org", 0, row.record);
-    } catch (const std::invalid_argument&) {  // a/x
+      const SPFCheck check(kClient, "", "example.org", 0, record);
+    } catch (const std::invalid_argument&) {  // of the last two
     }
-    EXPECT_EQ(Socket::m_nAccessCounter, sockets) << row.record;
-    EXPECT_EQ(OpenDescriptors(), descriptors) << row.record;
+    EXPECT_EQ(Socket::m_nAccessCounter, sockets) << record;
+    EXPECT_EQ(OpenDescriptors(), descriptors) << record;
   }
 }
 
-// The log.
-
-TEST_F(SPFCheckTest, LinesAreLeftToTheLoggingThreadWhereItRuns) {
+TEST_F(SPFCheckTest, WhereTheLoggingThreadRunsItWritesTheLines) {
   const TemporaryDirectory directory;
   const std::string lines = Begin("v=spf1 x") + NotSupported("x");
   InOwnProcess([&] {
@@ -212,13 +205,11 @@ TEST_F(SPFCheckTest, LinesAreLeftToTheLoggingThreadWhereItRuns) {
       EXPECT_EQ(directory.Read("current.log"), "");
     }
     EXPECT_TRUE(ComesTrue([&] { return directory.Read("current.log").ends_with(lines); }));
-    std::_Exit(HasFailure() ? 1 : 0);  // what static objects clean up is the parent's
+    std::_Exit(HasFailure() ? 1 : 0);  // leaves the static objects to the parent
   });
 }
 
-// The record.
-
-TEST_F(SPFCheckTest, AStaticObjectChecksWhereItsHeaderIsTheOnlyOneIncluded) {
+TEST_F(SPFCheckTest, AStaticObjectChecksInAProgramThatIncludesOnlyItsHeader) {
   const OwnMount logs("/var/log");
   SetResolverFile("nameserver 127.0.0.1\n");
   const ScriptedNameServer server(Zone{{"TXT example.org", {"v=spf1 mx ip4:192.0.2.1"}}});
@@ -244,7 +235,7 @@ TEST_F(SPFCheckTest, TheFirstTermThatMatchesEndsTheCheck) {
   EXPECT_EQ(outcome.questions, Texts{});
 }
 
-TEST_F(SPFCheckTest, ALaterTermMayMatch) {
+TEST_F(SPFCheckTest, TermsAreTriedUntilOneMatches) {
   const Outcome outcome = CheckRecord("v=spf1 ip4:192.0.2.9 x -all ip4:192.0.2.1");
   EXPECT_TRUE(outcome.passed);
   EXPECT_EQ(outcome.log, Begin("v=spf1 ip4:192.0.2.9 x -all ip4:192.0.2.1") +
@@ -256,21 +247,6 @@ TEST_F(SPFCheckTest, ALaterTermMayMatch) {
 TEST_F(SPFCheckTest, TheVersionMayComeLaterOrBeMissing) {
   EXPECT_TRUE(CheckRecord("ip4:192.0.2.1").passed);
   EXPECT_TRUE(CheckRecord("ip4:192.0.2.9 v=spf1 ip4:192.0.2.1").passed);
-}
-
-TEST_F(SPFCheckTest, AQualifiedAllFailsWithoutALine) {
-  for (const char* record : {"v=spf1 -all", "v=spf1 ~all", "v=spf1 ?all", "v=spf1 +all"}) {
-    const Outcome outcome = CheckRecord(record);
-    EXPECT_FALSE(outcome.passed);
-    EXPECT_EQ(outcome.log, Begin(record));
-  }
-}
-
-TEST_F(SPFCheckTest, AMechanismWithAQualifierOtherThanPlusIsLoggedAsNotSupported) {
-  const Outcome outcome = CheckRecord("v=spf1 ~ip4:192.0.2.1");
-  EXPECT_FALSE(outcome.passed);
-  EXPECT_EQ(outcome.log, Begin("v=spf1 ~ip4:192.0.2.1") +
-                             "Debug: SPFCheck::process: ~ip4:192.0.2.1 - not supported..\n");
 }
 
 TEST_F(SPFCheckTest, WithoutARecordThePublishedOneIsTaken) {
@@ -301,17 +277,16 @@ TEST_F(SPFCheckTest, AGivenRecordIsNotLookedUp) {
   EXPECT_EQ(outcome.questions, Texts{});
 }
 
-TEST_F(SPFCheckTest, BlanksBetweenTerms) {
-  struct Row {
+TEST_F(SPFCheckTest, TwoBlanksSeparateLikeOneAndThreeMakeAnEmptyTerm) {
+  const struct {
     std::string record;
     bool passed;
     Texts notSupported;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"v=spf1 x y", false, {"x", "y"}},
       {"v=spf1  x  y", false, {"x", "y"}},          // two are harmless
       {"v=spf1   x", false, {"", "x"}},             // three make an empty term
-      {"v=spf1    x", false, {"", "x"}},            // so do four
+      {"v=spf1    x", false, {"", "x"}},            // as four do
       {"v=spf1     x", false, {"", "", "x"}},       // and five make two
       {" v=spf1 x", false, {"x"}},                  // one in front stays in the term
       {"  v=spf1 x", false, {"", "x"}},             // two in front do not
@@ -323,7 +298,7 @@ TEST_F(SPFCheckTest, BlanksBetweenTerms) {
       {"v=spf1\tx y", false, {"y"}},
       {"v=spf1 x\v", false, {"x\v"}},  // nothing else is a blank
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     const Outcome outcome = CheckRecord(row.record);
     std::string log = Begin(row.record);
     for (const std::string& term : row.notSupported) {
@@ -334,7 +309,7 @@ TEST_F(SPFCheckTest, BlanksBetweenTerms) {
   }
 }
 
-TEST_F(SPFCheckTest, EmptyTermsDoNotStopTheWalk) {
+TEST_F(SPFCheckTest, EmptyTermsDoNotStopTheCheck) {
   EXPECT_TRUE(CheckRecord("v=spf1  ip4:192.0.2.1").passed);
   EXPECT_TRUE(CheckRecord("v=spf1   ip4:192.0.2.1").passed);
   EXPECT_TRUE(CheckRecord("   ip4:192.0.2.1").passed);
@@ -344,14 +319,11 @@ TEST_F(SPFCheckTest, ATermEndsAtAZeroByte) {
   EXPECT_TRUE(CheckRecord("ip4:192.0.2.1/32\0x"s).passed);
 }
 
-// The domain.
-
 TEST_F(SPFCheckTest, TheSendersDomainReplacesTheDomain) {
-  struct Row {
+  const struct {
     std::string sender;
     std::string asked;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"<x@d.test>", "d.test"},
       {"x@d.test", "d.test"},
       {"@d.test", "d.test"},
@@ -369,7 +341,7 @@ TEST_F(SPFCheckTest, TheSendersDomainReplacesTheDomain) {
       {"<x>", "example.org"},
       {"d.test", "example.org"},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     const Outcome outcome = Check({}, kClient, row.sender, "example.org", 0, "");
     EXPECT_EQ(outcome.questions, (Texts{"TXT " + row.asked})) << row.sender;
     EXPECT_EQ(outcome.log, FirstLine("example.org", row.sender) + RecordLine(""));
@@ -389,7 +361,7 @@ TEST_F(SPFCheckTest, TheRecordOfTheSendersDomainIsEvaluated) {
   EXPECT_FALSE(Check(zone, kClient, "<x@e.test>", "d.test", 0, "").passed);
 }
 
-TEST_F(SPFCheckTest, TheSendersDomainCountsForAGivenRecordToo) {
+TEST_F(SPFCheckTest, TheSendersDomainReplacesTheDomainForAGivenRecordToo) {
   const Outcome outcome =
       Check({{"A d.test", {kClient}}}, kClient, "<x@d.test>", "e.test", 0, "v=spf1 a");
   EXPECT_TRUE(outcome.passed);
@@ -404,48 +376,35 @@ TEST_F(SPFCheckTest, NothingIsValidated) {
   EXPECT_EQ(server.Questions(), (Texts{"TXT %d"}));
 }
 
-TEST_F(SPFCheckTest, AServerThatCannotBeUsedThrowsToTheCaller) {
+TEST_F(SPFCheckTest, AServerThatCannotBeUsedThrows) {
   dns_servers = "0.0.0.0";
   EXPECT_EQ(CaptureLog([] {
-              try {
-                const SPFCheck check(kClient, "", "example.org", 0, "");
-                ADD_FAILURE() << "connected";
-              } catch (const UDPSocketException& e) {
-                EXPECT_STREQ(e.what(), "UDPSocket::Connect - inet_addr() failed");
-              }
+              EXPECT_EQ(FailureText<UDPSocketException>(
+                            [] { SPFCheck(kClient, "", "example.org", 0, ""); }),
+                        "UDPSocket::Connect - inet_addr() failed");
             }),
             FirstLine("example.org"));
 }
 
-// The terms.
-
 TEST_F(SPFCheckTest, TheFirstLettersOfATermSelectItsMechanism) {
-  const std::string none = "";
   const std::string candidate = "Debug: SPFCheck::checkDomain: ip::192.0.2.1 == ARecord::192.0.2.1";
   const std::string aOfExample =
       "Debug: SPFCheck::processA - domain::example.org\n" + candidate + "\n";
   const std::string aOfD = "Debug: SPFCheck::processA - domain::d.test\n" + candidate + "\n";
   const std::string nested = FirstLine("d.test") + RecordLine("v=spf1 ip4:192.0.2.1") +
                              "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n";
-  struct Row {
+  const struct {
     std::string term;
     bool passed;
     std::string log;
     Texts questions;
-  };
-  const Row rows[] = {
-      {"v=spf1", false, none, {}},
-      {"v=spf", false, none, {}},
-      {"v=spf2.0/pra", false, none, {}},
+  } rows[] = {
       {"a", true, aOfExample, {"A example.org"}},
       {"a:d.test", true, aOfD, {"A d.test"}},
       {"all", true, aOfExample, {"A example.org"}},
       {"all:d.test", true, aOfD, {"A d.test"}},
       {"aaaa", true, aOfExample, {"A example.org"}},
       {"aaaa:d.test", true, aOfD, {"A d.test"}},
-      {"mx", false, none, {}},
-      {"mx:d.test", false, none, {}},
-      {"mxyz:d.test/24", false, none, {}},
       {"ip4:192.0.2.1", true, "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n", {}},
       {"ip4=192.0.2.1", true, "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n", {}},
       {"include:d.test",
@@ -460,8 +419,6 @@ TEST_F(SPFCheckTest, TheFirstLettersOfATermSelectItsMechanism) {
       {"+a:d.test", true, aOfD, {"A d.test"}},
       {"+aaaa", true, aOfExample, {"A example.org"}},
       {"+al", true, aOfExample, {"A example.org"}},
-      {"+mx", false, none, {}},
-      {"+mx:d.test", false, none, {}},
       {"+ip4:192.0.2.1", false, "Debug: SPFCheck::processIP4 - domain:::192.0.2.1\n", {}},
       {"+include:d.test",
        false,
@@ -473,59 +430,64 @@ TEST_F(SPFCheckTest, TheFirstLettersOfATermSelectItsMechanism) {
        "Debug: SPFCheck::processREDIRECT - domain::=d.test\n" + FirstLine("=d.test") +
            RecordLine(""),
        {"TXT =d.test"}},
-      {"-all", false, none, {}},
-      {"~all", false, none, {}},
-      {"?all", false, none, {}},
-      {"+all", false, none, {}},
-      {"+all:d.test", false, none, {}},
-      {"+allow", false, none, {}},
-      {"?all:d.test", false, none, {}},
-      {"-allow", false, none, {}},
-      {"xall", false, none, {}},
-      {"-ball", false, NotSupported("-ball"), {}},  // "all" not at index 1
-      {"ALL", false, NotSupported("ALL"), {}},
-      {"-ALL", false, NotSupported("-ALL"), {}},
-      {"~ip4:192.0.2.1", false, NotSupported("~ip4:192.0.2.1"), {}},
-      {"-ip4:192.0.2.1", false, NotSupported("-ip4:192.0.2.1"), {}},
-      {"?ip4:192.0.2.1", false, NotSupported("?ip4:192.0.2.1"), {}},
-      {"~a", false, NotSupported("~a"), {}},
-      {"-a:d.test", false, NotSupported("-a:d.test"), {}},
-      {"-mx", false, NotSupported("-mx"), {}},
-      {"~include:d.test", false, NotSupported("~include:d.test"), {}},
-      {"?redirect=d.test", false, NotSupported("?redirect=d.test"), {}},
-      {"++a", false, NotSupported("++a"), {}},
-      {"+v=spf1", false, NotSupported("+v=spf1"), {}},
-      {"ip6:2001:db8::1", false, NotSupported("ip6:2001:db8::1"), {}},
-      {"ptr", false, NotSupported("ptr"), {}},
-      {"exists:d.test", false, NotSupported("exists:d.test"), {}},
-      {"exp=d.test", false, NotSupported("exp=d.test"), {}},
-      {"A", false, NotSupported("A"), {}},
-      {"MX", false, NotSupported("MX"), {}},
-      {"IP4:192.0.2.1", false, NotSupported("IP4:192.0.2.1"), {}},
-      {"Include:d.test", false, NotSupported("Include:d.test"), {}},
-      {"REDIRECT=d.test", false, NotSupported("REDIRECT=d.test"), {}},
-      {"V=spf1", false, NotSupported("V=spf1"), {}},
-      {"v=SPF1", false, NotSupported("v=SPF1"), {}},
-      {"v=sp", false, NotSupported("v=sp"), {}},
-      {"m", false, NotSupported("m"), {}},
-      {"ip", false, NotSupported("ip"), {}},
-      {"inclu", false, NotSupported("inclu"), {}},
-      {"redir", false, NotSupported("redir"), {}},
-      {"+", false, NotSupported("+"), {}},
-      {"%s%n", false, NotSupported("%s%n"), {}},
   };
   const Zone zone = {{"A example.org", {kClient}},
                      {"A d.test", {kClient}},
                      {"TXT d.test", {"v=spf1 ip4:192.0.2.1"}}};
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     const Outcome outcome = CheckRecord(row.term, zone);
     EXPECT_EQ(outcome.passed, row.passed) << row.term;
     EXPECT_EQ(outcome.log, Begin(row.term) + row.log);
     EXPECT_EQ(outcome.questions, row.questions) << row.term;
   }
+  for (const char* term : {"v=spf1", "v=spf", "v=spf2.0/pra", "mx", "mx:d.test", "mxyz:d.test/24",
+                           "+mx", "+mx:d.test"}) {
+    ExpectNoMatch(term, "");
+  }
 }
 
-// The depth.
+TEST_F(SPFCheckTest, AQualifiedAllFailsWithoutALine) {
+  for (const char* term :
+       {"-all", "~all", "?all", "+all", "+all:d.test", "+allow", "?all:d.test", "-allow", "xall"}) {
+    ExpectNoMatch(term, "");
+  }
+}
+
+TEST_F(SPFCheckTest, AnyOtherTermIsLoggedAsNotSupported) {
+  for (const char* term : {"-ball",
+                           "ALL",
+                           "-ALL",
+                           "~ip4:192.0.2.1",
+                           "-ip4:192.0.2.1",
+                           "?ip4:192.0.2.1",
+                           "~a",
+                           "-a:d.test",
+                           "-mx",
+                           "~include:d.test",
+                           "?redirect=d.test",
+                           "++a",
+                           "+v=spf1",
+                           "ip6:2001:db8::1",
+                           "ptr",
+                           "exists:d.test",
+                           "exp=d.test",
+                           "A",
+                           "MX",
+                           "IP4:192.0.2.1",
+                           "Include:d.test",
+                           "REDIRECT=d.test",
+                           "V=spf1",
+                           "v=SPF1",
+                           "v=sp",
+                           "m",
+                           "ip",
+                           "inclu",
+                           "redir",
+                           "+",
+                           "%s%n"}) {
+    ExpectNoMatch(term, NotSupported(term));
+  }
+}
 
 TEST_F(SPFCheckTest, BeyondDepth10NothingIsEvaluated) {
   for (const int depth : {11, 12, 2147483647}) {
@@ -559,7 +521,7 @@ TEST_F(SPFCheckTest, AChainOfIncludesHasElevenLevels) {
   EXPECT_EQ(outcome.log, log + kDeep);
 }
 
-TEST_F(SPFCheckTest, AMatchAtTheLastLevelOfAChainPassesAndOneBelowDoesNot) {
+TEST_F(SPFCheckTest, AMatchAtDepth10PassesAndOneBelowDoesNot) {
   Zone zone = Chain();
   zone["TXT d11.test"] = {"v=spf1 ip4:192.0.2.1"};
   EXPECT_FALSE(Check(zone, kClient, "", "d0.test", 0, "").passed);
@@ -567,16 +529,12 @@ TEST_F(SPFCheckTest, AMatchAtTheLastLevelOfAChainPassesAndOneBelowDoesNot) {
   EXPECT_TRUE(Check(zone, kClient, "", "d0.test", 0, "").passed);
 }
 
-TEST_F(SPFCheckTest, AChainThatBeginsAtANegativeDepthIsLonger) {
-  const Outcome outcome = Check(Chain(), kClient, "", "d0.test", -3, "");
-  EXPECT_EQ(outcome.questions, ChainQuestions(14));
-  EXPECT_TRUE(outcome.log.ends_with(kDeep));
-}
-
-TEST_F(SPFCheckTest, AChainThatBeginsAtDepth10HasOneLevel) {
-  const Outcome outcome = Check(Chain(), kClient, "", "d0.test", 10, "");
-  EXPECT_EQ(outcome.questions, ChainQuestions(1));
-  EXPECT_TRUE(outcome.log.ends_with(kDeep));
+TEST_F(SPFCheckTest, AChainEndsAtDepth10WhereverItBegins) {
+  for (const int depth : {-3, 9, 10}) {
+    const Outcome outcome = Check(Chain(), kClient, "", "d0.test", depth, "");
+    EXPECT_EQ(outcome.questions, ChainQuestions(11 - depth));
+    EXPECT_TRUE(outcome.log.ends_with(kDeep));
+  }
 }
 
 TEST_F(SPFCheckTest, ALoopOfTwoDomainsEndsAtTheDepthLimit) {
@@ -608,21 +566,20 @@ TEST_F(SPFCheckTest, OfElevenSiblingIncludesTheEleventhIsTooDeep) {
   EXPECT_EQ(outcome.questions, ChainQuestions(10));
 }
 
-TEST_F(SPFCheckTest, TheTenthSiblingMayStillMatchItself) {
+TEST_F(SPFCheckTest, TheTenthSiblingMayMatchButNotInclude) {
   std::string record = "v=spf1";
   for (int i = 0; i < 10; ++i) {
     record += " include:" + Domain(i);
   }
   EXPECT_TRUE(CheckRecord(record, {{"TXT d9.test", {"v=spf1 ip4:192.0.2.1"}}}).passed);
-  // But what it includes is too deep.
   const Outcome outcome = CheckRecord(record, {{"TXT d9.test", {"v=spf1 include:d10.test"}},
                                                {"TXT d10.test", {"v=spf1 ip4:192.0.2.1"}}});
   EXPECT_FALSE(outcome.passed);
   EXPECT_EQ(outcome.questions, ChainQuestions(10));
 }
 
-TEST_F(SPFCheckTest, EachIncludeAndRedirectThatIsStartedCountsAndNothingElse) {
-  // The two started ones make the third too deep.
+TEST_F(SPFCheckTest, OnlyIncludesAndRedirectsThatStartACheckCountForTheDepth) {
+  // Two start a check, and the third is too deep.
   const Outcome outcome =
       Check({}, kClient, "", "example.org", 8,
             "include:example.org include: redirect= a mx ip4:192.0.2.9 x include:d0.test "
@@ -632,7 +589,7 @@ TEST_F(SPFCheckTest, EachIncludeAndRedirectThatIsStartedCountsAndNothingElse) {
 }
 
 TEST_F(SPFCheckTest, TheDepthOfANestedCheckDoesNotCountForItsSiblings) {
-  // d0.test starts five of its own; that is nothing to example.org.
+  // The four of d0.test count for d0.test alone.
   const Zone zone = {{"TXT d0.test", {"include:x1 include:x2 include:x3 include:x4 v=spf1"}},
                      {"TXT d1.test", {"v=spf1 ip4:192.0.2.1"}}};
   const Outcome outcome =

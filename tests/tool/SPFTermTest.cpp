@@ -6,6 +6,8 @@
 
 #include "tool/SPFTerm.h"
 
+using namespace std::string_literals;
+
 namespace {
 
 using Kind = SPFTerm::Kind;
@@ -15,9 +17,32 @@ in_addr_t Address(const char* dottedQuad) {
   return inet_addr(dottedQuad);
 }
 
-}  // namespace
+struct Reading {
+  std::string text;
+  Kind kind;
+  char qualifier;
+  bool isEvaluated;
+};
 
-// A record.
+void ExpectMalformed(const Texts& terms) {
+  for (const std::string& text : terms) {
+    EXPECT_EQ(SPFTerm(text).GetKind(), Kind::kMalformed) << text;
+    EXPECT_FALSE(SPFTerm(text).IsEvaluated()) << text;
+  }
+}
+
+void ExpectReadings(const std::vector<Reading>& readings) {
+  for (const Reading& reading : readings) {
+    const SPFTerm term(reading.text);
+    EXPECT_EQ(term.GetKind(), reading.kind) << reading.text;
+    EXPECT_EQ(term.IsEvaluated(), reading.isEvaluated) << reading.text;
+    if (reading.kind != Kind::kMalformed) {
+      EXPECT_EQ(term.GetQualifier(), reading.qualifier) << reading.text;
+    }
+  }
+}
+
+}  // namespace
 
 TEST(SPFTermTest, ARecordBeginsWithTheVersionInAnyCaseAloneOrBeforeABlank) {
   for (const char* text : {"v=spf1", "v=spf1 ", "v=spf1 -all", "V=SPF1 a", "v=Spf1  a"}) {
@@ -46,31 +71,7 @@ TEST(SPFTermTest, ARecordIsSplitAtItsBlanks) {
   }
 }
 
-// A term.
-
-namespace {
-
-struct Reading {
-  std::string text;
-  Kind kind;
-  char qualifier;
-  bool isEvaluated;
-};
-
-void ExpectReadings(const std::vector<Reading>& readings) {
-  for (const Reading& reading : readings) {
-    const SPFTerm term(reading.text);
-    EXPECT_EQ(term.GetKind(), reading.kind) << reading.text;
-    EXPECT_EQ(term.IsEvaluated(), reading.isEvaluated) << reading.text;
-    if (reading.kind != Kind::kMalformed) {
-      EXPECT_EQ(term.GetQualifier(), reading.qualifier) << reading.text;
-    }
-  }
-}
-
-}  // namespace
-
-TEST(SPFTermTest, WhatSPFCheckLooksAtIsEvaluated) {
+TEST(SPFTermTest, ATermThatSPFCheckReadsAsPublishedIsEvaluated) {
   ExpectReadings({
       {"a", Kind::kA, '+', true},
       {"+a", Kind::kA, '+', true},
@@ -85,7 +86,7 @@ TEST(SPFTermTest, WhatSPFCheckLooksAtIsEvaluated) {
   });
 }
 
-TEST(SPFTermTest, AnotherSpellingOfTheSameIsNotEvaluated) {
+TEST(SPFTermTest, AnotherSpellingOfSuchATermIsNotEvaluated) {
   ExpectReadings({
       {"+ip4:192.0.2.1", Kind::kIp4, '+', false},
       {"+include:d.test", Kind::kInclude, '+', false},
@@ -122,69 +123,37 @@ TEST(SPFTermTest, OtherTermsAreNotEvaluated) {
   });
 }
 
-TEST(SPFTermTest, AnUnknownMechanismOrAWrongValueIsMalformed) {
-  for (const char* text : {"",
-                           "moo",
-                           "+",
-                           "-",
-                           "all:d.test",
-                           "all/8",
-                           "a:",
-                           "a:/24",
-                           "a//",
-                           "a/33",
-                           "a/024",
-                           "a/",
-                           "a/2x",
-                           "a/24//129",
-                           "mx:",
-                           "ptr:",
-                           "ptr/24",
-                           "exists",
-                           "exists:",
-                           "ip4",
-                           "ip4:",
-                           "ip4/24",
-                           "ip4:192.0.2",
-                           "ip4:192.0.2.256",
-                           "ip4:192.0.2.1/33",
-                           "ip4:192.0.2.1/",
-                           "ip4:192.0.2.01",
-                           "ip6:192.0.2.1",
-                           "ip6:::1/129",
-                           "ip6:",
-                           "include",
-                           "include:",
-                           "include/24",
-                           "redirect",
-                           "redirect=",
-                           "exp=",
-                           "+redirect=d.test",
-                           "-moo=cow",
-                           "1a=b",
-                           "=x",
-                           "ip4=192.0.2.1/\x7F",
-                           "a\tb",
-                           "a:d.t\xC3\xA9st",
-                           "v:spf1"}) {
-    EXPECT_EQ(SPFTerm(text).GetKind(), Kind::kMalformed) << text;
-    EXPECT_FALSE(SPFTerm(text).IsEvaluated()) << text;
-  }
+TEST(SPFTermTest, AnUnknownMechanismIsMalformed) {
+  ExpectMalformed({"", "moo", "+", "-", "1a=b", "=x", "v:spf1", "a\tb"});
+}
+
+TEST(SPFTermTest, AModifierWithAQualifierIsMalformed) {
+  ExpectMalformed({"+redirect=d.test", "-moo=cow"});
+}
+
+TEST(SPFTermTest, AMissingValueIsMalformed) {
+  ExpectMalformed({"a:", "a:/24", "mx:", "ptr:", "exists", "exists:", "ip4", "ip4:", "ip4/24"});
+  ExpectMalformed({"ip6:", "include", "include:", "include/24", "redirect", "redirect=", "exp="});
+}
+
+TEST(SPFTermTest, AWrongValueIsMalformed) {
+  ExpectMalformed({"all:d.test", "all/8", "ptr/24", "a//", "a/33", "a/024", "a/", "a/2x"});
+  ExpectMalformed({"a/24//129", "a:d.t\xC3\xA9st", "ip4:192.0.2", "ip4:192.0.2.256"});
+  ExpectMalformed({"ip4:192.0.2.1/33", "ip4:192.0.2.1/", "ip4:192.0.2.01"});
+  ExpectMalformed({"ip4=192.0.2.1/\x7F", "ip6:192.0.2.1", "ip6:::1/129"});
 }
 
 TEST(SPFTermTest, ATargetIsADomainWithATopLabel) {
   const std::string longest = std::string(63, 'a') + ".test";
   for (const std::string& domain :
-       {std::string("d.test"), std::string("d.test."), std::string("_a.b-c.test"),
-        std::string("d.xn--p1ai"), std::string("d.t3st"), std::string("a:b.test"), longest}) {
+       {"d.test"s, "d.test."s, "_a.b-c.test"s, "d.xn--p1ai"s, "d.t3st"s, "a:b.test"s, longest}) {
     EXPECT_EQ(SPFTerm("include:" + domain).GetKind(), Kind::kInclude) << domain;
     EXPECT_EQ(SPFTerm("a:" + domain).GetKind(), Kind::kA) << domain;
     EXPECT_EQ(SPFTerm("redirect=" + domain).GetKind(), Kind::kRedirect) << domain;
   }
   for (const std::string& domain :
-       {std::string("test"), std::string("test."), std::string("."), std::string(".d.test"),
-        std::string("d..test"), std::string("d.test.."), std::string("192.0.2.1"),
-        std::string("d.-test"), std::string("d.test-"), std::string("d.te_st"), "a" + longest}) {
+       {"test"s, "test."s, "."s, ".d.test"s, "d..test"s, "d.test.."s, "192.0.2.1"s, "d.-test"s,
+        "d.test-"s, "d.te_st"s, "a" + longest}) {
     EXPECT_EQ(SPFTerm("include:" + domain).GetKind(), Kind::kMalformed) << domain;
     EXPECT_EQ(SPFTerm("a:" + domain).GetKind(), Kind::kMalformed) << domain;
     EXPECT_EQ(SPFTerm("redirect=" + domain).GetKind(), Kind::kMalformed) << domain;
@@ -221,7 +190,7 @@ TEST(SPFTermTest, ARangeHasItsHostBitsMasked) {
   }
 }
 
-TEST(SPFTermTest, AnAddressStartsARangeOfTheTermsPrefix) {
+TEST(SPFTermTest, AnAddressIsTheRangeOfTheTermsPrefix) {
   const in_addr_t client = Address("192.0.2.5");
   EXPECT_TRUE(SPFTerm("a").Covers("192.0.2.5", client));
   EXPECT_FALSE(SPFTerm("a").Covers("192.0.2.4", client));
@@ -233,7 +202,7 @@ TEST(SPFTermTest, AnAddressStartsARangeOfTheTermsPrefix) {
   EXPECT_FALSE(SPFTerm("a/0").Covers("no address", client));
 }
 
-TEST(SPFTermTest, ATermCouldMatchThatIsNotEvaluatedOrReadOtherwise) {
+TEST(SPFTermTest, ATermCouldMatchIfItWereEvaluatedAsPublished) {
   const struct {
     const char* term;
     bool couldMatch;  // the client 192.0.2.5, where the look-up gave 192.0.2.200

@@ -1,4 +1,4 @@
-// The virtual operations of an object, to tell which ones a class overrides.
+// The virtual operations of an object, which show what its class overrides.
 
 #pragma once
 

@@ -1,5 +1,5 @@
-// A program that crashed before main: what a static SPFCheck uses was not there yet. The header of
-// that class is the only one that it includes. It ends with status 0 when the check passed.
+// A program with a static SPFCheck, whose header is the only one that it includes. It ends with
+// status 0 when the check passed.
 
 #include "tool/SPFCheck.h"
 
