@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 
-#include <array>
 #include <cstring>
 #include <optional>
-#include <type_traits>
+#include <string>
 #include <vector>
 
 #include "framework/net/AddressRecord.h"
@@ -42,7 +41,7 @@ TEST(AddressRecordTest, ARecordKeepsWhatItWasGiven) {
   ExpectRecord(MakeRecord(kBytes, "host.test"), kBytes, "host.test");
 }
 
-TEST(AddressRecordTest, TheBytesAreTheRecordsOwn) {
+TEST(AddressRecordTest, ARecordHoldsACopyOfItsBytes) {
   sockaddr_in address{};
   address.sin_port = htons(53);
   const AddressRecord record(2, 1, 0, reinterpret_cast<const sockaddr*>(&address), sizeof(address),
@@ -51,7 +50,7 @@ TEST(AddressRecordTest, TheBytesAreTheRecordsOwn) {
   EXPECT_EQ(BytesOf(record), (Octets{0, 0, 0, 53, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
 }
 
-TEST(AddressRecordTest, ACopyHasBytesOfItsOwnAndOutlivesItsSource) {
+TEST(AddressRecordTest, ACopyOutlivesItsSource) {
   std::optional<AddressRecord> source = MakeRecord(kBytes, "host.test");
   const AddressRecord copy = *source;
   EXPECT_NE(copy.GetAddress(), source->GetAddress());
@@ -59,7 +58,7 @@ TEST(AddressRecordTest, ACopyHasBytesOfItsOwnAndOutlivesItsSource) {
   ExpectRecord(copy, kBytes, "host.test");
 }
 
-TEST(AddressRecordTest, AnAssignedRecordHasBytesOfItsOwnAndOutlivesItsSource) {
+TEST(AddressRecordTest, AnAssignedRecordOutlivesItsSource) {
   std::optional<AddressRecord> source = MakeRecord(kOtherBytes, "other.test");
   AddressRecord target = MakeRecord(kBytes, "host.test");
   target = *source;
@@ -75,7 +74,7 @@ TEST(AddressRecordTest, AssigningARecordToItselfChangesNothing) {
   ExpectRecord(record, kBytes, "host.test");
 }
 
-TEST(AddressRecordTest, AMovedRecordCarriesEverythingAlong) {
+TEST(AddressRecordTest, MovingARecordKeepsAllFields) {
   AddressRecord source = MakeRecord(kBytes, "host.test");
   AddressRecord moved = std::move(source);
   ExpectRecord(moved, kBytes, "host.test");

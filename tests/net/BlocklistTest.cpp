@@ -54,8 +54,8 @@ class Answer {
   std::vector<addrinfo> m_entries;
 };
 
-// A list of one IPv6 address, ::1, and behind it 127.0.0.2. What stands in place of an IPv4 address
-// in an IPv6 one is its flow label.
+// A list of the IPv6 address ::1, followed by 127.0.0.2. The flow label is where an IPv4 address is
+// in its own structure.
 class AnswerOfBothFamilies {
  public:
   explicit AnswerOfBothFamilies(const char* flow) {
@@ -75,7 +75,7 @@ class AnswerOfBothFamilies {
   addrinfo m_entry = Entry(AF_INET6, reinterpret_cast<sockaddr*>(&m_first), sizeof(m_first));
 };
 
-// What a look-up came to.
+// The result of a look-up.
 struct Outcome {
   std::uint32_t listed = 99;  // 99: it threw
   std::string answer;
@@ -102,7 +102,25 @@ Outcome Ask() {
   return Ask("4.3.2.1", "list.test");
 }
 
-// Asks the system's resolver, whose answer is not trusted and therefore never released.
+// As above, where the resolver answers `addresses`.
+Outcome AskAnswered(const std::vector<std::string>& addresses) {
+  ScriptedResolver resolver;
+  resolver.errorNumber = ECONNREFUSED;
+  Answer answer(addresses);
+  resolver.list = answer.List();
+  return Ask();
+}
+
+// As above, where the resolver fails with `code`.
+Outcome AskWithFailure(int code) {
+  ScriptedResolver resolver;
+  resolver.errorNumber = ECONNREFUSED;
+  resolver.result = code;
+  return Ask();
+}
+
+// Returns how a look-up by the system's resolver fails; an answer that is not trusted is never
+// released.
 std::string AskInVain(const std::string& key, const std::string& zone) {
   const NoLeakCheck noLeakCheck;
   return Ask(key, zone).failure;
@@ -110,13 +128,10 @@ std::string AskInVain(const std::string& key, const std::string& zone) {
 
 }  // namespace
 
-TEST(BlocklistTest, AnAnswerInTheLoopbackNetworkIsListedAndHandedBack) {
+TEST(BlocklistTest, AnAnswerInTheLoopbackNetworkIsListedAndReturned) {
   for (const char* const address :
        {"127.0.0.2", "127.0.0.1", "127.255.0.1", "127.1.2.3", "127.0.0.0", "127.255.255.255"}) {
-    ScriptedResolver resolver;
-    Answer answer({address});
-    resolver.list = answer.List();
-    const Outcome outcome = Ask();
+    const Outcome outcome = AskAnswered({address});
     EXPECT_EQ(outcome.listed, 1U) << address;
     EXPECT_EQ(outcome.answer, address);
     EXPECT_EQ(outcome.failure, "");
@@ -124,49 +139,30 @@ TEST(BlocklistTest, AnAnswerInTheLoopbackNetworkIsListedAndHandedBack) {
 }
 
 TEST(BlocklistTest, AnAnswerOutsideTheLoopbackNetworkThrowsWithTheAddressAndTheName) {
-  const struct {
-    const char* address;
-    const char* text;
-  } rows[] = {
-      {"10.0.0.1", "invalid response (10.0.0.1), 4.3.2.1.list.test rbl 0"},
-      {"126.255.255.255", "invalid response (126.255.255.255), 4.3.2.1.list.test rbl 0"},
-      {"128.0.0.1", "invalid response (128.0.0.1), 4.3.2.1.list.test rbl 0"},
-      {"1.0.0.127", "invalid response (1.0.0.127), 4.3.2.1.list.test rbl 0"},
-      {"0.0.0.1", "invalid response (0.0.0.1), 4.3.2.1.list.test rbl 0"},
-      {"255.255.255.255", "invalid response (255.255.255.255), 4.3.2.1.list.test rbl 0"},
-  };
-  for (const auto& row : rows) {
-    ScriptedResolver resolver;
-    Answer answer({row.address});
-    resolver.list = answer.List();
-    const Outcome outcome = Ask();
-    EXPECT_EQ(outcome.failure, row.text);
-    EXPECT_EQ(outcome.answer, row.address);
+  for (const std::string address :
+       {"10.0.0.1", "126.255.255.255", "128.0.0.1", "1.0.0.127", "0.0.0.1", "255.255.255.255"}) {
+    const Outcome outcome = AskAnswered({address});
+    EXPECT_EQ(outcome.failure, "invalid response (" + address + "), 4.3.2.1.list.test rbl 0");
+    EXPECT_EQ(outcome.answer, address);
   }
 }
 
 TEST(BlocklistTest, AnAnswerOfAllZerosThrowsWithoutAnErrorNumber) {
-  ScriptedResolver resolver;
-  resolver.errorNumber = ECONNREFUSED;
-  Answer answer({"0.0.0.0"});
-  resolver.list = answer.List();
-  const Outcome outcome = Ask();
+  const Outcome outcome = AskAnswered({"0.0.0.0"});
   EXPECT_EQ(outcome.failure, "response 0, 4.3.2.1.list.test rbl 0");
   EXPECT_EQ(outcome.answer, "0.0.0.0");
 }
 
 TEST(BlocklistTest, ANameThatDoesNotExistIsNotListedAndLeavesTheAnswerUnchanged) {
   for (const int code : {EAI_NONAME, EAI_NODATA, -2, -5}) {
-    ScriptedResolver resolver;
-    resolver.result = code;
-    const Outcome outcome = Ask();
+    const Outcome outcome = AskWithFailure(code);
     EXPECT_EQ(outcome.listed, 0U) << code;
     EXPECT_EQ(outcome.answer, "192.0.2.99");
     EXPECT_EQ(outcome.failure, "");
   }
 }
 
-TEST(BlocklistTest, AnyOtherFailureThrowsWithCodeAndTextOfTheResolverAndNoErrno) {
+TEST(BlocklistTest, AnyOtherFailureThrowsWithTheCodeAndTextOfTheResolverAndNoErrno) {
   const struct {
     int code;
     const char* text;
@@ -179,34 +175,17 @@ TEST(BlocklistTest, AnyOtherFailureThrowsWithCodeAndTextOfTheResolverAndNoErrno)
       {77, "4.3.2.1.list.test rbl 77 Unknown error"},
   };
   for (const auto& row : rows) {
-    ScriptedResolver resolver;
-    resolver.result = row.code;
-    resolver.errorNumber = ECONNREFUSED;
-    const Outcome outcome = Ask();
+    const Outcome outcome = AskWithFailure(row.code);
     EXPECT_EQ(outcome.failure, row.text);
     EXPECT_EQ(outcome.answer, "192.0.2.99");
   }
 }
 
 TEST(BlocklistTest, TheFirstEntryCounts) {
-  {
-    ScriptedResolver resolver;
-    Answer answer({"127.0.0.4", "10.0.0.1", "0.0.0.0"});
-    resolver.list = answer.List();
-    EXPECT_EQ(Ask().answer, "127.0.0.4");
-  }
-  {
-    ScriptedResolver resolver;
-    Answer answer({"10.0.0.1", "127.0.0.4"});
-    resolver.list = answer.List();
-    EXPECT_EQ(Ask().failure, "invalid response (10.0.0.1), 4.3.2.1.list.test rbl 0");
-  }
-  {
-    ScriptedResolver resolver;
-    Answer answer({"0.0.0.0", "127.0.0.4"});
-    resolver.list = answer.List();
-    EXPECT_EQ(Ask().failure, "response 0, 4.3.2.1.list.test rbl 0");
-  }
+  EXPECT_EQ(AskAnswered({"127.0.0.4", "10.0.0.1", "0.0.0.0"}).answer, "127.0.0.4");
+  EXPECT_EQ(AskAnswered({"10.0.0.1", "127.0.0.4"}).failure,
+            "invalid response (10.0.0.1), 4.3.2.1.list.test rbl 0");
+  EXPECT_EQ(AskAnswered({"0.0.0.0", "127.0.0.4"}).failure, "response 0, 4.3.2.1.list.test rbl 0");
 }
 
 TEST(BlocklistTest, TheFourBytesAfterFamilyAndPortCountWhateverTheFamily) {
@@ -274,7 +253,7 @@ TEST(BlocklistTest, TheListIsReleasedOnceOnTheListedPath) {
   EXPECT_EQ(resolver.freed, std::vector<addrinfo*>{answer.List()});
 }
 
-TEST(BlocklistTest, TheListIsReleasedOnNoOtherPath) {
+TEST(BlocklistTest, TheListIsNotReleasedOnAnyOtherPath) {
   for (const char* const address : {"10.0.0.1", "0.0.0.0"}) {
     ScriptedResolver resolver;
     Answer answer({address, "127.0.0.2"});
@@ -305,8 +284,8 @@ TEST(BlocklistTest, ThreadsMayAskAtOnce) {
   }
 }
 
-// The system's resolver reads a key and a zone that make a numeric address together.
-TEST(BlocklistTest, TheSystemResolversAnswersAreReadTheSame) {
+// The system's resolver reads a key and a zone that together make a numeric address.
+TEST(BlocklistTest, TheAnswersOfTheSystemResolverAreReadTheSameWay) {
   for (int round = 0; round < 3; ++round) {
     EXPECT_EQ(Ask("127.0.0", "2").listed, 1U);
     EXPECT_EQ(Ask("127.0.0", "2").answer, "127.0.0.2");

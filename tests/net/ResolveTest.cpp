@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <netdb.h>
 
-#include <array>
 #include <cstring>
 #include <limits>
 #include <optional>
@@ -12,6 +11,7 @@
 #include "framework/core/Exceptions.h"
 #include "framework/net/Socket.h"
 #include "tests/net/ScriptedResolver.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/ScarceMemory.h"
 
 namespace {
@@ -21,16 +21,6 @@ class ResolvingSocket : public Socket {
   ResolvingSocket() : Socket(0, 0) {}
   using Socket::m_port;
 };
-
-template <typename Call>
-std::string SocketFailure(Call call) {
-  try {
-    call();
-  } catch (const SocketException& failure) {
-    return failure.what();
-  }
-  return "nothing was thrown";
-}
 
 std::vector<unsigned char> BytesOf(const AddressRecord& record) {
   return {record.GetAddress(), record.GetAddress() + record.GetLength()};
@@ -76,6 +66,17 @@ struct TwoEntries {
   addrinfo second{};
 };
 
+// The resolver answers with the two entries.
+class ScriptedResolveTest : public testing::Test {
+ protected:
+  ScriptedResolveTest() { m_resolver.list = &m_entries.first; }
+  ~ScriptedResolveTest() noexcept override = default;
+
+  ScriptedResolver m_resolver;
+  TwoEntries m_entries;
+  ResolvingSocket m_socket;
+};
+
 }  // namespace
 
 TEST(ResolveTest, AnEmptyHostWithAServiceGivesOneRecordOfTheLoopbackAddress) {
@@ -103,7 +104,7 @@ TEST(ResolveTest, AnEmptyHostToBindToGivesOneRecordOfAllAddresses) {
   EXPECT_EQ(socket.m_port, 53);
 }
 
-TEST(ResolveTest, TheLocalPathReadsADecimalPortAndKeepsItsLow16Bits) {
+TEST(ResolveTest, ThePortOfAnEmptyHostIsDecimalAndKeepsItsLow16Bits) {
   const struct {
     const char* service;
     int port;
@@ -119,44 +120,37 @@ TEST(ResolveTest, TheLocalPathReadsADecimalPortAndKeepsItsLow16Bits) {
   }
 }
 
-TEST(ResolveTest, TheLocalPathAsksNoResolver) {
+TEST(ResolveTest, AnEmptyHostWithAServiceIsNotAskedFor) {
   const ScriptedResolver resolver;
   ResolvingSocket socket;
   EXPECT_EQ(socket.Resolve("", "53", false).size(), 1U);
   EXPECT_EQ(resolver.questions.size(), 0U);
 }
 
-TEST(ResolveTest, WithoutHostAndServiceTheResolverIsAskedForNoNodeAndAnEmptyService) {
-  ScriptedResolver resolver;
-  TwoEntries entries;
-  resolver.list = &entries.first;
-  ResolvingSocket socket;
-  EXPECT_EQ(socket.Resolve("", "", false).size(), 2U);
-  ASSERT_EQ(resolver.questions.size(), 1U);
-  EXPECT_EQ(resolver.questions[0].node, std::nullopt);
-  EXPECT_EQ(resolver.questions[0].service, std::optional<std::string>(""));
+TEST_F(ScriptedResolveTest, WithoutHostAndServiceTheResolverIsAskedForNoNodeAndAnEmptyService) {
+  EXPECT_EQ(m_socket.Resolve("", "", false).size(), 2U);
+  ASSERT_EQ(m_resolver.questions.size(), 1U);
+  EXPECT_EQ(m_resolver.questions[0].node, std::nullopt);
+  EXPECT_EQ(m_resolver.questions[0].service, std::optional<std::string>(""));
 }
 
-TEST(ResolveTest, TheResolverIsAskedForStreamSocketsOfAnyFamily) {
-  for (const bool passive : {false, true}) {
-    ScriptedResolver resolver;
-    TwoEntries entries;
-    resolver.list = &entries.first;
-    ResolvingSocket socket;
-    socket.Resolve("host.test", "smtp", passive);
-    ASSERT_EQ(resolver.questions.size(), 1U);
-    const ScriptedResolver::Question& question = resolver.questions[0];
+TEST_F(ScriptedResolveTest, TheResolverIsAskedForStreamSocketsOfAnyFamily) {
+  m_socket.Resolve("host.test", "smtp", false);
+  m_socket.Resolve("host.test", "smtp", true);
+  ASSERT_EQ(m_resolver.questions.size(), 2U);
+  for (const ScriptedResolver::Question& question : m_resolver.questions) {
     EXPECT_EQ(question.node, std::optional<std::string>("host.test"));
     EXPECT_EQ(question.service, std::optional<std::string>("smtp"));
     ASSERT_TRUE(question.hints.has_value());
-    EXPECT_EQ(question.hints->ai_flags, passive ? AI_PASSIVE : 0);
     EXPECT_EQ(question.hints->ai_family, AF_UNSPEC);
     EXPECT_EQ(question.hints->ai_socktype, SOCK_STREAM);
     EXPECT_EQ(question.hints->ai_protocol, 0);
   }
+  EXPECT_EQ(m_resolver.questions[0].hints->ai_flags, 0);
+  EXPECT_EQ(m_resolver.questions[1].hints->ai_flags, AI_PASSIVE);
 }
 
-TEST(ResolveTest, EachEntryGivesARecordInTheResolversOrder) {
+TEST(ResolveTest, EachEntryGivesARecordInTheOrderOfTheResolver) {
   ScriptedResolver resolver;
   std::optional<TwoEntries> entries(std::in_place);
   resolver.list = &entries->first;
@@ -180,40 +174,28 @@ TEST(ResolveTest, EachEntryGivesARecordInTheResolversOrder) {
   EXPECT_EQ(records[1].GetCanonicalName(), "");
 }
 
-TEST(ResolveTest, TheListIsFreedOnce) {
-  ScriptedResolver resolver;
-  TwoEntries entries;
-  resolver.list = &entries.first;
-  ResolvingSocket socket;
-  socket.Resolve("host.test", "smtp", false);
-  EXPECT_EQ(resolver.freed, std::vector<addrinfo*>{&entries.first});
+TEST_F(ScriptedResolveTest, TheListIsFreedOnce) {
+  m_socket.Resolve("host.test", "smtp", false);
+  EXPECT_EQ(m_resolver.freed, std::vector<addrinfo*>{&m_entries.first});
 }
 
-TEST(ResolveTest, TheListIsFreedAlsoWhenCopyingThrows) {
-  ScriptedResolver resolver;
-  TwoEntries entries;
+TEST_F(ScriptedResolveTest, TheListIsFreedWhenCopyingThrowsToo) {
   std::string longName(100000, 'x');
-  entries.second.ai_canonname = longName.data();
-  resolver.list = &entries.first;
-  ResolvingSocket socket;
+  m_entries.second.ai_canonname = longName.data();
   const ScarceMemory scarce(longName.size(), std::numeric_limits<std::size_t>::max());
-  EXPECT_THROW(socket.Resolve("host.test", "smtp", false), std::bad_alloc);
-  EXPECT_EQ(resolver.freed, std::vector<addrinfo*>{&entries.first});
+  EXPECT_THROW(m_socket.Resolve("host.test", "smtp", false), std::bad_alloc);
+  EXPECT_EQ(m_resolver.freed, std::vector<addrinfo*>{&m_entries.first});
 }
 
-TEST(ResolveTest, AskingTheResolverSetsThePortFieldToZero) {
-  ScriptedResolver resolver;
-  TwoEntries entries;
-  resolver.list = &entries.first;
-  ResolvingSocket socket;
-  socket.m_port = 99;
-  socket.Resolve("host.test", "53", false);
-  EXPECT_EQ(socket.m_port, 0);
+TEST_F(ScriptedResolveTest, AskingTheResolverSetsThePortToZero) {
+  m_socket.m_port = 99;
+  m_socket.Resolve("host.test", "53", false);
+  EXPECT_EQ(m_socket.m_port, 0);
 
-  resolver.result = EAI_NONAME;
-  socket.m_port = 99;
-  EXPECT_THROW(socket.Resolve("host.test", "53", false), SocketException);
-  EXPECT_EQ(socket.m_port, 0);
+  m_resolver.result = EAI_NONAME;
+  m_socket.m_port = 99;
+  EXPECT_THROW(m_socket.Resolve("host.test", "53", false), SocketException);
+  EXPECT_EQ(m_socket.m_port, 0);
 }
 
 TEST(ResolveTest, AFailureHasTheResolversTextAndTheCurrentErrno) {
@@ -237,7 +219,8 @@ TEST(ResolveTest, AFailureHasTheResolversTextAndTheCurrentErrno) {
     resolver.result = row.result;
     resolver.errorNumber = row.errorNumber;
     ResolvingSocket socket;
-    EXPECT_EQ(SocketFailure([&] { socket.Resolve("host.test", "smtp", false); }), row.text);
+    EXPECT_EQ(FailureText<SocketException>([&] { socket.Resolve("host.test", "smtp", false); }),
+              row.text);
     EXPECT_EQ(resolver.questions.size(), 1U);
   }
 }
@@ -245,7 +228,7 @@ TEST(ResolveTest, AFailureHasTheResolversTextAndTheCurrentErrno) {
 TEST(ResolveTest, AnAnswerWithoutEntriesIsAFailure) {
   ScriptedResolver resolver;
   ResolvingSocket socket;
-  EXPECT_EQ(SocketFailure([&] { socket.Resolve("host.test", "smtp", false); }),
+  EXPECT_EQ(FailureText<SocketException>([&] { socket.Resolve("host.test", "smtp", false); }),
             "Socket::Resolve - Unknown error :: failed with code 0: Success");
 }
 
@@ -269,7 +252,7 @@ TEST(ResolveTest, TheSystemResolverReadsNumericAddresses) {
 TEST(ResolveTest, AFailureOfTheSystemResolverIsThrown) {
   ResolvingSocket socket;
   const std::string text =
-      SocketFailure([&] { socket.Resolve("192.0.2.7", "no-such-service", false); });
+      FailureText<SocketException>([&] { socket.Resolve("192.0.2.7", "no-such-service", false); });
   const std::string start = "Socket::Resolve - Servname not supported for ai_socktype :: failed ";
   EXPECT_EQ(text.substr(0, start.size()), start);
 }

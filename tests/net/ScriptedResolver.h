@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-// While one exists it answers every getaddrinfo() of this program, notes what was asked and which
-// lists were released. One at a time.
+// While one exists it answers each getaddrinfo() of this program and notes the questions and the
+// released lists. One at a time.
 class ScriptedResolver {
  public:
   ScriptedResolver();

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -69,8 +68,8 @@ T TakeFirst(std::deque<T>& queue, const T& otherwise) {
   return first;
 }
 
-// While one exists, no wait takes place: each is noted in events and ends with the next outcome, or
-// with one ready descriptor when there is none left.
+// While one exists, nothing waits: each wait is noted in events and ends with the next outcome, or
+// with one ready descriptor after the last one.
 class ScriptedWaits {
  public:
   template <std::same_as<Outcome>... Outcomes>
@@ -90,7 +89,7 @@ class ScriptedWaits {
                                 : " forever";
     events.push_back(event);
     const Outcome outcome = TakeFirst(m_outcomes, Done(1));
-    if (outcome.result < 1) {  // as a wait does that found nothing: the sets are not to be reused
+    if (outcome.result < 1) {  // as a real wait that finds nothing
       Clear(reading);
       Clear(writing);
     }
@@ -128,8 +127,8 @@ class OpenedUDPSocket : public UDPSocket {
   using UDPSocket::m_wait;
 };
 
-// Its transfers touch no descriptor: each is noted and ends with the next outcome; once there is
-// none left, with 0.
+// Its transfers touch no descriptor: each is noted and ends with the next outcome, or with 0 after
+// the last one.
 class ScriptedUDPSocket : public OpenedUDPSocket {
  public:
   template <std::same_as<Outcome>... Outcomes>
@@ -149,7 +148,7 @@ class ScriptedUDPSocket : public OpenedUDPSocket {
     return outcome.result;
   }
 
-  // The transfers, and the waits if ScriptedWaits is there, in one row.
+  // Returns the transfers, with the waits between them while there is a ScriptedWaits.
   Events& Log() {
     return ScriptedWaits::active != nullptr ? ScriptedWaits::active->events : events;
   }
@@ -184,7 +183,7 @@ class NoSocket : public OpenedUDPSocket {
   }
 };
 
-// The other side: a plain socket on 127.0.0.1 that waits for at most 10 s.
+// The other side: a plain socket on 127.0.0.1 that waits for a datagram at most 10 s.
 class Peer {
  public:
   Peer() {
@@ -208,7 +207,7 @@ class Peer {
 
   int Port() const { return PortOf(m_socket); }
 
-  // The next datagram. Its sender becomes the one to answer.
+  // Returns the next datagram, whose sender becomes the one to answer.
   std::string Receive() {
     std::array<char, 65536> buffer;
     socklen_t length = sizeof(m_other);
@@ -240,9 +239,9 @@ class Peer {
   sockaddr_in m_other{};
 };
 
-// Connected to peer, which knows it as the one to answer.
-inline void ConnectTo(Peer& peer, OpenedUDPSocket& socket, bool flag) {
-  socket.Connect("127.0.0.1", std::to_string(peer.Port()), flag);
+// Connects `socket` to `peer`, which then answers to it.
+inline void ConnectTo(Peer& peer, OpenedUDPSocket& socket, bool nonBlocking) {
+  socket.Connect("127.0.0.1", std::to_string(peer.Port()), nonBlocking);
   sockaddr_in any{};
   any.sin_family = AF_INET;
   ASSERT_EQ(bind(socket.m_descriptor, reinterpret_cast<const sockaddr*>(&any), sizeof(any)), 0);
@@ -257,17 +256,9 @@ inline double MillisecondsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-inline bool IsOpen(int descriptor) {
-  return fcntl(descriptor, F_GETFD) != -1;
-}
-
-inline bool IsNonBlocking(int descriptor) {
-  return (fcntl(descriptor, F_GETFL) & O_NONBLOCK) != 0;
-}
-
-// Starts the generator that probes are drawn from.
+// Seeds the generator that probes are drawn from.
 inline void Seed(unsigned int seed) {
-  const RandomString first(1, "x");  // the first one in a process would seed it itself
+  const RandomString first(1, "x");  // the first one in a process seeds it
   std::srand(seed);
 }
 

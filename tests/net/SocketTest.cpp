@@ -23,6 +23,7 @@
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/OwnProcess.h"
 #include "tests/support/RealFunction.h"
+#include "tests/support/StreamPair.h"
 
 namespace {
 
@@ -52,16 +53,6 @@ class CloseCounter : public OpenedSocket {
   int closed = 0;
 };
 
-// Two connected stream sockets.
-struct StreamPair {
-  StreamPair() { EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()), 0); }
-  ~StreamPair() {
-    close(ends[0]);
-    close(ends[1]);
-  }
-  std::array<int, 2> ends{};
-};
-
 int Alive() {
   return Socket::m_nAccessCounter;
 }
@@ -83,14 +74,6 @@ int ClosedDescriptor() {
   return descriptor;
 }
 
-bool IsOpen(int descriptor) {
-  return fcntl(descriptor, F_GETFD) != -1;
-}
-
-bool IsNonBlocking(int descriptor) {
-  return (fcntl(descriptor, F_GETFL) & O_NONBLOCK) != 0;
-}
-
 template <typename Value>
 Value Option(int descriptor, int option) {
   Value value{};
@@ -99,8 +82,8 @@ Value Option(int descriptor, int option) {
   return value;
 }
 
-// While one exists, no option is set: the calls are noted, and end with the results in turn, errno
-// being the result negated where it is negative.
+// While one exists, no option is set: the calls are noted and end with the results in turn. A
+// negative result is an error number.
 class ScriptedOptions {
  public:
   explicit ScriptedOptions(const std::vector<int>& results) : m_results(results) { active = this; }
@@ -131,8 +114,7 @@ class ScriptedOptions {
   std::vector<int> m_results;
 };
 
-// While one exists, reading and setting a descriptor's flags end with these results, and nothing is
-// read or set.
+// While one exists, calls to read and set the flags of a descriptor only return these results.
 class ScriptedFlags {
  public:
   ScriptedFlags(int readResult, int writeResult) : m_read(readResult), m_write(writeResult) {
@@ -170,7 +152,7 @@ extern "C" int setsockopt(int descriptor, int level, int option, const void* val
                            : real(descriptor, level, option, value, length);
 }
 
-// Of the commands used here only two come without an argument.
+// Of the commands used here only two have no argument.
 extern "C" int fcntl(int descriptor, int command, ...) {
   static const auto real = RealFunction(&fcntl, "fcntl");
   if (ScriptedFlags::active != nullptr && (command == F_GETFL || command == F_SETFL)) {
@@ -267,7 +249,7 @@ TEST(SocketTest, ANewSocketThatCannotBeMadeNonBlockingIsOpenAndHeld) {
   EXPECT_EQ(socket.m_nonBlocking, 0);
 }
 
-TEST(SocketTest, CreateSocketClosesTheDescriptorStillHeldThroughClose) {
+TEST(SocketTest, CreateSocketClosesAnOpenDescriptorThroughClose) {
   const int low = NewDatagramSocket();
   const int old = fcntl(low, F_DUPFD, 100);  // a number that the new socket does not get
   close(low);
@@ -278,8 +260,8 @@ TEST(SocketTest, CreateSocketClosesTheDescriptorStillHeldThroughClose) {
   EXPECT_TRUE(IsOpen(socket.m_descriptor));
 }
 
-// The number 0 counts as none, so such a socket was never closed.
-TEST(SocketTest, WithoutAStandardInputANewSocketIsAboveTheStandardStreamsAndClosed) {
+// The number 0 means none, so such a socket was never closed.
+TEST(SocketTest, WithoutAStandardInputANewSocketIsAboveTheStandardStreams) {
   InOwnProcess([] {
     close(STDIN_FILENO);
     const std::ptrdiff_t before = OpenDescriptors();
@@ -295,7 +277,7 @@ TEST(SocketTest, WithoutAStandardInputANewSocketIsAboveTheStandardStreamsAndClos
   });
 }
 
-TEST(SocketTest, WithoutAStandardInputASocketThatFindsNoOtherNumberThrowsAndIsClosed) {
+TEST(SocketTest, WithoutAStandardInputANewSocketThrowsIfItGetsNoOtherNumber) {
   InOwnProcess([] {
     OpenedSocket socket;
     // Before the descriptors run out: sanitizers open files at the first failure.
@@ -312,11 +294,11 @@ TEST(SocketTest, WithoutAStandardInputASocketThatFindsNoOtherNumberThrowsAndIsCl
         "Socket::CreateSocket - socket :: failed with code 24: Too many open files");
     EXPECT_EQ(socket.m_descriptor, -1);
     EXPECT_FALSE(IsOpen(STDIN_FILENO));
-    setrlimit(RLIMIT_NOFILE, &before);  // and more at the end
+    setrlimit(RLIMIT_NOFILE, &before);
   });
 }
 
-TEST(SocketTest, TheDescriptor0StillMeansNoneWhereOneIsGiven) {
+TEST(SocketTest, AGivenDescriptor0MeansNone) {
   InOwnProcess([] {
     { const OpenedSocket socket(0); }
     EXPECT_TRUE(IsOpen(STDIN_FILENO));
@@ -327,7 +309,7 @@ TEST(SocketTest, TheDescriptor0StillMeansNoneWhereOneIsGiven) {
   });
 }
 
-TEST(SocketTest, MakingNonBlockingWithoutADescriptorChangesStandardInput) {
+TEST(SocketTest, SocketNonBlockingWithoutADescriptorChangesStandardInput) {
   InOwnProcess([] {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
@@ -338,7 +320,7 @@ TEST(SocketTest, MakingNonBlockingWithoutADescriptorChangesStandardInput) {
   });
 }
 
-TEST(SocketTest, SetSocketAdoptsADescriptorAndClosesNothing) {
+TEST(SocketTest, SetSocketAdoptsADescriptorWithoutClosingTheOldOne) {
   const int old = NewDatagramSocket();
   const int adopted = NewDatagramSocket();
   CloseCounter socket(old);
@@ -444,26 +426,21 @@ TEST(SocketTest, DestroyOfASocketNeverConnectedSucceedsAndCloses) {
 
 TEST(SocketTest, DestroyShutsTheConnectionDown) {
   const StreamPair pair;
-  OpenedSocket socket(dup(pair.ends[0]));
+  OpenedSocket socket(dup(pair.One()));
   socket.Destroy();
   char byte = 0;
-  EXPECT_EQ(recv(pair.ends[1], &byte, 1, MSG_DONTWAIT), 0);  // the end, though ends[0] is open
-  EXPECT_EQ(send(pair.ends[1], &byte, 1, MSG_DONTWAIT | MSG_NOSIGNAL), -1);
+  EXPECT_EQ(recv(pair.Other(), &byte, 1, MSG_DONTWAIT),
+            0);  // the end, though the other descriptor is open
+  EXPECT_EQ(send(pair.Other(), &byte, 1, MSG_DONTWAIT | MSG_NOSIGNAL), -1);
 }
 
-TEST(SocketTest, DestroyMayBeCalledAnyNumberOfTimes) {
+TEST(SocketTest, DestroyMayBeRepeatedAndClosesOnceThroughTheOverriddenClose) {
   CloseCounter socket(NewDatagramSocket());
   socket.Destroy();
   socket.Destroy();
   socket.Destroy();
   EXPECT_EQ(socket.closed, 1);
   EXPECT_EQ(socket.m_descriptor, 0);
-}
-
-TEST(SocketTest, DestroyClosesThroughTheOverriddenClose) {
-  CloseCounter socket(NewDatagramSocket());
-  socket.Destroy();
-  EXPECT_EQ(socket.closed, 1);
 }
 
 TEST(SocketTest, DestroyWithoutADescriptorDoesNothing) {
@@ -492,7 +469,7 @@ TEST(SocketTest, TheDestructorClosesTheDescriptor) {
   EXPECT_FALSE(IsOpen(descriptor));
 }
 
-TEST(SocketTest, AFailureOfDestroyLeavesTheDestructorAndTheObjectCountsAsAlive) {
+TEST(SocketTest, AFailureOfDestroyLeavesTheDestructorAndTheObjectStaysCounted) {
   const int before = Alive();
   const int descriptor = NewPipeEnd();
   EXPECT_EQ(FailureText<SocketException>([&] { const Socket socket(descriptor, 0); }),
@@ -529,9 +506,9 @@ TEST(SocketTest, CloseReturnsADescriptorBelowOneUnchanged) {
 
 TEST(SocketTest, CloseDoesNotShutTheConnectionDown) {
   const StreamPair pair;
-  OpenedSocket socket(dup(pair.ends[0]));
+  OpenedSocket socket(dup(pair.One()));
   socket.Close();
-  EXPECT_EQ(send(pair.ends[1], "x", 1, MSG_DONTWAIT | MSG_NOSIGNAL), 1);
+  EXPECT_EQ(send(pair.Other(), "x", 1, MSG_DONTWAIT | MSG_NOSIGNAL), 1);
 }
 
 TEST(SocketTest, TheOptionSettersSetTheirOption) {
@@ -549,7 +526,7 @@ TEST(SocketTest, TheOptionSettersSetTheirOption) {
   EXPECT_EQ(Option<linger>(socket.m_descriptor, SO_LINGER).l_linger, 5);
 }
 
-TEST(SocketTest, TheLingerTimeIsThatOfTheField) {
+TEST(SocketTest, TheLingerTimeIsTheField) {
   OpenedSocket socket;
   socket.CreateSocket(AF_INET, SOCK_STREAM, 0, false);
   socket.m_linger = 17;
@@ -576,22 +553,18 @@ TEST(SocketTest, ReadWritePassesTheBareFourByteTimeoutTwice) {
                                                 {-1, SOL_SOCKET, SO_SNDTIMEO, BytesOf(30000)}}));
 }
 
-TEST(SocketTest, ReadWriteDoesNotSetTheSecondOptionWhenTheFirstFails) {
+TEST(SocketTest, ReadWriteThrowsAtTheFirstOptionThatFails) {
   const ScriptedOptions options({-EINVAL, 0});
   OpenedSocket socket(-1);
   EXPECT_EQ(FailureText<SocketException>([&] { socket.SetSocketOptionsReadWrite(); }),
             "SetSocketOptionsReadWrite :: failed with code 22: Invalid argument");
   EXPECT_EQ(options.calls.size(), 1U);
-}
-
-TEST(SocketTest, ReadWriteThrowsWhenTheSecondOptionFails) {
-  const ScriptedOptions options({0, -EDOM});
-  OpenedSocket socket(-1);
+  const ScriptedOptions second({0, -EDOM});
   EXPECT_EQ(FailureText<SocketException>([&] { socket.SetSocketOptionsReadWrite(); }),
             "SetSocketOptionsReadWrite :: failed with code 33: Numerical argument out of domain");
 }
 
-TEST(SocketTest, AKernelThatInsistsOnATimevalMakesReadWriteThrow) {
+TEST(SocketTest, ReadWriteThrowsOnAKernelThatWantsATimeval) {
   OpenedSocket socket(NewDatagramSocket(), 30000);
   EXPECT_EQ(FailureText<SocketException>([&] { socket.SetSocketOptionsReadWrite(); }),
             "SetSocketOptionsReadWrite :: failed with code 22: Invalid argument");
@@ -618,7 +591,7 @@ TEST(SocketTest, ARefusedOptionThrowsTheNameOfItsSetter) {
   socket.Close();
 }
 
-TEST(SocketTest, ThrowSocketErrorTakesErrnoForTheCodeZeroOnly) {
+TEST(SocketTest, ThrowSocketErrorTakesErrnoOnlyForTheCodeZero) {
   OpenedSocket socket;
   EXPECT_EQ(FailureText<SocketException>([&] {
               errno = ENOENT;
@@ -637,7 +610,7 @@ TEST(SocketTest, ThrowSocketErrorTakesErrnoForTheCodeZeroOnly) {
             "place :: failed with code 0: Success");
 }
 
-TEST(SocketTest, ThrowSocketClosedThrowsJustTheMessage) {
+TEST(SocketTest, ThrowSocketClosedThrowsTheMessageAlone) {
   OpenedSocket socket;
   EXPECT_EQ(FailureText<SocketClosedException>([&] { socket.ThrowSocketClosed("peer gone"); }),
             "peer gone");
@@ -657,7 +630,7 @@ TEST(SocketTest, ApplyKeyRunsTheDataThroughTheCipher) {
   EXPECT_EQ(socket.ApplyKey(""), "");
 }
 
-TEST(SocketTest, IsSameNetworkMatchesTrailingZeroOctets) {
+TEST(SocketTest, TrailingZeroOctetsOfANetworkMatchAnyAddress) {
   const struct {
     const char* network;
     const char* address;
@@ -783,7 +756,7 @@ TEST(SocketTest, ThreadsMayReverseAddressesAtOnce) {
   const std::jthread second(reverse, "255.255.255.254", "254.255.255.255");
 }
 
-TEST(SocketTest, IsPublicAddressIsFalseInThePrivateNetworksOnly) {
+TEST(SocketTest, IsPublicAddressIsFalseOnlyInPrivateAndLoopbackNetworks) {
   const struct {
     const char* address;
     bool isPublic;

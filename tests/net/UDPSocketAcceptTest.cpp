@@ -1,58 +1,67 @@
 #include "tests/net/ScriptedUDPSocket.h"
+#include "tests/support/CapturedOutput.h"
 
 namespace {
 
-struct Server {
-  Server() { listener.Listen("0"); }
-  int Port() const { return Peer::PortOf(listener.m_descriptor); }
-  OpenedUDPSocket listener;
+class UDPSocketAcceptTest : public testing::Test {
+ protected:
+  UDPSocketAcceptTest() { m_listener.Listen("0"); }
+  ~UDPSocketAcceptTest() noexcept override = default;
+
+  void SendToListener(const std::string& datagram) {
+    m_client.SendTo(Peer::PortOf(m_listener.m_descriptor), datagram);
+  }
+
+  // Returns the result of Accept and keeps its output.
+  bool Accept(UDPSocket& reply, bool nonBlocking = false) {
+    bool result = false;
+    m_printed = CaptureOutput([&] { result = m_listener.Accept(reply, nonBlocking); });
+    return result;
+  }
+
+  // Returns what Accept prints for a datagram with this text.
+  std::string Printed(const std::string& text) const {
+    return Print("Received packet from 127.0.0.1:%d\nData: ", m_client.Port()) + text + "\n";
+  }
+
+  OpenedUDPSocket m_listener;
+  Peer m_client;
+  std::string m_printed;
 };
 
 }  // namespace
 
-TEST(UDPSocketAcceptTest, AcceptPrintsTheDatagramAndEchoesIt) {
-  for (const bool flag : {false, true}) {
-    Server server;
-    Peer client;
-    client.SendTo(server.Port(), "hello");
+TEST_F(UDPSocketAcceptTest, AcceptPrintsTheDatagramAndEchoesIt) {
+  for (const bool nonBlocking : {false, true}) {
+    SendToListener("hello");
     OpenedUDPSocket reply;
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(server.listener.Accept(reply, flag));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              Print("Received packet from 127.0.0.1:%d\nData: hello\n", client.Port()));
-    EXPECT_EQ(client.Receive(), "hello");
+    EXPECT_TRUE(Accept(reply, nonBlocking));
+    EXPECT_EQ(m_printed, Printed("hello"));
+    EXPECT_EQ(m_client.Receive(), "hello");
 
-    EXPECT_NE(reply.m_descriptor, server.listener.m_descriptor);
-    EXPECT_EQ(IsNonBlocking(reply.m_descriptor), flag);
-    EXPECT_EQ(reply.m_wait != 0, flag);
+    EXPECT_NE(reply.m_descriptor, m_listener.m_descriptor);
+    EXPECT_EQ(IsNonBlocking(reply.m_descriptor), nonBlocking);
+    EXPECT_EQ(reply.m_wait != 0, nonBlocking);
     EXPECT_EQ(reply.m_peer.sin_family, AF_INET);
-    EXPECT_EQ(ntohs(reply.m_peer.sin_port), client.Port());
+    EXPECT_EQ(ntohs(reply.m_peer.sin_port), m_client.Port());
     EXPECT_EQ(reply.m_peer.sin_addr.s_addr, inet_addr("127.0.0.1"));
   }
 }
 
-TEST(UDPSocketAcceptTest, AcceptMakesTheReplySocketThroughItsCreateSocket) {
-  for (const bool flag : {false, true}) {
-    Server server;
-    Peer client;
-    client.SendTo(server.Port(), "hello");
-    CreationRecorder reply;
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(server.listener.Accept(reply, flag));
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(reply.created, Events{flag ? "2 2 17 1" : "2 2 17 0"});
+TEST_F(UDPSocketAcceptTest, AcceptMakesTheReplySocketThroughItsCreateSocket) {
+  CreationRecorder reply;
+  for (const bool nonBlocking : {false, true}) {
+    SendToListener("hello");
+    EXPECT_TRUE(Accept(reply, nonBlocking));
   }
+  EXPECT_EQ(reply.created, (Events{"2 2 17 0", "2 2 17 1"}));
 }
 
-TEST(UDPSocketAcceptTest, AcceptDrawsARandomTextOf16CharactersAndKeepsNone) {
-  Server server;
-  Peer client;
-  client.SendTo(server.Port(), "hello");
+TEST_F(UDPSocketAcceptTest, AcceptDrawsARandomTextOf16CharactersAndDropsIt) {
+  SendToListener("hello");
   OpenedUDPSocket reply;
   Seed(4711);
-  testing::internal::CaptureStdout();
-  EXPECT_TRUE(server.listener.Accept(reply, false));
-  testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(Accept(reply));
   const int next = std::rand();
   EXPECT_EQ(reply.m_key, "");
   std::srand(4711);
@@ -62,7 +71,7 @@ TEST(UDPSocketAcceptTest, AcceptDrawsARandomTextOf16CharactersAndKeepsNone) {
   EXPECT_EQ(next, std::rand());
 }
 
-TEST(UDPSocketAcceptTest, TheEchoGoesThroughTheReplySocketWith60Seconds) {
+TEST_F(UDPSocketAcceptTest, TheEchoGoesThroughTheReplySocketWith60Seconds) {
   class Recorder : public OpenedUDPSocket {
    public:
     int Send(const char* buffer, unsigned int length, unsigned int& sent, int timeoutMs) override {
@@ -71,77 +80,57 @@ TEST(UDPSocketAcceptTest, TheEchoGoesThroughTheReplySocketWith60Seconds) {
     }
     std::vector<std::string> calls;
   };
-  Server server;
-  Peer client;
-  client.SendTo(server.Port(), "hello");
-  server.listener.m_wait = 1;
+  SendToListener("hello");
+  m_listener.m_wait = 1;
   Recorder reply;
   const ScriptedWaits waits;
-  testing::internal::CaptureStdout();
-  EXPECT_TRUE(server.listener.Accept(reply, true));
-  testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(Accept(reply, true));
   EXPECT_EQ(reply.calls, std::vector<std::string>{"hello 60000"});
   EXPECT_EQ(waits.events,  // none for the listening socket
             Events{Print("select %d reading writing 60.000000", reply.m_descriptor + 1)});
 }
 
-TEST(UDPSocketAcceptTest, AcceptServesOneDatagramOfUpTo1024Bytes) {
-  Server server;
-  Peer client;
-  client.SendTo(server.Port(), std::string(1024, 'a') + "cut");
-  client.SendTo(server.Port(), "second");
+TEST_F(UDPSocketAcceptTest, AcceptServesOneDatagramOfUpTo1024Bytes) {
+  SendToListener(std::string(1024, 'a') + "cut");
+  SendToListener("second");
   OpenedUDPSocket reply;
-  testing::internal::CaptureStdout();
-  EXPECT_TRUE(server.listener.Accept(reply, false));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            Print("Received packet from 127.0.0.1:%d\n", client.Port()) +
-                "Data: " + std::string(1024, 'a') + "\n");
-  EXPECT_EQ(client.Receive(), std::string(1024, 'a'));
-  EXPECT_FALSE(client.HasDatagram());
+  EXPECT_TRUE(Accept(reply));
+  EXPECT_EQ(m_printed, Printed(std::string(1024, 'a')));
+  EXPECT_EQ(m_client.Receive(), std::string(1024, 'a'));
+  EXPECT_FALSE(m_client.HasDatagram());
 }
 
-TEST(UDPSocketAcceptTest, AcceptPrintsUpToAZeroByteAndEchoesEverything) {
+TEST_F(UDPSocketAcceptTest, AcceptPrintsUpToAZeroByteAndEchoesEverything) {
   const std::string data("ab\0%s", 5);
-  Server server;
-  Peer client;
-  client.SendTo(server.Port(), data);
+  SendToListener(data);
   OpenedUDPSocket reply;
-  testing::internal::CaptureStdout();
-  EXPECT_TRUE(server.listener.Accept(reply, false));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            Print("Received packet from 127.0.0.1:%d\nData: ab\n", client.Port()));
-  EXPECT_EQ(client.Receive(), data);
+  EXPECT_TRUE(Accept(reply));
+  EXPECT_EQ(m_printed, Printed("ab"));
+  EXPECT_EQ(m_client.Receive(), data);
 }
 
-TEST(UDPSocketAcceptTest, AcceptOfAnEmptyDatagramSendsNothingBackAndReturnsFalse) {
-  Server server;
-  Peer client;
-  client.SendTo(server.Port(), "");
+TEST_F(UDPSocketAcceptTest, AcceptOfAnEmptyDatagramSendsNothingAndReturnsFalse) {
+  SendToListener("");
   OpenedUDPSocket reply;
-  testing::internal::CaptureStdout();
-  EXPECT_FALSE(server.listener.Accept(reply, false));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            Print("Received packet from 127.0.0.1:%d\nData: \n", client.Port()));
-  EXPECT_FALSE(client.HasDatagram());
+  EXPECT_FALSE(Accept(reply));
+  EXPECT_EQ(m_printed, Printed(""));
+  EXPECT_FALSE(m_client.HasDatagram());
 }
 
-TEST(UDPSocketAcceptTest, AcceptThrowsWhenNothingCanBeReceived) {
+TEST_F(UDPSocketAcceptTest, AcceptThrowsWhenNothingCanBeReceived) {
   OpenedUDPSocket listener(-1);
   OpenedUDPSocket reply;
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(FailureText<SocketException>([&] { listener.Accept(reply, false); }),
-            "UDPSocket::Accept - recvfrom :: failed with code 9: Bad file descriptor");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(CaptureOutput([&] {
+              EXPECT_EQ(FailureText<SocketException>([&] { listener.Accept(reply, false); }),
+                        "UDPSocket::Accept - recvfrom :: failed with code 9: Bad file descriptor");
+            }),
+            "");
   EXPECT_EQ(reply.m_descriptor, 0);
 }
 
-TEST(UDPSocketAcceptTest, AcceptHasPrintedTheDatagramWhenThereIsNoReplySocket) {
-  Server server;
-  Peer client;
-  client.SendTo(server.Port(), "hello");
+TEST_F(UDPSocketAcceptTest, AcceptPrintsTheDatagramBeforeItMakesTheReplySocket) {
+  SendToListener("hello");
   NoSocket reply;
-  testing::internal::CaptureStdout();
-  EXPECT_THROW(server.listener.Accept(reply, false), SocketException);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            Print("Received packet from 127.0.0.1:%d\nData: hello\n", client.Port()));
+  EXPECT_EQ(CaptureOutput([&] { EXPECT_THROW(m_listener.Accept(reply, false), SocketException); }),
+            Printed("hello"));
 }

@@ -28,6 +28,15 @@ class ScriptedIdentity {
   Events events;
 };
 
+// As above, where these ids are saved.
+class SavedIdentity : public ScriptedIdentity {
+ public:
+  SavedIdentity() {
+    UDPSocket::SaveIdentity();
+    events.clear();
+  }
+};
+
 }  // namespace
 
 extern "C" {
@@ -102,7 +111,7 @@ TEST(UDPSocketListenTest, ListenMakesABlockingSocketThroughCreateSocket) {
   EXPECT_EQ(socket.created, Events{"2 2 17 0"});
 }
 
-TEST(UDPSocketListenTest, ListenTwiceReturnsTrueTheSecondTimeWithoutBindingAgain) {
+TEST(UDPSocketListenTest, ASecondListenReturnsTrueAndDoesNothing) {
   OpenedUDPSocket socket;
   EXPECT_TRUE(socket.Listen("5353"));
   const int descriptor = socket.m_descriptor;
@@ -122,7 +131,7 @@ TEST(UDPSocketListenTest, ListenOnAnOpenSocketDoesNothing) {
   EXPECT_EQ(Peer::PortOf(socket.m_descriptor), 0);
 }
 
-TEST(UDPSocketListenTest, ListenTakesADescriptorBelow0ForNone) {
+TEST(UDPSocketListenTest, ListenTakesANegativeDescriptorForNone) {
   OpenedUDPSocket socket(-1);
   EXPECT_TRUE(socket.Listen("5353"));
   EXPECT_GT(socket.m_descriptor, 0);
@@ -140,31 +149,29 @@ TEST(UDPSocketListenTest, ListenThrowsWhenThePortIsTaken) {
   }
 }
 
-TEST(UDPSocketListenTest, AfterABindThatFailedTheSocketIsOpenUnboundAndToBeDestroyedFirst) {
+TEST(UDPSocketListenTest, AfterAFailedBindTheSocketIsOpenAndUnboundUntilItIsDestroyed) {
   OpenedUDPSocket first;
   first.Listen("5353");
   OpenedUDPSocket second;
   EXPECT_THROW(second.Listen("5353"), SocketException);
   EXPECT_TRUE(IsOpen(second.m_descriptor));
   first.Destroy();
-  EXPECT_TRUE(second.Listen("5353"));  // for it is open
+  EXPECT_TRUE(second.Listen("5353"));  // because it is open
   EXPECT_EQ(Peer::PortOf(second.m_descriptor), 0);
   second.Destroy();
   EXPECT_TRUE(second.Listen("5353"));
   EXPECT_EQ(Peer::PortOf(second.m_descriptor), 5353);
 }
 
-TEST(UDPSocketListenTest, SaveIdentityReadsTheFourIdsAndAppliesTheRestoringPairOnce) {
+TEST(UDPSocketListenTest, SaveIdentityReadsTheFourIdsAndAppliesThemOnce) {
   ScriptedIdentity identity;
   UDPSocket::SaveIdentity();
   EXPECT_EQ(identity.events, (Events{"setreuid 11 12", "setregid 13 14"}));
 }
 
-TEST(UDPSocketListenTest, ListenOnAPrivilegedPortSwapsTheIdsForTheBind) {
+TEST(UDPSocketListenTest, ListenOnAPrivilegedPortSwapsTheIdsDuringTheBind) {
   for (const char* const port : {"0", "53", "1023"}) {
-    ScriptedIdentity identity;
-    UDPSocket::SaveIdentity();
-    identity.events.clear();
+    SavedIdentity identity;
     OpenedUDPSocket socket;
     EXPECT_TRUE(socket.Listen(port));
     EXPECT_EQ(identity.events, (Events{"setreuid 12 11", "setregid 14 13", "bind", "setreuid 11 12",
@@ -175,9 +182,7 @@ TEST(UDPSocketListenTest, ListenOnAPrivilegedPortSwapsTheIdsForTheBind) {
 
 TEST(UDPSocketListenTest, ListenOnAPortAbove1023ChangesNoId) {
   for (const char* const port : {"1024", "65535"}) {
-    ScriptedIdentity identity;
-    UDPSocket::SaveIdentity();
-    identity.events.clear();
+    SavedIdentity identity;
     OpenedUDPSocket socket;
     EXPECT_TRUE(socket.Listen(port));
     EXPECT_EQ(identity.events, Events{"bind"}) << port;
@@ -191,9 +196,7 @@ TEST(UDPSocketListenTest, ListenReadsItsPortAsConnectDoes) {
     std::size_t events;  // the bind, with four changes of ids for a privileged port
   } rows[] = {{" 5353x", 5353, 1}, {"65589", 53, 5}, {"", 0, 5}};
   for (const auto& row : rows) {
-    ScriptedIdentity identity;
-    UDPSocket::SaveIdentity();
-    identity.events.clear();
+    SavedIdentity identity;
     OpenedUDPSocket socket;
     EXPECT_TRUE(socket.Listen(row.text));
     EXPECT_EQ(socket.m_port, row.port) << row.text;
@@ -204,27 +207,21 @@ TEST(UDPSocketListenTest, ListenReadsItsPortAsConnectDoes) {
 TEST(UDPSocketListenTest, ListenLeavesTheIdsSwappedWhenTheBindFails) {
   OpenedUDPSocket first;
   first.Listen("53");
-  ScriptedIdentity identity;
-  UDPSocket::SaveIdentity();
-  identity.events.clear();
+  SavedIdentity identity;
   OpenedUDPSocket second;
   EXPECT_THROW(second.Listen("53"), SocketException);
   EXPECT_EQ(identity.events, (Events{"setreuid 12 11", "setregid 14 13", "bind"}));
 }
 
 TEST(UDPSocketListenTest, ListenThatGetsNoSocketChangesNoId) {
-  ScriptedIdentity identity;
-  UDPSocket::SaveIdentity();
-  identity.events.clear();
+  SavedIdentity identity;
   NoSocket socket;
   EXPECT_THROW(socket.Listen("53"), SocketException);
   EXPECT_EQ(identity.events, Events());
 }
 
-TEST(UDPSocketListenTest, ListenUsesTheIdsSavedAndNotThoseOfTheMoment) {
-  ScriptedIdentity identity;
-  UDPSocket::SaveIdentity();
-  identity.events.clear();
+TEST(UDPSocketListenTest, ListenUsesTheSavedIdsRatherThanTheCurrentOnes) {
+  SavedIdentity identity;
   identity.realUser = identity.effectiveUser = 99;
   identity.realGroup = identity.effectiveGroup = 99;
   OpenedUDPSocket socket;

@@ -4,9 +4,11 @@
 
 #include "tests/net/ScriptedUDPSocket.h"
 
+using namespace std::string_literals;
+
 namespace {
 
-// While one exists, this process gets no piece of memory of more than 1 GiB.
+// While one exists, this process gets no block of more than 1 GiB.
 class LimitedAddressSpace {
  public:
   LimitedAddressSpace() {
@@ -33,10 +35,10 @@ TEST(UDPSocketMessageTest, SendMessageSendsTheLengthAndThenTheBytes) {
   OpenedUDPSocket socket;
   socket.Connect("127.0.0.1", std::to_string(peer.Port()), true);
   EXPECT_TRUE(socket.SendMessage("hello", 1000));
-  EXPECT_EQ(peer.Receive(), std::string("\0\0\0\5", 4));
+  EXPECT_EQ(peer.Receive(), "\0\0\0\5"s);
   EXPECT_EQ(peer.Receive(), "hello");
   EXPECT_TRUE(socket.SendMessage(std::string(258, 'x'), 1000));
-  EXPECT_EQ(peer.Receive(), std::string("\0\0\1\2", 4));
+  EXPECT_EQ(peer.Receive(), "\0\0\1\2"s);
   EXPECT_EQ(peer.Receive(), std::string(258, 'x'));
 }
 
@@ -64,16 +66,16 @@ TEST(UDPSocketMessageTest, SendMessageOfAnEmptyMessageIsFalse) {
   EXPECT_EQ(socket.sent, std::vector<std::string>{std::string(4, '\0')});
 }
 
-TEST(UDPSocketMessageTest, AMessageGoesThroughThePayloadKeyBothWays) {
+TEST(UDPSocketMessageTest, AMessageIsEncryptedAndDecryptedWithTheKey) {
   Peer peer;
   OpenedUDPSocket socket;
   ConnectTo(peer, socket, true);
   socket.m_key = "secret";
   EXPECT_TRUE(socket.SendMessage("attack at dawn", 1000));
-  EXPECT_EQ(peer.Receive(), std::string("\0\0\0\16", 4));
+  EXPECT_EQ(peer.Receive(), "\0\0\0\16"s);
   EXPECT_EQ(peer.Receive(), "kqvkcj$j~&ck~g");
 
-  peer.Answer(std::string("\0\0\0\16", 4));
+  peer.Answer("\0\0\0\16"s);
   peer.Answer("kqvkcj$j~&ck~g");
   std::string message;
   EXPECT_TRUE(socket.ReceiveMessage(message, 1000));
@@ -82,7 +84,7 @@ TEST(UDPSocketMessageTest, AMessageGoesThroughThePayloadKeyBothWays) {
 
 TEST(UDPSocketMessageTest, ReceiveMessageReceivesTheLengthAndThenThatManyBytes) {
   const ScriptedWaits waits;
-  ScriptedUDPSocket socket(Bytes(std::string("\0\0\1\2", 4)), Bytes(std::string(200, 'x')),
+  ScriptedUDPSocket socket(Bytes("\0\0\1\2"s), Bytes(std::string(200, 'x')),
                            Bytes(std::string(58, 'y')));
   socket.m_wait = 1;
   std::string message;
@@ -92,9 +94,8 @@ TEST(UDPSocketMessageTest, ReceiveMessageReceivesTheLengthAndThenThatManyBytes) 
                                   "select 1 reading 2.500000", "receive 258", "receive 58"}));
 }
 
-TEST(UDPSocketMessageTest, ReceiveMessageFillsTheLengthToo) {
-  ScriptedUDPSocket socket(Bytes(std::string("\0\0", 2)), Bytes(std::string("\0\2", 2)),
-                           Bytes("ab"));
+TEST(UDPSocketMessageTest, TheLengthOfAMessageMayComeInPieces) {
+  ScriptedUDPSocket socket(Bytes("\0\0"s), Bytes("\0\2"s), Bytes("ab"));
   std::string message;
   EXPECT_TRUE(socket.ReceiveMessage(message, 1000));
   EXPECT_EQ(message, "ab");
@@ -102,7 +103,7 @@ TEST(UDPSocketMessageTest, ReceiveMessageFillsTheLengthToo) {
 
 TEST(UDPSocketMessageTest, ReceiveMessageWaitsForTheBytesOfAnEmptyMessageToo) {
   const ScriptedWaits waits;
-  ScriptedUDPSocket socket(Bytes(std::string("\0\0\0\0", 4)));
+  ScriptedUDPSocket socket(Bytes("\0\0\0\0"s));
   socket.m_wait = 1;
   std::string message = "before";
   EXPECT_FALSE(socket.ReceiveMessage(message, 2500));
@@ -110,15 +111,15 @@ TEST(UDPSocketMessageTest, ReceiveMessageWaitsForTheBytesOfAnEmptyMessageToo) {
             (Events{"select 1 reading 2.500000", "receive 4", "select 1 reading 2.500000"}));
 }
 
-TEST(UDPSocketMessageTest, ReceiveMessageIsFalseAndKeepsTheMessageWhenAReceiveMovesNothing) {
+TEST(UDPSocketMessageTest, ReceiveMessageIsFalseAndKeepsTheMessageWhenNothingComes) {
   const auto expectFalse = [](const auto&... outcomes) {
     ScriptedUDPSocket socket(outcomes...);
     std::string message = "before";
     EXPECT_FALSE(socket.ReceiveMessage(message, 1000));
     EXPECT_EQ(message, "before");
   };
-  const Outcome five = Bytes(std::string("\0\0\0\5", 4));
-  const Outcome none = Bytes(std::string("\0\0\0\0", 4));
+  const Outcome five = Bytes("\0\0\0\5"s);
+  const Outcome none = Bytes("\0\0\0\0"s);
   expectFalse(Done(0));
   expectFalse(Fails(EAGAIN));
   expectFalse(five, Done(0));
@@ -126,7 +127,7 @@ TEST(UDPSocketMessageTest, ReceiveMessageIsFalseAndKeepsTheMessageWhenAReceiveMo
   expectFalse(none, Bytes("hello"));  // an empty message
 }
 
-TEST(UDPSocketMessageTest, ReceiveMessageIsFalseAndKeepsTheMessageWhenOnlyAPartOfItCame) {
+TEST(UDPSocketMessageTest, ReceiveMessageIsFalseAndKeepsTheMessageWhenOnlyPartOfItComes) {
   const auto expectFalse = [](const Events& events, const auto&... outcomes) {
     ScriptedUDPSocket socket(outcomes...);
     std::string message = "before";
@@ -134,30 +135,30 @@ TEST(UDPSocketMessageTest, ReceiveMessageIsFalseAndKeepsTheMessageWhenOnlyAPartO
     EXPECT_EQ(message, "before");
     EXPECT_EQ(socket.events, events);
   };
-  const Outcome five = Bytes(std::string("\0\0\0\5", 4));
-  expectFalse({"receive 4", "receive 2"}, Bytes(std::string("\0\0", 2)), Fails(EAGAIN));
-  expectFalse({"receive 4", "receive 1"}, Bytes(std::string("\0\0\1", 3)), Fails(EAGAIN),
+  const Outcome five = Bytes("\0\0\0\5"s);
+  expectFalse({"receive 4", "receive 2"}, Bytes("\0\0"s), Fails(EAGAIN));
+  expectFalse({"receive 4", "receive 1"}, Bytes("\0\0\1"s), Fails(EAGAIN),
               Bytes(std::string(256, 'x')));
   expectFalse({"receive 4", "receive 5", "receive 2"}, five, Bytes("abc"), Fails(EAGAIN));
 }
 
 TEST(UDPSocketMessageTest, ReceiveMessageTakesTheLongestMessageThatADatagramHolds) {
-  ScriptedUDPSocket socket(Bytes(std::string("\0\0\xFF\xE3", 4)), Bytes(std::string(65507, 'x')));
+  ScriptedUDPSocket socket(Bytes("\0\0\xFF\xE3"s), Bytes(std::string(65507, 'x')));
   std::string message;
   EXPECT_TRUE(socket.ReceiveMessage(message, 1000));
   EXPECT_EQ(message, std::string(65507, 'x'));
 }
 
-// Lengths above 65507 were refused, and what followed them was left to be read as the next length.
-TEST(UDPSocketMessageTest, ReceiveMessageReceivesAsManyBytesAsAnyLengthSays) {
+// Lengths above 65507 were refused, and the bytes after them were then read as the next length.
+TEST(UDPSocketMessageTest, ReceiveMessageReceivesAnyLength) {
   const struct {
     std::string length;
     unsigned int bytes;
-  } rows[] = {{std::string("\0\0\xFF\xE4", 4), 65508U},
-              {std::string("\0\1\0\0", 4), 65536U},
-              {std::string("\x7F\xFF\xFF\xFF", 4), 2147483647U},
-              {std::string("\x80\0\0\0", 4), 2147483648U},
-              {std::string("\xFF\xFF\xFF\xFF", 4), 4294967295U}};
+  } rows[] = {{"\0\0\xFF\xE4"s, 65508U},
+              {"\0\1\0\0"s, 65536U},
+              {"\x7F\xFF\xFF\xFF"s, 2147483647U},
+              {"\x80\0\0\0"s, 2147483648U},
+              {"\xFF\xFF\xFF\xFF"s, 4294967295U}};
   for (const auto& row : rows) {
     const ScriptedWaits waits;
     ScriptedUDPSocket socket(Bytes(row.length), Bytes("hello"), Fails(EAGAIN));
@@ -172,7 +173,7 @@ TEST(UDPSocketMessageTest, ReceiveMessageReceivesAsManyBytesAsAnyLengthSays) {
 }
 
 TEST(UDPSocketMessageTest, AMessageMayComeInMoreBytesThanOneDatagramHolds) {
-  ScriptedUDPSocket socket(Bytes(std::string("\0\1\0\0", 4)), Bytes(std::string(65507, 'x')),
+  ScriptedUDPSocket socket(Bytes("\0\1\0\0"s), Bytes(std::string(65507, 'x')),
                            Bytes(std::string(29, 'y')));
   std::string message;
   EXPECT_TRUE(socket.ReceiveMessage(message, 1000));
@@ -183,33 +184,33 @@ TEST(UDPSocketMessageTest, AfterALengthThatNoDatagramHasTheNextMessageIsReceived
   Peer peer;
   OpenedUDPSocket socket;
   ConnectTo(peer, socket, true);
-  peer.Answer(std::string("\0\1\0\0", 4));
+  peer.Answer("\0\1\0\0"s);
   peer.Answer("hello");
   std::string message = "before";
   EXPECT_FALSE(socket.ReceiveMessage(message, 1000));
   EXPECT_EQ(message, "before");
-  peer.Answer(std::string("\0\0\0\4", 4));
+  peer.Answer("\0\0\0\4"s);
   peer.Answer("next");
   EXPECT_TRUE(socket.ReceiveMessage(message, 1000));
   EXPECT_EQ(message, "next");
 }
 
-TEST(UDPSocketMessageTest, TheMemoryForAMessageCountsOnlyAsFarAsBytesCome) {
+TEST(UDPSocketMessageTest, OnlyTheBytesThatComeTakeMemory) {
   const auto residentKilobytes = [] {
     rusage use{};
     getrusage(RUSAGE_SELF, &use);
     return use.ru_maxrss;
   };
   const auto before = residentKilobytes();
-  ScriptedUDPSocket socket(Bytes(std::string("\x40\0\0\0", 4)), Bytes("hello"), Fails(EAGAIN));
+  ScriptedUDPSocket socket(Bytes("\x40\0\0\0"s), Bytes("hello"), Fails(EAGAIN));
   std::string message;
   EXPECT_FALSE(socket.ReceiveMessage(message, 1000));  // of 1 GiB
   EXPECT_LT(residentKilobytes() - before, 100 * 1024);
 }
 
-TEST(UDPSocketMessageTest, ReceiveMessageIsFalseWhenTheMemoryForItCannotBeHad) {
+TEST(UDPSocketMessageTest, ReceiveMessageIsFalseWithoutEnoughMemory) {
   const LimitedAddressSpace limited;
-  ScriptedUDPSocket socket(Bytes(std::string("\xFF\xFF\xFF\xFF", 4)), Bytes("hello"));
+  ScriptedUDPSocket socket(Bytes("\xFF\xFF\xFF\xFF"s), Bytes("hello"));
   std::string message = "before";
   EXPECT_FALSE(socket.ReceiveMessage(message, 1000));
   EXPECT_EQ(message, "before");

@@ -1,7 +1,7 @@
 #include "tests/net/ScriptedUDPSocket.h"
 
-TEST(UDPSocketProbeTest, ConnectAndProbeSendsARandomTextAndKeepsItsEcho) {
-  for (const bool flag : {false, true}) {
+TEST(UDPSocketProbeTest, TheEchoOfARandomProbeBecomesTheKey) {
+  for (const bool nonBlocking : {false, true}) {
     Peer peer;
     std::string probe;
     std::jthread echo([&] {
@@ -9,16 +9,16 @@ TEST(UDPSocketProbeTest, ConnectAndProbeSendsARandomTextAndKeepsItsEcho) {
       peer.Answer(probe);
     });
     OpenedUDPSocket socket;
-    EXPECT_EQ(socket.ConnectAndProbe("127.0.0.1", std::to_string(peer.Port()), flag),
+    EXPECT_EQ(socket.ConnectAndProbe("127.0.0.1", std::to_string(peer.Port()), nonBlocking),
               inet_addr("127.0.0.1"));
     echo.join();
     ExpectProbe(probe);
     EXPECT_EQ(socket.m_key, probe);
-    EXPECT_EQ(IsNonBlocking(socket.m_descriptor), flag);
+    EXPECT_EQ(IsNonBlocking(socket.m_descriptor), nonBlocking);
   }
 }
 
-TEST(UDPSocketProbeTest, AProbeIsDrawnFromTheGeneratorOverTheAlphabet) {
+TEST(UDPSocketProbeTest, AProbeIsDrawnFromTheAlphabetByTheGenerator) {
   ScriptedUDPSocket socket;
   for (const unsigned int seed : {1U, 4711U}) {
     Seed(seed);
@@ -52,7 +52,7 @@ TEST(UDPSocketProbeTest, TwoProbesDiffer) {
   EXPECT_NE(socket.sent[0], socket.sent[1]);
 }
 
-TEST(UDPSocketProbeTest, ConnectAndProbeKeepsTheReplyEvenWhenItIsNotAnEcho) {
+TEST(UDPSocketProbeTest, TheReplyIsTheKeyEvenIfItIsNotAnEcho) {
   ScriptedUDPSocket socket(Done(16), Bytes("abcdefgh"), Bytes("12345678"));
   socket.ConnectAndProbe("127.0.0.1", "7", false);
   ExpectProbe(socket.sent.at(0));
@@ -60,7 +60,7 @@ TEST(UDPSocketProbeTest, ConnectAndProbeKeepsTheReplyEvenWhenItIsNotAnEcho) {
   EXPECT_EQ(socket.events, (Events{"send 16", "receive 16", "receive 8"}));
 }
 
-TEST(UDPSocketProbeTest, TheReplyIsTheKeyEvenWhenItIsShorterThanTheProbe) {
+TEST(UDPSocketProbeTest, TheReplyIsTheKeyEvenIfItIsShorterThanTheProbe) {
   ScriptedUDPSocket part(Done(16), Bytes("abc"), Fails(EAGAIN));
   part.ConnectAndProbe("127.0.0.1", "7", false);
   EXPECT_EQ(part.m_key, "abc");
@@ -78,7 +78,7 @@ TEST(UDPSocketProbeTest, ConnectAndProbeWaitsUpTo60SecondsForEachTransfer) {
                                   Print("select %d reading 60.000000", count), "receive 16"}));
 }
 
-TEST(UDPSocketProbeTest, AProbeWithoutAnEchoTimesOutWithTheProbeAsKey) {
+TEST(UDPSocketProbeTest, AProbeWithoutAReplyTimesOutAndIsTheKey) {
   const ScriptedWaits waits(Done(1), Done(0));
   ScriptedUDPSocket socket(Done(16));
   EXPECT_EQ(FailureText<UDPSocketTimeoutException>(

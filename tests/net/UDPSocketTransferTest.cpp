@@ -2,146 +2,138 @@
 
 #include "tests/net/ScriptedUDPSocket.h"
 
-TEST(UDPSocketTransferTest, SendSendsTheWholeBufferToThePeer) {
+namespace {
+
+class UDPSocketTransferTest : public testing::Test {
+ protected:
+  std::array<char, 16> m_buffer{};
+  unsigned int m_moved = 99;
+};
+
+}  // namespace
+
+TEST_F(UDPSocketTransferTest, SendSendsTheWholeBufferToThePeer) {
   Peer peer;
   OpenedUDPSocket socket;
   socket.Connect("127.0.0.1", std::to_string(peer.Port()), true);
-  unsigned int sent = 0;
-  EXPECT_EQ(socket.Send("hello", 5, sent, 1000), 5);
-  EXPECT_EQ(sent, 5U);
+  EXPECT_EQ(socket.Send("hello", 5, m_moved, 1000), 5);
+  EXPECT_EQ(m_moved, 5U);
   EXPECT_EQ(peer.Receive(), "hello");
 }
 
-TEST(UDPSocketTransferTest, SendGoesOnWhereAPartialSendStopped) {
+TEST_F(UDPSocketTransferTest, SendContinuesWhereAPartialSendStopped) {
   ScriptedUDPSocket socket(Done(2), Done(1), Done(4));
-  unsigned int sent = 0;
-  EXPECT_EQ(socket.Send("abcdefg", 7, sent, 1000), 7);
-  EXPECT_EQ(sent, 4U);  // what the last one took
+  EXPECT_EQ(socket.Send("abcdefg", 7, m_moved, 1000), 7);
+  EXPECT_EQ(m_moved, 4U);  // what the last one took
   EXPECT_EQ(socket.sent, (std::vector<std::string>{"abcdefg", "cdefg", "defg"}));
 }
 
-TEST(UDPSocketTransferTest, SendStopsWhenNothingIsTaken) {
+TEST_F(UDPSocketTransferTest, SendStopsWhenNothingIsTaken) {
   ScriptedUDPSocket socket(Done(3), Done(0), Done(4));
-  unsigned int sent = 99;
-  EXPECT_EQ(socket.Send("abcdefg", 7, sent, 1000), 3);
-  EXPECT_EQ(sent, 0U);
+  EXPECT_EQ(socket.Send("abcdefg", 7, m_moved, 1000), 3);
+  EXPECT_EQ(m_moved, 0U);
   EXPECT_EQ(socket.events, (Events{"send 7", "send 4"}));
 }
 
-TEST(UDPSocketTransferTest, SendRepeatsAfterAHarmlessErrorWithoutAWait) {
+TEST_F(UDPSocketTransferTest, SendRepeatsAfterAHarmlessErrorWithoutAWait) {
   const ScriptedWaits waits;
   ScriptedUDPSocket socket(Fails(EAGAIN), Done(3), Fails(EINTR), Fails(0), Done(4));
-  unsigned int sent = 0;
-  EXPECT_EQ(socket.Send("abcdefg", 7, sent, 1000), 7);
-  EXPECT_EQ(sent, 4U);
+  EXPECT_EQ(socket.Send("abcdefg", 7, m_moved, 1000), 7);
+  EXPECT_EQ(m_moved, 4U);
   EXPECT_EQ(waits.events, (Events{"send 7", "send 7", "send 4", "send 4", "send 4"}));
 }
 
-TEST(UDPSocketTransferTest, SendWaitsAtItsStartAndAgainAfterAHarmlessError) {
+TEST_F(UDPSocketTransferTest, SendWaitsAtItsStartAndAgainAfterAHarmlessError) {
   const ScriptedWaits waits;
   ScriptedUDPSocket socket(Done(3), Fails(EAGAIN), Done(4));
   socket.m_wait = 1;
-  unsigned int sent = 0;
-  EXPECT_EQ(socket.Send("abcdefg", 7, sent, 2500), 7);
+  EXPECT_EQ(socket.Send("abcdefg", 7, m_moved, 2500), 7);
   EXPECT_EQ(waits.events, (Events{"select 1 reading writing 2.500000", "send 7", "send 4",
                                   "select 1 reading writing 2.500000", "send 4"}));
 }
 
-TEST(UDPSocketTransferTest, AfterAHarmlessErrorNothingCountsAsSent) {
+TEST_F(UDPSocketTransferTest, AHarmlessErrorResetsTheCountOfTheLastSend) {
   const ScriptedWaits waits(Done(1), Done(0));
   ScriptedUDPSocket socket(Done(3), Fails(EAGAIN));
   socket.m_wait = 1;
-  unsigned int sent = 99;
   EXPECT_EQ(
-      FailureText<UDPSocketTimeoutException>([&] { socket.Send("abcdefg", 7, sent, 2500); }),
+      FailureText<UDPSocketTimeoutException>([&] { socket.Send("abcdefg", 7, m_moved, 2500); }),
       "UDPSocket::SelectReadWrite - timed out (2500) while writing from the socket on () :: failed "
       "with code 110: Connection timed out");
-  EXPECT_EQ(sent, 0U);
+  EXPECT_EQ(m_moved, 0U);
 }
 
-TEST(UDPSocketTransferTest, SendThatFailsThrows) {
+TEST_F(UDPSocketTransferTest, AFailedSendThrows) {
   ScriptedUDPSocket socket(Done(3), Fails(ECONNREFUSED));
-  unsigned int sent = 0;
-  EXPECT_EQ(FailureText<SocketException>([&] { socket.Send("abcdefg", 7, sent, 1000); }),
+  EXPECT_EQ(FailureText<SocketException>([&] { socket.Send("abcdefg", 7, m_moved, 1000); }),
             "UDPSocket::CheckSocketStatus - error writing from the socket [] :: failed with code "
             "111: Connection refused");
   EXPECT_EQ(socket.events, (Events{"send 7", "send 4"}));
 }
 
-TEST(UDPSocketTransferTest, SendWithoutAWaitFlagWaitsForNothing) {
+TEST_F(UDPSocketTransferTest, SendWithoutAWaitFlagWaitsForNothing) {
   const ScriptedWaits waits;
   ScriptedUDPSocket socket(Done(1));
-  unsigned int sent = 0;
-  EXPECT_EQ(socket.Send("a", 1, sent, 1000), 1);
+  EXPECT_EQ(socket.Send("a", 1, m_moved, 1000), 1);
   EXPECT_EQ(waits.events, Events{"send 1"});
 }
 
-TEST(UDPSocketTransferTest, AZeroLengthSendReturnsZeroWithoutTouchingTheSocket) {
+TEST_F(UDPSocketTransferTest, AZeroLengthSendReturnsZeroWithoutTouchingTheSocket) {
   ScriptedUDPSocket socket(Done(5));
-  unsigned int sent = 0;
-  EXPECT_EQ(socket.Send("", 0, sent, 1000), 0);
+  EXPECT_EQ(socket.Send("", 0, m_moved, 1000), 0);
   EXPECT_EQ(socket.events, Events());
 }
 
-TEST(UDPSocketTransferTest, AZeroLengthSendStillWaitsWhenTheWaitFlagIsSet) {
+TEST_F(UDPSocketTransferTest, AZeroLengthSendStillWaitsWhenTheWaitFlagIsSet) {
   const ScriptedWaits waits;
   ScriptedUDPSocket socket(Done(5));
   socket.m_wait = 1;
-  unsigned int sent = 0;
-  EXPECT_EQ(socket.Send("", 0, sent, 1000), 0);
+  EXPECT_EQ(socket.Send("", 0, m_moved, 1000), 0);
   EXPECT_EQ(waits.events, Events{"select 1 reading writing 1.000000"});
 }
 
-TEST(UDPSocketTransferTest, ReceiveTakesOneDatagramWhoseSenderBecomesThePeer) {
+TEST_F(UDPSocketTransferTest, ReceiveTakesOneDatagramWhoseSenderBecomesThePeer) {
   Peer peer;
   Peer other;
   OpenedUDPSocket socket;
   ConnectTo(peer, socket, true);
   other.SendTo(Peer::PortOf(socket.m_descriptor), "hello");
-  std::array<char, 16> buffer{};
-  unsigned int received = 0;
-  EXPECT_EQ(socket.Receive(buffer.data(), 16, received, 1000, false), 5);
-  EXPECT_EQ(received, 5U);
-  EXPECT_STREQ(buffer.data(), "hello");
+  EXPECT_EQ(socket.Receive(m_buffer.data(), 16, m_moved, 1000, false), 5);
+  EXPECT_EQ(m_moved, 5U);
+  EXPECT_STREQ(m_buffer.data(), "hello");
   EXPECT_EQ(ntohs(socket.m_peer.sin_port), other.Port());
 }
 
-TEST(UDPSocketTransferTest, ADatagramLongerThanTheBufferIsCut) {
+TEST_F(UDPSocketTransferTest, ADatagramLongerThanTheBufferIsCut) {
   Peer peer;
   OpenedUDPSocket socket;
   ConnectTo(peer, socket, true);
   peer.Answer("hello");
-  std::array<char, 16> buffer{};
-  unsigned int received = 0;
-  EXPECT_EQ(socket.Receive(buffer.data(), 3, received, 1000, false), 3);
-  EXPECT_STREQ(buffer.data(), "hel");
+  EXPECT_EQ(socket.Receive(m_buffer.data(), 3, m_moved, 1000, false), 3);
+  EXPECT_STREQ(m_buffer.data(), "hel");
 }
 
-TEST(UDPSocketTransferTest, ReceiveWithFillOnANonBlockingSocketReturnsTheOneDatagram) {
+TEST_F(UDPSocketTransferTest, ReceiveWithFillOnANonBlockingSocketReturnsTheOneDatagram) {
   Peer peer;
   OpenedUDPSocket socket;
   ConnectTo(peer, socket, true);
   peer.Answer("hello");
-  std::array<char, 16> buffer{};
-  unsigned int received = 0;
-  EXPECT_EQ(socket.Receive(buffer.data(), 16, received, 1000, true), 5);
-  EXPECT_EQ(received, 5U);
+  EXPECT_EQ(socket.Receive(m_buffer.data(), 16, m_moved, 1000, true), 5);
+  EXPECT_EQ(m_moved, 5U);
 }
 
-TEST(UDPSocketTransferTest, ReceiveWithFillReadsOnUntilTheBufferIsFull) {
+TEST_F(UDPSocketTransferTest, ReceiveWithFillReadsUntilTheBufferIsFull) {
   const ScriptedWaits waits;
   ScriptedUDPSocket socket(Bytes("abc"), Bytes("de"), Bytes("fg"), Bytes("more"));
   socket.m_wait = 1;
-  std::array<char, 16> buffer{};
-  unsigned int received = 0;
-  EXPECT_EQ(socket.Receive(buffer.data(), 7, received, 1000, true), 7);
-  EXPECT_EQ(received, 2U);  // what the last read brought
-  EXPECT_STREQ(buffer.data(), "abcdefg");
+  EXPECT_EQ(socket.Receive(m_buffer.data(), 7, m_moved, 1000, true), 7);
+  EXPECT_EQ(m_moved, 2U);  // what the last read brought
+  EXPECT_STREQ(m_buffer.data(), "abcdefg");
   EXPECT_EQ(waits.events,  // one wait only
             (Events{"select 1 reading 1.000000", "receive 7", "receive 4", "receive 2"}));
 }
 
-TEST(UDPSocketTransferTest, OnABlockingSocketAReceiveWithFillWaitsForTheRest) {
+TEST_F(UDPSocketTransferTest, OnABlockingSocketAReceiveWithFillWaitsForTheRest) {
   Peer peer;
   OpenedUDPSocket socket;
   ConnectTo(peer, socket, false);
@@ -150,84 +142,69 @@ TEST(UDPSocketTransferTest, OnABlockingSocketAReceiveWithFillWaitsForTheRest) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     peer.Answer("defg");
   });
-  std::array<char, 16> buffer{};
-  unsigned int received = 0;
-  EXPECT_EQ(socket.Receive(buffer.data(), 7, received, 50, true), 7);
-  EXPECT_STREQ(buffer.data(), "abcdefg");
+  EXPECT_EQ(socket.Receive(m_buffer.data(), 7, m_moved, 50, true), 7);
+  EXPECT_STREQ(m_buffer.data(), "abcdefg");
 }
 
-TEST(UDPSocketTransferTest, ReceiveWithoutFillReadsOnce) {
+TEST_F(UDPSocketTransferTest, ReceiveWithoutFillReadsOnce) {
   ScriptedUDPSocket socket(Bytes("abc"), Bytes("de"));
-  std::array<char, 16> buffer{};
-  unsigned int received = 0;
-  EXPECT_EQ(socket.Receive(buffer.data(), 7, received, 1000, false), 3);
-  EXPECT_EQ(received, 3U);
+  EXPECT_EQ(socket.Receive(m_buffer.data(), 7, m_moved, 1000, false), 3);
+  EXPECT_EQ(m_moved, 3U);
   EXPECT_EQ(socket.events, Events{"receive 7"});
 }
 
-TEST(UDPSocketTransferTest, ReceiveEndsWithWhatItHasWhenAReadBringsNothing) {
+TEST_F(UDPSocketTransferTest, ReceiveEndsWithWhatItHasWhenAReadBringsNothing) {
   ScriptedUDPSocket socket(Bytes("abc"), Done(0), Bytes("de"));
-  std::array<char, 16> buffer{};
-  unsigned int received = 99;
-  EXPECT_EQ(socket.Receive(buffer.data(), 7, received, 1000, true), 3);
-  EXPECT_EQ(received, 0U);
+  EXPECT_EQ(socket.Receive(m_buffer.data(), 7, m_moved, 1000, true), 3);
+  EXPECT_EQ(m_moved, 0U);
   EXPECT_EQ(socket.events, (Events{"receive 7", "receive 4"}));
 }
 
-TEST(UDPSocketTransferTest, ReceiveEndsWithWhatItHasAfterAHarmlessError) {
+TEST_F(UDPSocketTransferTest, ReceiveEndsWithWhatItHasAfterAHarmlessError) {
   for (const int error : {0, EINTR, EAGAIN}) {
     ScriptedUDPSocket socket(Bytes("abc"), Fails(error), Bytes("de"));
-    std::array<char, 16> buffer{};
-    unsigned int received = 99;
-    EXPECT_EQ(socket.Receive(buffer.data(), 7, received, 1000, true), 3);
-    EXPECT_EQ(received, 3U);
+    EXPECT_EQ(socket.Receive(m_buffer.data(), 7, m_moved, 1000, true), 3);
+    EXPECT_EQ(m_moved, 3U);
     EXPECT_EQ(socket.events, (Events{"receive 7", "receive 4"}));
   }
 }
 
-TEST(UDPSocketTransferTest, ReceiveThatFailsThrows) {
+TEST_F(UDPSocketTransferTest, AFailedReceiveThrows) {
   ScriptedUDPSocket socket(Fails(ECONNREFUSED));
-  std::array<char, 16> buffer{};
-  unsigned int received = 0;
   EXPECT_EQ(FailureText<SocketException>(
-                [&] { socket.Receive(buffer.data(), 7, received, 1000, false); }),
+                [&] { socket.Receive(m_buffer.data(), 7, m_moved, 1000, false); }),
             "UDPSocket::CheckSocketStatus - error reading from the socket [] :: failed with code "
             "111: Connection refused");
 }
 
-TEST(UDPSocketTransferTest, ReceiveWithoutAWaitFlagWaitsForNothing) {
+TEST_F(UDPSocketTransferTest, ReceiveWithoutAWaitFlagWaitsForNothing) {
   const ScriptedWaits waits;
   ScriptedUDPSocket socket(Bytes("abc"));
-  std::array<char, 16> buffer{};
-  unsigned int received = 0;
-  EXPECT_EQ(socket.Receive(buffer.data(), 7, received, 1000, false), 3);
+  EXPECT_EQ(socket.Receive(m_buffer.data(), 7, m_moved, 1000, false), 3);
   EXPECT_EQ(waits.events, Events{"receive 7"});
 }
 
-TEST(UDPSocketTransferTest, AZeroLengthReceiveReturnsZeroWithoutTouchingTheSocket) {
+TEST_F(UDPSocketTransferTest, AZeroLengthReceiveReturnsZeroWithoutTouchingTheSocket) {
   ScriptedUDPSocket socket(Bytes("abc"));
   char byte = 0;
-  unsigned int received = 0;
-  EXPECT_EQ(socket.Receive(&byte, 0, received, 1000, true), 0);
+  EXPECT_EQ(socket.Receive(&byte, 0, m_moved, 1000, true), 0);
   EXPECT_EQ(socket.events, Events());
 }
 
-TEST(UDPSocketTransferTest, AZeroLengthReceiveStillWaitsWhenTheWaitFlagIsSet) {
+TEST_F(UDPSocketTransferTest, AZeroLengthReceiveStillWaitsWhenTheWaitFlagIsSet) {
   OpenedUDPSocket socket;
   socket.Connect("127.0.0.1", "53", true);
   char byte = 0;
-  unsigned int received = 0;
-  EXPECT_EQ(FailureText<UDPSocketTimeoutException>(
-                [&] { socket.Receive(&byte, 0, received, 50, false); }),
-            "UDPSocket::SelectReadWrite - timed out (50) while reading from the socket on () :: "
-            "failed with code 110: Connection timed out");
+  EXPECT_EQ(
+      FailureText<UDPSocketTimeoutException>([&] { socket.Receive(&byte, 0, m_moved, 50, false); }),
+      "UDPSocket::SelectReadWrite - timed out (50) while reading from the socket on () :: "
+      "failed with code 110: Connection timed out");
 }
 
-TEST(UDPSocketTransferTest, TheRawTransfersReturnTheResultOfTheSystemCall) {
+TEST_F(UDPSocketTransferTest, TheRawTransfersReturnTheResultOfTheSystemCall) {
   OpenedUDPSocket socket;
   socket.Connect("127.0.0.1", "53", true);
-  std::array<char, 4> buffer{};
-  EXPECT_EQ(socket.ReceiveRaw(buffer.data(), 4), -1);
+  EXPECT_EQ(socket.ReceiveRaw(m_buffer.data(), 4), -1);
   EXPECT_EQ(errno, EAGAIN);
   EXPECT_EQ(socket.SendRaw("abc", 3), 3);
   EXPECT_EQ(socket.SendRaw("", 0), 0);
