@@ -13,24 +13,26 @@ using namespace std::string_literals;
 
 namespace {
 
-constexpr std::uint32_t kStart = 29;  // behind the question for example.org
+constexpr std::uint32_t kStart = 29;  // after the question for example.org
 
-// Of ID, flags with the response code, and the other counts.
+// The positions of the ID, the flags and the other counts.
 constexpr std::size_t kOtherHeaderBytes[] = {0, 1, 2, 3, 4, 5, 8, 9, 10, 11};
+
+using Numbers = std::vector<std::uint16_t>;
 
 // Type and value of each record.
 using Answers = std::vector<std::pair<std::uint16_t, std::string>>;
 
-// To a query for the addresses of example.org.
+// Returns a reply to a query for the addresses of example.org.
 ReplyBuilder Reply() {
-  return ReplyBuilder(Bytes{0x12, 0x34, 1,   0,   0,   1,   0,   0, 0,   0,   0,   0, 7,
-                            'e',  'x',  'a', 'm', 'p', 'l', 'e', 3, 'o', 'r', 'g', 0, 0,
-                            1,    0,    1,   0,   0,   0,   0,   0, 0,   0,   0});
+  return ReplyBuilder(
+      ToBytes("\x12\x34\1\0\0\1\0\0\0\0\0\0\7example\3org\0\0\1\0\1\0\0\0\0\0\0\0\0"s));
 }
 
 Answers Walk(const Bytes& reply, std::uint32_t start = kStart) {
+  const Bytes exact(reply);  // without room after its end, so that a sanitizer sees a read there
   Answers answers;
-  AnswerWalk walk(reply, start);
+  AnswerWalk walk(exact, start);
   AnswerWalk::Answer answer;
   while (walk.Next(answer)) {
     answers.emplace_back(answer.type, answer.value);
@@ -40,15 +42,16 @@ Answers Walk(const Bytes& reply, std::uint32_t start = kStart) {
 
 }  // namespace
 
-// The header and the question.
-
-TEST(AnswerWalkTest, AnAnswerCountOfZeroEndsTheWalkWhateverFollows) {
+TEST(AnswerWalkTest, AnAnswerCountOfZeroGivesNothingWhateverFollows) {
   EXPECT_EQ(Walk(Reply().A("192.0.2.25").TXT({"text"}).SetAnswerCount(0).Build()), Answers{});
 }
 
-TEST(AnswerWalkTest, RecordsAfterTheAnswerCountAreNotWalked) {
-  EXPECT_EQ(Walk(Reply().A("192.0.2.1").A("192.0.2.2").SetAnswerCount(1).Build()),
-            (Answers{{1, "192.0.2.1"}}));
+TEST(AnswerWalkTest, RecordsAfterTheAnswerCountAreNotWalkedWhateverTheOtherCounts) {
+  for (const unsigned char count : Bytes{0, 1}) {
+    Bytes reply = Reply().A("192.0.2.1").A("192.0.2.2").A("192.0.2.3").SetAnswerCount(1).Build();
+    reply[9] = reply[11] = count;
+    EXPECT_EQ(Walk(reply), (Answers{{1, "192.0.2.1"}}));
+  }
 }
 
 TEST(AnswerWalkTest, TheAnswerCountHasTwoBytes) {
@@ -66,12 +69,12 @@ TEST(AnswerWalkTest, OfTheHeaderOnlyTheAnswerCountIsRead) {
   }
   EXPECT_EQ(Walk(reply), (Answers{{1, "192.0.2.25"}}));
   for (const std::size_t at : kOtherHeaderBytes) {
-    reply[at] = 0;  // not even a response
+    reply[at] = 0;
   }
   EXPECT_EQ(Walk(reply), (Answers{{1, "192.0.2.25"}}));
 }
 
-TEST(AnswerWalkTest, TheQuestionIsSkippedUnread) {
+TEST(AnswerWalkTest, TheQuestionIsSkippedWithoutReading) {
   Bytes reply = Reply().Record(1, {192, 0, 2, 25}).Build();
   std::fill(reply.begin() + 12, reply.begin() + kStart, static_cast<unsigned char>('?'));
   EXPECT_EQ(Walk(reply), (Answers{{1, "192.0.2.25"}}));
@@ -90,8 +93,6 @@ TEST(AnswerWalkTest, AStartPastTheEndGivesNothing) {
   EXPECT_EQ(Walk({}, 0), Answers{});
 }
 
-// Owner names and fixed fields.
-
 TEST(AnswerWalkTest, OwnerNamesAreSkippedInEachForm) {
   const std::string record = "\0\1\0\1\0\0\1\x2C\0\4\xC0\0\2\x19"s;  // 192.0.2.25
   for (const std::string& owner :
@@ -103,11 +104,22 @@ TEST(AnswerWalkTest, OwnerNamesAreSkippedInEachForm) {
   }
 }
 
-TEST(AnswerWalkTest, AnOwnerThatIsAPointerToTheRootPutsTheWalkOutOfStep) {
-  // One byte is counted for it: its second byte, 11, is then the high byte of the type.
+TEST(AnswerWalkTest, AnOwnerThatIsAPointerToTheRootOrPastTheEndPutsTheWalkOutOfStep) {
+  // It counts as one byte, so its second byte is the high byte of the type.
   Bytes reply = Reply().SetAnswerCount(1).Raw(ToBytes("\xC0\x0B\0\1\0\1"s)).Build();
   reply[11] = 0;
   EXPECT_EQ(Walk(reply), (Answers{{0x0B00, ""}}));
+  const Bytes pastTheEnd = ToBytes("\xFF\xFF\0\1\0\1\0\0\1\x2C\0\4\xC0\0\2\1"s);
+  EXPECT_EQ(Walk(Reply().SetAnswerCount(1).Raw(pastTheEnd).Build()), (Answers{{0xFF00, ""}}));
+}
+
+TEST(AnswerWalkTest, AnOwnerThatIsALoopEndsAndLeavesTheWalkInStep) {
+  const Bytes record = ToBytes("\1a\xC0\x1D\0\1\0\1\0\0\1\x2C\0\4\xC0\0\2\1"s);
+  EXPECT_EQ(Walk(Reply().SetAnswerCount(1).Raw(record).Build()), (Answers{{1, "192.0.2.1"}}));
+}
+
+TEST(AnswerWalkTest, AnOwnerWithoutItsZeroByteEndsWithTheReply) {
+  EXPECT_EQ(Walk(Reply().SetAnswerCount(1).Raw(ToBytes("\1a\1b"s)).Build()), (Answers{{0, ""}}));
 }
 
 TEST(AnswerWalkTest, TheOwnerDoesNotHaveToBeTheDomainAsked) {
@@ -129,15 +141,13 @@ TEST(AnswerWalkTest, TheTypeHasTwoBytes) {
             (Answers{{0x0101, ""}, {0x1001, ""}, {1, "192.0.2.1"}}));
 }
 
-// Addresses.
-
 TEST(AnswerWalkTest, AnAddressIsADottedQuad) {
   EXPECT_EQ(Walk(Reply().A("192.0.2.25").Build()), (Answers{{1, "192.0.2.25"}}));
   EXPECT_EQ(Walk(Reply().A("0.0.0.0").A("255.255.255.255").Build()),
             (Answers{{1, "0.0.0.0"}, {1, "255.255.255.255"}}));
 }
 
-TEST(AnswerWalkTest, AddressesComeInTheOrderOfTheReplyDuplicatesKept) {
+TEST(AnswerWalkTest, AddressesKeepTheOrderOfTheReplyAndDuplicates) {
   EXPECT_EQ(Walk(Reply().A("192.0.2.2").A("192.0.2.1").A("192.0.2.2").Build()),
             (Answers{{1, "192.0.2.2"}, {1, "192.0.2.1"}, {1, "192.0.2.2"}}));
 }
@@ -145,9 +155,24 @@ TEST(AnswerWalkTest, AddressesComeInTheOrderOfTheReplyDuplicatesKept) {
 TEST(AnswerWalkTest, AnAddressIsSkippedByItsRdLength) {
   EXPECT_EQ(Walk(Reply().Record(1, {192, 0, 2, 1, 9, 9, 9, 9}).A("192.0.2.2").Build()),
             (Answers{{1, "192.0.2.1"}, {1, "192.0.2.2"}}));
-  Bytes large(260, 7);
-  EXPECT_EQ(Walk(Reply().Record(1, large).A("192.0.2.2").Build()),
+  EXPECT_EQ(Walk(Reply().Record(1, Bytes(260, 7)).A("192.0.2.2").Build()),
             (Answers{{1, "7.7.7.7"}, {1, "192.0.2.2"}}));
+}
+
+TEST(AnswerWalkTest, AnAddressWhoseRdLengthIsTooShortPutsTheWalkOutOfStep) {
+  // The walk goes on at the second octet: the root as owner, then the type.
+  EXPECT_EQ(Walk(Reply().Record(1, 1, {192, 0, 2, 1}).A("192.0.2.2").Build()),
+            (Answers{{1, "192.0.0.0"}, {0x0201, ""}}));
+}
+
+TEST(AnswerWalkTest, AnAddressWhoseRdLengthIsTooLongSwallowsWhatFollows) {
+  EXPECT_EQ(Walk(Reply().Record(1, 20, {192, 0, 2, 1}).A("192.0.2.2").A("192.0.2.3").Build()),
+            (Answers{{1, "192.0.2.1"}, {1, "192.0.2.3"}}));
+  for (const std::uint16_t length : Numbers{21, 65535}) {
+    EXPECT_EQ(Walk(Reply().Record(1, length, {192, 0, 2, 1}).A("192.0.2.2").Build()),
+              (Answers{{1, "192.0.2.1"}}))
+        << length;
+  }
 }
 
 TEST(AnswerWalkTest, AnAddressOfFewerThanFourBytesIsFilledWithZeros) {
@@ -155,9 +180,7 @@ TEST(AnswerWalkTest, AnAddressOfFewerThanFourBytesIsFilledWithZeros) {
             (Answers{{1, "0.0.0.0"}, {1, "192.0.0.0"}, {1, "192.1.2.0"}}));
 }
 
-// Name servers.
-
-TEST(AnswerWalkTest, ANameServerGivenAsPointerIsWrittenOutAndTakesTwoBytes) {
+TEST(AnswerWalkTest, ANameServerGivenAsAPointerIsReadInFullAndTakesTwoBytes) {
   EXPECT_EQ(Walk(Reply().Record(2, {0xC0, 0x0C}).A("192.0.2.25").Build()),
             (Answers{{2, "example.org"}, {1, "192.0.2.25"}}));
 }
@@ -176,18 +199,19 @@ TEST(AnswerWalkTest, ANameServerThatIsTheRootIsEmptyAndTakesOneByte) {
 }
 
 TEST(AnswerWalkTest, TheRdLengthOfANameServerIsNotRead) {
-  EXPECT_EQ(Walk(Reply().Record(2, 65535, {0xC0, 0x0C}).A("192.0.2.25").Build()),
-            (Answers{{2, "example.org"}, {1, "192.0.2.25"}}));
+  for (const std::uint16_t length : Numbers{0, 1, 65535}) {
+    EXPECT_EQ(Walk(Reply().Record(2, length, {1, 'a', 0}).A("192.0.2.1").Build()),
+              (Answers{{2, "a"}, {1, "192.0.2.1"}}))
+        << length;
+  }
 }
-
-// Mail exchangers.
 
 TEST(AnswerWalkTest, AMailExchangerWithAPreferenceBelow256HasNoValue) {
   EXPECT_EQ(Walk(Reply().MX(10, "mail.example.org").Build()), (Answers{{15, ""}}));
 }
 
 TEST(AnswerWalkTest, AfterSuchAMailExchangerTheWalkIsOutOfStep) {
-  // The rest of its RDATA is taken for an owner name, what follows for the type.
+  // The rest of its RDATA is read as an owner, and the bytes after it as the type.
   EXPECT_EQ(Walk(Reply().MX(10, "mail.example.org").A("192.0.2.25").Build()),
             (Answers{{15, ""}, {0xC00C, ""}}));
 }
@@ -200,24 +224,22 @@ TEST(AnswerWalkTest, ThePreferenceOfAMailExchangerIsReadAsPartOfItsName) {
   EXPECT_EQ(Walk(Reply().MX(0xC00C, "mail.example.org").Build()), (Answers{{15, "example.org"}}));
 }
 
-// Texts.
-
 TEST(AnswerWalkTest, ATextAtTheEndOfTheReplyIsExact) {
   EXPECT_EQ(Walk(Reply().TXT({"v=spf1 -all"}).Build()), (Answers{{16, "v=spf1 -all"}}));
 }
 
-TEST(AnswerWalkTest, ATextRunsOnOverTheNextOwnersPointerAndTheWalkStaysInStep) {
+TEST(AnswerWalkTest, ATextIncludesThePointerOfTheNextOwnerAndLeavesTheWalkInStep) {
   EXPECT_EQ(Walk(Reply().TXT({"one"}).TXT({"two"}).A("192.0.2.25").Build()),
             (Answers{{16, "one\xC0\x0C"}, {16, "two\xC0\x0C"}, {1, "192.0.2.25"}}));
 }
 
-TEST(AnswerWalkTest, ATextRunsOnOverTheNextOwnersNameInFull) {
+TEST(AnswerWalkTest, ATextIncludesTheFullNameOfTheNextOwner) {
   const std::string address = "\7example\3org\0\0\1\0\1\0\0\1\x2C\0\4\xC0\0\2\x19"s;
   EXPECT_EQ(Walk(Reply().TXT({"text"}).SetAnswerCount(2).Raw(ToBytes(address)).Build()),
             (Answers{{16, "text\7example\3org"}, {1, "192.0.2.25"}}));
 }
 
-TEST(AnswerWalkTest, TheStringsOfATextAreJoinedWithTheirLengthBytesBetween) {
+TEST(AnswerWalkTest, TheStringsOfATextAreJoinedByTheirLengthBytes) {
   EXPECT_EQ(Walk(Reply().TXT({"v=spf1 ", "-all", ""}).Build()), (Answers{{16, "v=spf1 \4-all"}}));
 }
 
@@ -232,25 +254,24 @@ TEST(AnswerWalkTest, AnEmptyTextAtTheEndHasNoValue) {
 }
 
 TEST(AnswerWalkTest, AnEmptyTextStepsBackByOneByte) {
-  // To the low byte of its RDLENGTH, which is zero here and so the next owner; the first two bytes
-  // of RDATA are then the next type.
+  // The low byte of its RDLENGTH, a zero, is then the next owner, and the first two bytes of RDATA
+  // are the next type.
   EXPECT_EQ(Walk(Reply().Record(16, 0, {5, 0, 1, 1, 1, 1}).SetAnswerCount(2).Build()),
             (Answers{{16, ""}, {0x0500, ""}}));
 }
 
-TEST(AnswerWalkTest, AnEmptyTextBeforeAPointerConsistsOfThatPointer) {
+TEST(AnswerWalkTest, AnEmptyTextBeforeAPointerIsThatPointer) {
   EXPECT_EQ(Walk(Reply().TXT({""}).A("192.0.2.25").Build()),
             (Answers{{16, "\xC0\x0C"}, {1, "192.0.2.25"}}));
 }
 
 TEST(AnswerWalkTest, TheRdLengthOfATextIsNotRead) {
-  EXPECT_EQ(Walk(Reply().Record(16, 1, ToBytes("\4text")).A("192.0.2.25").Build()),
-            (Answers{{16, "text\xC0\x0C"}, {1, "192.0.2.25"}}));
-  EXPECT_EQ(Walk(Reply().Record(16, 65535, ToBytes("\4text")).A("192.0.2.25").Build()),
-            (Answers{{16, "text\xC0\x0C"}, {1, "192.0.2.25"}}));
+  for (const std::uint16_t length : Numbers{0, 1, 65535}) {
+    EXPECT_EQ(Walk(Reply().Record(16, length, ToBytes("\4text")).A("192.0.2.25").Build()),
+              (Answers{{16, "text\xC0\x0C"}, {1, "192.0.2.25"}}))
+        << length;
+  }
 }
-
-// Other types.
 
 TEST(AnswerWalkTest, TheAddressOfAnAliasIsNotFound) {
   EXPECT_EQ(Walk(Reply().CNAME("host.example.org").A("192.0.2.25").Build()),
@@ -262,7 +283,7 @@ TEST(AnswerWalkTest, TheAddressOfAnAliasIsNotFound) {
 TEST(AnswerWalkTest, AfterAnUnknownTypeTheWalkGoesOnInItsData) {
   EXPECT_EQ(Walk(Reply().Record(28, Bytes(16, 0)).A("192.0.2.25").Build()),
             (Answers{{28, ""}, {0, ""}}));
-  // Data that is a record itself is taken for the next one.
+  // Data that looks like a record is read as the next one.
   EXPECT_EQ(Walk(Reply()
                      .Record(99, ToBytes("\0\0\1\0\1\0\0\1\x2C\0\4\xC0\0\2\7"s))
                      .A("192.0.2.25")
@@ -270,14 +291,15 @@ TEST(AnswerWalkTest, AfterAnUnknownTypeTheWalkGoesOnInItsData) {
             (Answers{{99, ""}, {1, "192.0.2.7"}}));
 }
 
-TEST(AnswerWalkTest, AnUnknownTypeWithoutDataLeavesTheWalkInStep) {
-  EXPECT_EQ(Walk(Reply().Record(99, {}).A("192.0.2.25").Build()),
-            (Answers{{99, ""}, {1, "192.0.2.25"}}));
+TEST(AnswerWalkTest, AnUnknownTypeWithoutDataLeavesTheWalkInStepWhateverItsRdLength) {
+  for (const std::uint16_t length : Numbers{0, 65535}) {
+    EXPECT_EQ(Walk(Reply().Record(99, length, {}).A("192.0.2.25").Build()),
+              (Answers{{99, ""}, {1, "192.0.2.25"}}))
+        << length;
+  }
 }
 
-// The end.
-
-TEST(AnswerWalkTest, TheWalkEndsWithTheReplyWhenTheCountPromisesMore) {
+TEST(AnswerWalkTest, AnAnswerCountAboveTheContentEndsWithTheReply) {
   EXPECT_EQ(Walk(Reply().A("192.0.2.1").A("192.0.2.2").SetAnswerCount(65535).Build()),
             (Answers{{1, "192.0.2.1"}, {1, "192.0.2.2"}}));
 }
@@ -289,4 +311,26 @@ TEST(AnswerWalkTest, AnEndedWalkStaysEnded) {
   EXPECT_TRUE(walk.Next(answer));
   EXPECT_FALSE(walk.Next(answer));
   EXPECT_FALSE(walk.Next(answer));
+}
+
+TEST(AnswerWalkTest, MissingBytesReadAsZeros) {
+  const Bytes reply = Reply().A("192.0.2.25").Build();
+  ASSERT_EQ(reply.size(), 45U);
+  const struct {
+    std::ptrdiff_t first;
+    std::ptrdiff_t last;
+    Answers answers;
+  } rows[] = {
+      {0, 29, {}},                   // no record
+      {30, 32, {{0, ""}}},           // an incomplete type
+      {33, 41, {{1, "0.0.0.0"}}},    // no data, or no length
+      {42, 43, {{1, "192.0.0.0"}}},  // the second octet is 0
+      {44, 44, {{1, "192.0.2.0"}}},
+      {45, 45, {{1, "192.0.2.25"}}},
+  };
+  for (const auto& row : rows) {
+    for (std::ptrdiff_t length = row.first; length <= row.last; ++length) {
+      EXPECT_EQ(Walk({reply.begin(), reply.begin() + length}), row.answers) << length << " bytes";
+    }
+  }
 }

@@ -1,8 +1,9 @@
-// Replies that no honest server sends: none of them may crash or block a look-up, or let it read
+// Replies that no honest server sends. None of them may crash or block a look-up, or make it read
 // outside the bytes received.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <string>
@@ -29,7 +30,7 @@ class HostileReplyTest : public testing::Test {
     DoNotLog();
   }
 
-  // The values and the log of an address look-up for example.org that is answered so.
+  // Expects the values of an address look-up for example.org, without a log line.
   static void ExpectValues(const std::function<Datagrams(const Bytes& query)>& answer,
                            const Texts& expected) {
     const ScriptedNameServer server(answer);
@@ -57,8 +58,6 @@ class HostileReplyTest : public testing::Test {
 
 }  // namespace
 
-// Headers.
-
 TEST_F(HostileReplyTest, AnotherIdIsAccepted) {
   for (const std::uint16_t id : Numbers{0, 0xFFFF}) {
     ExpectValuesOfReply([&](ReplyBuilder& reply) { reply.SetId(id).A("192.0.2.1"); },
@@ -66,7 +65,7 @@ TEST_F(HostileReplyTest, AnotherIdIsAccepted) {
   }
 }
 
-TEST_F(HostileReplyTest, ErrorCodesAreNotLookedAt) {
+TEST_F(HostileReplyTest, ErrorCodesAreIgnored) {
   for (std::uint16_t code = 0; code < 16; ++code) {
     const auto flags = static_cast<std::uint16_t>(0x8180 | code);
     ExpectValuesOfReply([&](ReplyBuilder& reply) { reply.SetFlags(flags).A("192.0.2.1"); },
@@ -75,22 +74,42 @@ TEST_F(HostileReplyTest, ErrorCodesAreNotLookedAt) {
   }
 }
 
-TEST_F(HostileReplyTest, AQueryOrATruncatedReplyIsWalkedAsAnyOther) {
+TEST_F(HostileReplyTest, AQueryOrATruncatedReplyIsReadLikeAnyOther) {
   for (const std::uint16_t flags : Numbers{0x0000, 0x0100, 0x8380, 0xFFFF}) {
     ExpectValuesOfReply([&](ReplyBuilder& reply) { reply.SetFlags(flags).A("192.0.2.1"); },
                         {"192.0.2.1"});
   }
 }
 
-TEST_F(HostileReplyTest, TheQueryItselfAsReplyGivesNothing) {
+TEST_F(HostileReplyTest, TheQueryAsItsOwnReplyGivesNothing) {
   ExpectValues([](const Bytes& query) { return Datagrams{query}; }, {});
 }
 
-// Lengths.
+TEST_F(HostileReplyTest, AnEmptyDatagramGivesNothing) {
+  ExpectValues([](const Bytes& /*query*/) { return Datagrams{{}}; }, {});
+}
+
+TEST_F(HostileReplyTest, AnIncompleteHeaderGivesNothing) {
+  for (const Bytes& reply : {Bytes{0x12}, Bytes{0x12, 0x34, 0x81, 0x80, 0, 1, 0xFF}}) {
+    ExpectValues([&](const Bytes& /*query*/) { return Datagrams{reply}; }, {});
+  }
+}
+
+TEST_F(HostileReplyTest, HighCountsOfAReplyThatEndsWithItsHeaderOrQuestionGiveNothing) {
+  for (const std::size_t size : {std::size_t{12}, std::size_t{kStart}}) {
+    ExpectValues(
+        [size](Bytes query) {
+          std::fill(query.begin() + 4, query.begin() + 12, 0xFF);
+          query.resize(size);
+          return Datagrams{query};
+        },
+        {});
+  }
+}
 
 TEST_F(HostileReplyTest, AReplyOfMoreThan1024BytesIsCutThere) {
-  // The header and the question take 29 bytes, each record 16: 62 records are whole, the next one
-  // has three bytes left.
+  // 29 bytes for the header and the question, 16 for each record: 62 records are whole, and three
+  // bytes are left.
   ExpectValuesOfReply(
       [](ReplyBuilder& reply) {
         for (int i = 0; i < 4000; ++i) {
@@ -100,13 +119,11 @@ TEST_F(HostileReplyTest, AReplyOfMoreThan1024BytesIsCutThere) {
       Texts(62, "192.0.2.1"));
 }
 
-TEST_F(HostileReplyTest, ATextThatFillsTheWholeBufferEndsWithIt) {
+TEST_F(HostileReplyTest, ATextThatFillsTheBufferEndsWithIt) {
   // 1024 bytes without header and question (29), the record's fixed part (12), one length byte.
   ExpectValuesOfReply([](ReplyBuilder& reply) { reply.Record(16, Bytes(5000, 'x')); },
                       {std::string(1024 - 29 - 12 - 1, 'x')});
 }
-
-// Senders.
 
 TEST_F(HostileReplyTest, OfTwoRepliesTheFirstCounts) {
   ExpectValues(
@@ -117,7 +134,7 @@ TEST_F(HostileReplyTest, OfTwoRepliesTheFirstCounts) {
       {"192.0.2.1"});
 }
 
-TEST_F(HostileReplyTest, DatagramsThatWaitTogetherAreReadAsOneReply) {
+TEST_F(HostileReplyTest, DatagramsThatArriveTogetherAreReadAsOneReply) {
   class SlowSocket : public DNSSocket {
    public:
     using DNSSocket::DNSSocket;
@@ -146,8 +163,8 @@ TEST_F(HostileReplyTest, AReplyFromAnotherAddressAndPortCounts) {
   EXPECT_EQ(values, (Texts{"192.0.2.1"}));
 }
 
-TEST_F(HostileReplyTest, NoReplyAtAllCostsFiveSecondsAndADebugLine) {
-  const ScriptedNameServer server([](const Bytes&) { return Datagrams{}; });
+TEST_F(HostileReplyTest, NoReplyCostsFiveSecondsAndADebugLine) {
+  const ScriptedNameServer server(Silence);
   Texts values = {"old"};
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(CaptureLog([&] { DNSSocket("example.org").GetARecords(values); }),

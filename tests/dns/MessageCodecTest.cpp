@@ -9,6 +9,7 @@
 #include "framework/core/Exceptions.h"
 #include "framework/dns/MessageCodec.h"
 #include "tests/support/Bytes.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/ReplyBuilder.h"
 #include "tests/support/Text.h"
 
@@ -18,7 +19,7 @@ namespace {
 
 constexpr std::size_t kHeader = 12;
 
-// What stands between the header and the type, class and trailing bytes of a query.
+// Returns the bytes between the header and the type, class and trailing bytes of a query.
 std::string NameInQuery(const std::string& domain) {
   const Bytes query = MessageCodec::EncodeQuery(domain, 1, 0);
   return {query.begin() + kHeader, query.end() - 12};
@@ -54,8 +55,6 @@ Decoded DecodeText(const Bytes& message, std::uint32_t at) {
 
 }  // namespace
 
-// Queries.
-
 TEST(MessageCodecTest, AQueryIsHeaderNameTypeClassAndEightZeroBytes) {
   const Bytes expected = {0xAB, 0xCD,                              // ID
                           0x01, 0x00,                              // recursion desired
@@ -82,19 +81,18 @@ TEST(MessageCodecTest, TheTypesAreThoseOfTheProtocol) {
 }
 
 TEST(MessageCodecTest, AnEarlyZeroByteOfTheNameEndsTheQuestion) {
-  struct Row {
+  const struct {
     std::string domain;
     std::string name;
-  };
-  const Row rows[] = {
-      {"example.org.", "\7example\3org\0"s},  // a dot behind is harmless
-      {".example.org", "\0"s},                // a dot in front asks for the root
+  } rows[] = {
+      {"example.org.", "\7example\3org\0"s},  // a dot at the end is harmless
+      {".example.org", "\0"s},                // a dot at the start asks for the root
       {"a..example.org", "\1a\0"s},
       {"", "\0"s},
       {".", "\0"s},
       {std::string(256, 'a') + ".org", "\0"s},  // the length byte of the label is 0
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     EXPECT_EQ(NameInQuery(row.domain), row.name) << row.domain;
     EXPECT_EQ(TailOfQuery(row.domain, 16), (Bytes{0, 16, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0}))
         << row.domain;
@@ -110,40 +108,33 @@ TEST(MessageCodecTest, AQueryMayFillTheWholeBuffer) {
 TEST(MessageCodecTest, ANameThatDoesNotFitIsRefused) {
   for (const std::string& domain :
        {std::string(999, 'a'), std::string(5000, 'a'), "." + std::string(1100, 'a')}) {
-    try {
-      MessageCodec::EncodeQuery(domain, 1, 0);
-      ADD_FAILURE() << "not refused: " << domain.size() << " characters";
-    } catch (const StdException& e) {
-      EXPECT_STREQ(e.what(), "MessageCodec::EncodeQuery - domain name too long");
-    }
+    EXPECT_EQ(FailureText<StdException>([&] { MessageCodec::EncodeQuery(domain, 1, 0); }),
+              "MessageCodec::EncodeQuery - domain name too long")
+        << domain.size() << " characters";
   }
 }
 
-TEST(MessageCodecTest, LabelsAfterAnEarlyZeroByteOnlyNeedRoomInTheBuffer) {
+TEST(MessageCodecTest, LabelsAfterAnEarlyZeroByteNeedRoomInTheBuffer) {
   EXPECT_EQ(MessageCodec::EncodeQuery("." + std::string(1009, 'a'), 1, 0).size(), 25U);
   EXPECT_THROW(MessageCodec::EncodeQuery("." + std::string(1010, 'a'), 1, 0), StdException);
 }
 
-TEST(MessageCodecTest, TheAnswersBeginAfterAQuestionAsLongAsTheOneSent) {
-  struct Row {
+TEST(MessageCodecTest, TheAnswersBeginAfterAQuestionOfTheLengthThatWasSent) {
+  const struct {
     std::string domain;
     std::uint32_t start;
-  };
-  const Row rows[] = {{"example.org", 29}, {"example.org.", 29}, {"", 17}, {".example.org", 17}};
-  for (const Row& row : rows) {
+  } rows[] = {{"example.org", 29}, {"example.org.", 29}, {"", 17}, {".example.org", 17}};
+  for (const auto& row : rows) {
     EXPECT_EQ(MessageCodec::GetAnswerStart(MessageCodec::EncodeQuery(row.domain, 1, 0)), row.start)
         << row.domain;
   }
 }
 
-// Names written.
-
-TEST(MessageCodecTest, ADomainIsWrittenAsLabelsAfterTheirLengths) {
-  struct Row {
+TEST(MessageCodecTest, ADomainIsWrittenAsLabelsWithTheirLengths) {
+  const struct {
     std::string domain;
     std::string name;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"example.org", "\7example\3org\0"s},
       {"org", "\3org\0"s},
       {"MaIl.Example.ORG", "\4MaIl\7Example\3ORG\0"s},  // no change of case
@@ -158,7 +149,7 @@ TEST(MessageCodecTest, ADomainIsWrittenAsLabelsAfterTheirLengths) {
       {std::string(256, 'a'), "\0"s + std::string(256, 'a') + "\0"s},  // modulo 256
       {std::string(300, 'a'), "\x2C" + std::string(300, 'a') + "\0"s},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     EXPECT_EQ(MessageCodec::EncodeName(row.domain), row.name) << row.domain;
   }
 }
@@ -167,16 +158,13 @@ TEST(MessageCodecTest, TheWholeLengthOfANameIsNotChecked) {
   EXPECT_EQ(MessageCodec::EncodeName(Repeat("abc.", 100) + "d"), Repeat("\3abc", 100) + "\1d\0"s);
 }
 
-// Names read. Positions count from the start of the message.
-
-TEST(MessageCodecTest, NamesAreReadCompressedOrNot) {
-  struct Row {
+TEST(MessageCodecTest, NamesAreReadWithAndWithoutPointers) {
+  const struct {
     const char* what;
     std::string message;
     std::uint32_t at;
     Decoded expected;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"in full", "\1a\1b\0"s, 0, {"a.b", 5}},
       {"three labels", "\4mail\7example\3org\0"s, 0, {"mail.example.org", 18}},
       {"not at the start", "xx\1a\1b\0yy"s, 2, {"a.b", 5}},
@@ -189,7 +177,7 @@ TEST(MessageCodecTest, NamesAreReadCompressedOrNot) {
       {"length byte 64", "\x40" + std::string(64, 'a') + "\0"s, 0, {std::string(64, 'a'), 66}},
       {"length byte 191", "\xBF" + std::string(191, 'a') + "\0"s, 0, {std::string(191, 'a'), 193}},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     EXPECT_EQ(DecodeName(ToBytes(row.message), row.at), row.expected) << row.what;
   }
 }
@@ -207,8 +195,7 @@ TEST(MessageCodecTest, APointerHasFourteenBits) {
   EXPECT_EQ(DecodeName(message, 0x3FFF + 3), (Decoded{"a", 2}));
 }
 
-TEST(MessageCodecTest, BytesThatAreNotAPointerAreTakenAsTheyAre) {
-  // 0xBF inside a label stays; 0xC1 inside a label is a pointer nevertheless.
+TEST(MessageCodecTest, APointerIsReadInsideALabelTooAndOtherBytesStay) {
   EXPECT_EQ(DecodeName(ToBytes("\2\xBFz\0"s), 0), (Decoded{"\xBFz", 4}));
   EXPECT_EQ(DecodeName(ToBytes("\1b\0\3a\xC0\0z\0"s), 3), (Decoded{"a\1b", 4}));
 }
@@ -218,7 +205,7 @@ TEST(MessageCodecTest, ALabelLongerThanItsNameEndsWithIt) {
   EXPECT_EQ(DecodeName(ToBytes("\1a\x09\0"s), 0), (Decoded{"a.", 4}));
 }
 
-TEST(MessageCodecTest, AChainOfManyPointersIsFollowedToItsEnd) {
+TEST(MessageCodecTest, AChainOfPointersIsFollowedToItsEnd) {
   std::string chain = "\1a\0\xC0\0"s;
   for (int at = 3; at < 200; at += 2) {
     chain += '\xC0';
@@ -264,7 +251,7 @@ TEST(MessageCodecTest, ANameOfMoreThan1024BytesEndsThere) {
   // In full: 1024 bytes are 170 labels of six bytes and four bytes of one more.
   const std::string cut = Repeat("aaaaa.", 170) + "aaa";
   EXPECT_EQ(DecodeName(ToBytes(Repeat("\5aaaaa", 300) + "\0"s), 0), (Decoded{cut, 1025}));
-  // Through a pointer back to its own begin.
+  // Through a pointer to its own start.
   EXPECT_EQ(DecodeName(ToBytes(Repeat("\5aaaaa", 100) + "\xC0\0"s), 0), (Decoded{cut, 602}));
 }
 
@@ -288,17 +275,14 @@ TEST(MessageCodecTest, ThreadsMayWriteAndReadNamesAtOnce) {
   }
 }
 
-// Texts read.
-
-TEST(MessageCodecTest, ATextGoesFromAfterItsFirstLengthByteToTheNextZeroByte) {
+TEST(MessageCodecTest, ATextBeginsAfterItsLengthByteAndEndsAtAZeroByte) {
   constexpr std::uint32_t kStepBack = std::numeric_limits<std::uint32_t>::max();
-  struct Row {
+  const struct {
     const char* what;
     std::string message;
     std::uint32_t at;
     Decoded expected;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"to the end of the message", "\13v=spf1 -all"s, 0, {"v=spf1 -all", 10}},
       {"not at the start", "xx\3abc"s, 2, {"abc", 2}},
       {"the length byte is not used", "\1abc"s, 0, {"abc", 2}},
@@ -310,7 +294,7 @@ TEST(MessageCodecTest, ATextGoesFromAfterItsFirstLengthByteToTheNextZeroByte) {
       {"at the last byte", "xx\3"s, 2, {"", kStepBack}},
       {"past the end", "xx"s, 7, {"", kStepBack}},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     EXPECT_EQ(DecodeText(ToBytes(row.message), row.at), row.expected) << row.what;
   }
 }

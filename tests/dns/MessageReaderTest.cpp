@@ -20,7 +20,7 @@ TEST(MessageReaderTest, TheSizeIsThatOfTheMessage) {
   EXPECT_EQ(MessageReader(Bytes{}).GetSize(), 0U);
 }
 
-TEST(MessageReaderTest, APositionLiesInsideUpToTheLastByte) {
+TEST(MessageReaderTest, APositionIsInsideUpToTheLastByte) {
   const MessageReader reader(kMessage);
   EXPECT_TRUE(reader.Contains(0));
   EXPECT_TRUE(reader.Contains(5));
@@ -28,7 +28,7 @@ TEST(MessageReaderTest, APositionLiesInsideUpToTheLastByte) {
   EXPECT_FALSE(reader.Contains(kLast));
 }
 
-TEST(MessageReaderTest, NothingLiesInsideAnEmptyMessage) {
+TEST(MessageReaderTest, NoPositionIsInsideAnEmptyMessage) {
   EXPECT_FALSE(MessageReader(Bytes{}).Contains(0));
 }
 

@@ -9,12 +9,14 @@
 #include <cstddef>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "framework/config/Config.h"
 #include "framework/core/Exceptions.h"
 #include "framework/dns/DNSSocket.h"
 #include "framework/dns/NameServer.h"
 #include "tests/support/FailingFile.h"
+#include "tests/support/FailureText.h"
 #include "tests/support/OpenDescriptors.h"
 #include "tests/support/PrivateNetwork.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -34,7 +36,13 @@ struct Row {
   std::string address;
 };
 
-// Without a name server and without a configuration.
+void ExpectAddresses(const std::vector<Row>& rows) {
+  for (const Row& row : rows) {
+    EXPECT_EQ(ReadFrom(row.content), row.address) << row.content;
+  }
+}
+
+// Starts without a name server and without a configuration.
 class NameServerLoadTest : public testing::Test {
  protected:
   NameServerLoadTest() {
@@ -68,7 +76,7 @@ TEST(NameServerTest, TheLastLineNeedsNoLineFeed) {
 }
 
 TEST(NameServerTest, LinesWithAnotherFirstWordAreIgnored) {
-  const Row rows[] = {
+  ExpectAddresses({
       {"", ""},
       {"\n\n\n", ""},
       {"search nameserver 10.0.0.1\n", ""},
@@ -81,29 +89,23 @@ TEST(NameServerTest, LinesWithAnotherFirstWordAreIgnored) {
       {"; nameserver 10.0.0.1\n", ""},
       {";nameserver 10.0.0.1\n", ""},
       {"nameserver 10.0.0.1\nsearch test\n", "10.0.0.1"},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(ReadFrom(row.content), row.address) << row.content;
-  }
+  });
 }
 
-TEST(NameServerTest, ACommentMarkCountsInTheFirstColumnOnly) {
-  const Row rows[] = {
+TEST(NameServerTest, ACommentMarkCountsOnlyInTheFirstColumn) {
+  ExpectAddresses({
       {"#nameserver 10.0.0.1\n", ""},
       {"# nameserver 10.0.0.1\n", ""},
       {"# x\nnameserver 10.0.0.1\n# nameserver 10.0.0.2\n", "10.0.0.1"},
-      {" #nameserver 10.0.0.1\n", ""},  // for its first word, not for the mark
+      {" #nameserver 10.0.0.1\n", ""},  // its first word counts, not the mark
       {"nameserver #10.0.0.1\n", "#10.0.0.1"},
       {"nameserver 10.0.0.1 # comment\n", "10.0.0.1"},
       {"nameserver 10.0.0.1#comment\n", "10.0.0.1#comment"},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(ReadFrom(row.content), row.address) << row.content;
-  }
+  });
 }
 
 TEST(NameServerTest, WordsEndAtABlankNotAtATab) {
-  const Row rows[] = {
+  ExpectAddresses({
       {"nameserver\t10.0.0.1\n", ""},
       {"nameserver \t10.0.0.1\n", "10.0.0.1"},
       {"nameserver\t 10.0.0.1\n", "10.0.0.1"},
@@ -113,23 +115,17 @@ TEST(NameServerTest, WordsEndAtABlankNotAtATab) {
       {"\tnameserver 10.0.0.1\n", "10.0.0.1"},
       {"nameserver 10.0.0.1 10.0.0.2\n", "10.0.0.1"},
       {"nameserver 10.0.0.1 \n", "10.0.0.1"},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(ReadFrom(row.content), row.address) << row.content;
-  }
+  });
 }
 
-TEST(NameServerTest, OneBlankMoreIsAbsorbedTwoAreAnEmptyWord) {
-  const Row rows[] = {
+TEST(NameServerTest, OneExtraBlankIsIgnoredAndTwoMakeAnEmptyWord) {
+  ExpectAddresses({
       {"nameserver  10.0.0.1\n", "10.0.0.1"},
       {"nameserver   10.0.0.1\n", ""},
       {" nameserver 10.0.0.1\n", "10.0.0.1"},
       {"  nameserver 10.0.0.1\n", ""},
       {"nameserver 10.0.0.1\nnameserver   10.0.0.2\n", ""},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(ReadFrom(row.content), row.address) << row.content;
-  }
+  });
 }
 
 TEST(NameServerTest, CarriageReturnsAreTrimmed) {
@@ -137,17 +133,14 @@ TEST(NameServerTest, CarriageReturnsAreTrimmed) {
   EXPECT_EQ(ReadFrom("nameserver 10.0.0.1\nnameserver\r\n"), "");
 }
 
-TEST(NameServerTest, ALineWithNothingAfterTheWordAssignsTheEmptyText) {
-  const Row rows[] = {
+TEST(NameServerTest, ALineWithoutAnAddressGivesAnEmptyOne) {
+  ExpectAddresses({
       {"nameserver\n", ""},
       {"nameserver \n", ""},
       {"nameserver 10.0.0.1\nnameserver\n", ""},
       {"nameserver 10.0.0.1\nnameserver \n", ""},
       {"nameserver\nnameserver 10.0.0.2\n", "10.0.0.2"},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(ReadFrom(row.content), row.address) << row.content;
-  }
+  });
 }
 
 TEST(NameServerTest, TheAddressIsNotChecked) {
@@ -163,7 +156,7 @@ TEST(NameServerTest, WordsEndAtAZeroByte) {
   EXPECT_EQ(ReadFrom("nameserver \0 10.0.0.1\n"s), "");
 }
 
-TEST(NameServerTest, TheEndOfALongLineIsNotALineOfItsOwn) {
+TEST(NameServerTest, TheRestOfALongLineIsNotAnotherLine) {
   const std::string comment(1023, 'x');
   for (const char* first : {"#", "x", "x "}) {
     EXPECT_EQ(ReadFrom(first + comment + "nameserver 10.0.0.1\nnameserver 10.0.0.2"), "10.0.0.2");
@@ -181,7 +174,7 @@ TEST(NameServerTest, AFileThatCannotBeReadNamesNoServer) {
   EXPECT_EQ(ReadNameServer("/dev/null"), "");
 }
 
-TEST(NameServerTest, AReadThatFailsInTheMiddleOfALineNamesNoServer) {
+TEST(NameServerTest, ALineWhoseReadFailsNamesNoServer) {
   const FailingFile file("nameserver 10.0.0.1\nnameserver 10.0.0.2");
   EXPECT_EQ(ReadNameServer(file.Path()), "10.0.0.1");
 }
@@ -201,8 +194,8 @@ TEST_F(NameServerLoadTest, ASecondObjectDoesNotReadTheFileAgain) {
   EXPECT_EQ(dns_servers, "10.0.0.1");
 }
 
-// Each of them read the file, and one could use the server while another set it.
-TEST_F(NameServerLoadTest, OfObjectsMadeAtOnceOneReadsTheFileAndTheOthersWaitForIt) {
+// Each of them read the file, and one could set the server while another used it.
+TEST_F(NameServerLoadTest, OneOfSeveralFirstObjectsReadsTheFileWhileTheOthersWait) {
   static const TemporaryDirectory directory;  // the mount of the pipe outlives this test
   ASSERT_EQ(mkfifo(directory.Path("pipe").c_str(), 0600), 0);
   MountResolverFile(directory.Path("pipe"));
@@ -223,7 +216,7 @@ TEST_F(NameServerLoadTest, OfObjectsMadeAtOnceOneReadsTheFileAndTheOthersWaitFor
   EXPECT_EQ(dns_servers, "10.0.0.1");
 }
 
-TEST_F(NameServerLoadTest, AServerThatIsEmptiedIsLoadedAgain) {
+TEST_F(NameServerLoadTest, AnEmptiedServerIsLoadedAgain) {
   SetResolverFile("nameserver 10.0.0.1\n");
   const DNSSocket first("example.org");
   SetResolverFile("nameserver 10.0.0.2\n");
@@ -252,7 +245,7 @@ TEST_F(NameServerLoadTest, WithoutAServerInTheFileTheConfigurationDecides) {
   EXPECT_EQ(dns_servers, "192.0.2.53");
 }
 
-TEST_F(NameServerLoadTest, AnEmptyAddressInTheFileLeavesTheChoiceToTheConfiguration) {
+TEST_F(NameServerLoadTest, AnEmptyAddressInTheFileCountsAsNone) {
   SetResolverFile("nameserver 10.0.0.1\nnameserver\n");
   Configure("dns_server=192.0.2.53\n");
   const DNSSocket dns("example.org");
@@ -266,7 +259,7 @@ TEST_F(NameServerLoadTest, TheConfiguredValueIsTakenAsItIs) {
   EXPECT_EQ(dns_servers, "not an address");
 }
 
-TEST_F(NameServerLoadTest, AnEmptyConfiguredValueIsReplacedByNothing) {
+TEST_F(NameServerLoadTest, AnEmptyConfiguredValueIsNotReplaced) {
   SetResolverFile("");
   Configure("dns_server=\n");
   {
@@ -278,7 +271,7 @@ TEST_F(NameServerLoadTest, AnEmptyConfiguredValueIsReplacedByNothing) {
   EXPECT_EQ(dns_servers, "10.0.0.1");
 }
 
-TEST_F(NameServerLoadTest, WithNeitherThePublicResolverIsUsed) {
+TEST_F(NameServerLoadTest, WithoutFileAndConfigurationThePublicResolverIsUsed) {
   SetResolverFile("search test\n# nameserver 10.0.0.1\n");
   const DNSSocket dns("example.org");
   EXPECT_EQ(dns_servers, "9.9.9.9");
@@ -297,15 +290,11 @@ TEST_F(NameServerLoadTest, AResolverFileThatCannotBeOpenedNamesNoServer) {
   close(descriptor);
 }
 
-TEST_F(NameServerLoadTest, ABadAddressShowsWhenALookUpConnects) {
+TEST_F(NameServerLoadTest, ABadAddressThrowsWhenALookUpConnects) {
   SetResolverFile("nameserver 0.0.0.0\n");
   DNSSocket dns("example.org");
   EXPECT_EQ(dns_servers, "0.0.0.0");
   std::vector<std::string> addresses;
-  try {
-    dns.GetARecords(addresses);
-    ADD_FAILURE() << "connected";
-  } catch (const UDPSocketException& e) {
-    EXPECT_STREQ(e.what(), "UDPSocket::Connect - inet_addr() failed");
-  }
+  EXPECT_EQ(FailureText<UDPSocketException>([&] { dns.GetARecords(addresses); }),
+            "UDPSocket::Connect - inet_addr() failed");
 }

@@ -1,6 +1,5 @@
-// A program that crashed before main: what a static DNSSocket uses was not there yet. The header of
-// that class is the only one of the framework that it includes. It ends with status 0 when both of
-// its look-ups found the same.
+// A program with a static DNSSocket, whose header is the only one of the framework that it
+// includes. It ends with status 0 when both of its look-ups find the same.
 
 #include <cstdlib>
 #include <string>
@@ -10,8 +9,8 @@
 
 namespace {
 
-// Looks up when it is made and when it is destroyed; each time two names, of which the second is
-// too long to be asked for, which is logged.
+// Looks up two names when it is made and again when it is destroyed. One of them is too long, which
+// is logged.
 class Client {
  public:
   Client() { LookUp(m_first); }
