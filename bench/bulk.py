@@ -9,7 +9,7 @@ import time
 
 import tables
 import world as surroundings
-from figures import FIGURE_HEADS, Figure, Target
+from figures import Figure, Target, make_section
 from services import read_memory
 
 LINES = 200000
@@ -203,6 +203,5 @@ def measure(world):
                _measure_slow(world, lines), *memory]
     rows = [(name, *(f"{value:,.0f}" for value in (statistics.median(values), min(values),
                                                    max(values)))) for name, values in rates.items()]
-    table = tables.make_table(HEADS, rows)
-    figure_table = tables.make_table(FIGURE_HEADS, [figure.cells() for figure in figures])
-    return {"bulk": f"{table}\n\n{figure_table}"}, all(figure.is_met() for figure in figures)
+    section, are_met = make_section(tables.make_table(HEADS, rows), figures)
+    return {"bulk": section}, are_met

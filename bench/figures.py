@@ -3,6 +3,8 @@
 import statistics
 from dataclasses import dataclass
 
+import tables
+
 
 @dataclass(frozen=True)
 class Target:
@@ -30,13 +32,13 @@ class Figure:
     def is_met(self):
         return self.target.is_met(self.value)
 
-    def cells(self):
-        """Returns the row of a table."""
-        value = f"{self.value:,.{self.decimals}f}"
-        return (self.name, value, self.target, yes_or_no(self.is_met()))
 
-
-FIGURE_HEADS = ("figure", "value", "target", "met")
+def make_section(table, figures):
+    """Returns a table followed by that of the figures, and whether all figures meet their target."""
+    rows = [(figure.name, f"{figure.value:,.{figure.decimals}f}", figure.target,
+             yes_or_no(figure.is_met())) for figure in figures]
+    text = f"{table}\n\n{tables.make_table(('figure', 'value', 'target', 'met'), rows)}"
+    return text, all(figure.is_met() for figure in figures)
 
 
 def yes_or_no(is_met):

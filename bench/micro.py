@@ -5,7 +5,7 @@ import statistics
 
 import tables
 import world as surroundings
-from figures import FIGURE_HEADS, Figure, Target, yes_or_no
+from figures import Figure, Target, make_section, yes_or_no
 
 HEADS = ("micro-benchmark", "ns", "least", "most", "allocations", "at most", "met")
 AT_MOST = {"FilterByLevel": 5}  # nanoseconds
@@ -63,7 +63,5 @@ def measure(world):
     results = read_results(output.read_text(encoding="utf-8"))
     rows = [_make_row(name, *result) for name, result in results.items()
             if not name.startswith("Linear/")]
-    growth = make_growth_figures(results)
-    growth_table = tables.make_table(FIGURE_HEADS, [figure.cells() for figure in growth])
-    are_met = all(row[-1] != "no" for row in rows) and all(figure.is_met() for figure in growth)
-    return {"micro": f"{tables.make_table(HEADS, rows)}\n\n{growth_table}"}, are_met
+    section, are_met = make_section(tables.make_table(HEADS, rows), make_growth_figures(results))
+    return {"micro": section}, are_met and all(row[-1] != "no" for row in rows)

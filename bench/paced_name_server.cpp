@@ -1,9 +1,9 @@
-// A name server that takes a given time for each answer, however many it is asked at once:
+// A name server that takes the same time for each answer, however many questions it has:
 //   paced_name_server MILLISECONDS [LOST]
 //
-// It answers on 127.0.0.1, port 53, until a signal ends it: every TXT question with a record that
-// lets 192.0.2.0/24 send, everything else with no record. A question for a name that begins with
-// "silent" gets no answer. LOST: of so many questions one gets no answer.
+// It answers on 127.0.0.1, port 53, until a signal ends it: TXT questions with a record that allows
+// 192.0.2.0/24, all others with no record. Names that begin with "silent", and one of each LOST
+// questions, get no answer.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -34,7 +34,7 @@ struct Reply {
   std::string bytes;
 };
 
-// Returns where the question of `query` ends; 0 when it has none.
+// Returns the end of the question of `query`, or 0 when it has none.
 std::size_t EndOfQuestion(std::string_view query) {
   std::size_t at = kHeader;
   while (at < query.size() && query[at] != 0) {
@@ -73,7 +73,7 @@ void WaitForWork(int descriptor, const std::deque<Reply>& replies) {
   ppoll(&event, 1, replies.empty() ? nullptr : &time, nullptr);
 }
 
-// Takes every question that waits; their answers are due in the order of the questions.
+// Takes all questions that have arrived. Their answers are due in the same order.
 void TakeQuestions(int descriptor, milliseconds delay, unsigned lost, std::deque<Reply>& replies) {
   static unsigned asked = 0;
   std::array<char, 2048> buffer;

@@ -1,5 +1,5 @@
-// Asks a policy service as Postfix does, on many connections at once, each of which sends its next
-// request when it has its answer:
+// Asks a policy service as Postfix does, on many connections at once. Each sends its next request
+// after the answer to the one before:
 //   policy_load CONNECTIONS REQUESTS DOMAINS PORT
 //   policy_load CONNECTIONS REQUESTS DOMAINS PROGRAM [ARGUMENT...]
 //

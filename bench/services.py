@@ -7,7 +7,7 @@ import pathlib
 
 import tables
 import world as surroundings
-from figures import FIGURE_HEADS, Figure, Target
+from figures import Figure, Target, make_section
 
 PORT = 10040
 DOMAINS = 1000
@@ -97,7 +97,5 @@ def measure(world):
             if delay == 0:
                 growth = _measure_growth(world)
     table = tables.make_table(HEADS, [_make_row(*key, row) for key, row in results.items()])
-    figures = _make_figures(results, growth)
-    figure_table = tables.make_table(FIGURE_HEADS, [figure.cells() for figure in figures])
-    return ({"services": f"{table}\n\n{figure_table}"},
-            all(figure.is_met() for figure in figures))
+    section, are_met = make_section(table, _make_figures(results, growth))
+    return {"services": section}, are_met

@@ -32,7 +32,7 @@ void AddText(ReplyBuilder& reply, std::int64_t number) {
 
 using AddAnswer = void (*)(ReplyBuilder& reply, std::int64_t number);
 
-// Reads a reply of as many answers as the benchmark's argument says.
+// Reads a reply with as many answers as the argument of the benchmark.
 void WalkAnswers(benchmark::State& state, AddAnswer add) {
   ReplyBuilder reply(kQuery);
   for (std::int64_t i = 0; i < state.range(0); ++i) {

@@ -1,4 +1,4 @@
-// A map that is full: each new key makes it forget an old one.
+// A full map, in which each new key replaces an old one.
 
 #include <benchmark/benchmark.h>
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-// As the logger's memory of messages.
+// The sizes of the logger's memory of messages.
 constexpr std::size_t kLimit = 10000;
 constexpr std::size_t kBatch = 100;
 
@@ -23,7 +23,7 @@ std::vector<std::string> MakeKeys(std::size_t count) {
   return keys;
 }
 
-// Twice as many as fit: when one comes round again it is forgotten.
+// Returns twice as many keys as fit, so that a key has been replaced when it is used again.
 const std::vector<std::string>& Keys() {
   static const std::vector<std::string> keys = MakeKeys(2 * kLimit);
   return keys;
@@ -49,7 +49,7 @@ void InsertIntoFullMap(benchmark::State& state) {
 }
 BENCHMARK(InsertIntoFullMap);
 
-// Of the keys from first on, as many as fit.
+// Finds as many keys as fit, from `first` on.
 void FindInFullMap(benchmark::State& state, std::size_t first) {
   const FullMap map;
   std::size_t next = 0;

@@ -21,7 +21,7 @@ void LogLine() {
               "user@example.org", "example.org");
 }
 
-// Leads standard output to /dev/null while it exists.
+// Redirects standard output to /dev/null while it exists.
 class NoOutput {
  public:
   NoOutput() {
@@ -42,7 +42,7 @@ class NoOutput {
   int m_old = dup(STDOUT_FILENO);
 };
 
-// Where lines go. longPrefix: with date, time and thread, as a server wants them.
+// Where lines go, and whether with date, time and thread.
 struct Output {
   bool toFile = false;
   bool toConsole = false;
@@ -82,7 +82,7 @@ BENCHMARK_CAPTURE(WriteLogLine, file, {.toFile = true});
 BENCHMARK_CAPTURE(WriteLogLine, file_long_prefix, {.toFile = true, .longPrefix = true});
 BENCHMARK_CAPTURE(WriteLogLine, file_and_console, {.toFile = true, .toConsole = true});
 
-// What a line in the file costs at the least.
+// The least that a line in the file costs.
 void AppendLine(benchmark::State& state) {
   const TemporaryDirectory directory;
   const std::string path = directory.Path("plain.log");

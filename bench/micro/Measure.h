@@ -6,15 +6,15 @@
 
 #include <cstdint>
 
-// The sizes of the benchmarks named Linear/, whose cost is to grow with the size and no faster.
+// Sets the sizes of the benchmarks named Linear/, whose cost must grow no faster than the size.
 inline void GrowingSizes(benchmark::internal::Benchmark* benchmark) {
   benchmark->RangeMultiplier(4)->Range(1, 10000);
 }
 
-// How many allocations by operator new the calling thread has made so far.
+// Returns how many allocations by operator new the calling thread has made.
 std::uint64_t AllocationCount();
 
-// Times action, which has run once before. The counter "allocations" tells how many one run makes.
+// Times `action` after running it once. The counter "allocations" is their number in one run.
 template <typename Action>
 void Measure(benchmark::State& state, const Action& action) {
   action();
@@ -26,7 +26,7 @@ void Measure(benchmark::State& state, const Action& action) {
       static_cast<double>(AllocationCount() - before), benchmark::Counter::kAvgIterations);
 }
 
-// Measure, for an action on as many items as the benchmark's argument says.
+// As above, for an action on as many items as the argument of the benchmark.
 template <typename Action>
 void MeasureItems(benchmark::State& state, const Action& action) {
   Measure(state, action);

@@ -20,7 +20,7 @@ void Take(Queue<std::string>& queue) {
   benchmark::DoNotOptimize(queue.Pop(line));
 }
 
-// One thread takes what so many others push. The time is that of a line.
+// One thread takes the lines that others push. The time is that of one line.
 void PassLines(benchmark::State& state, int producers) {
   constexpr int kLines = 10000;
   Queue<std::string> queue;

@@ -1,4 +1,4 @@
-// What a look-up asks the system for beyond its exchange, and whether an address lies in a range.
+// The system calls of a look-up besides its exchange, and whether an address is in a range.
 
 #include <arpa/inet.h>
 #include <benchmark/benchmark.h>

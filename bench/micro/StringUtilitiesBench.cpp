@@ -1,4 +1,4 @@
-// Cleaning what a name server sent, and replacing characters by references.
+// Cleaning the text of a name server, and replacing characters by references.
 
 #include <benchmark/benchmark.h>
 
@@ -21,7 +21,7 @@ BENCHMARK_CAPTURE(Sanitise, record,
 BENCHMARK_CAPTURE(Sanitise, utf8, "Grüße aus Zürich, 東京 и Москва: \xF0\x9F\x93\xA7 κόσμε");
 BENCHMARK_CAPTURE(Sanitise, stray_bytes, "\x01\x80\xC2\x85\xFF\xE2\x82 text \xF0\x9F\x1B[31m\x7F");
 
-// Encodes as many characters as the benchmark's argument says, all of them the same one.
+// Encodes as many copies of a character as the argument of the benchmark.
 void Encode(benchmark::State& state, char character) {
   const std::string text(static_cast<std::size_t>(state.range(0)), character);
   MeasureItems(state, [&] { benchmark::DoNotOptimize(EncodeChars(text, "<>&\"'")); });
