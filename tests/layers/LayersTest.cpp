@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The height of each folder's layer; folders of one layer do not know each other.
+// The layer of each folder. Folders of one layer do not know each other.
 const std::map<std::string, int> kLayers = {
     {"framework/core", 0},
     {"framework/Utilities", 1},
@@ -36,7 +36,7 @@ struct Include {
   std::string IncludedFolder() const { return fs::path(included).parent_path(); }
 };
 
-// Returns what the sources and headers of the layers include by a path in quotes, or of a layer.
+// Returns what the sources and headers of the layers include in quotes, or from a layer.
 std::vector<Include> FindIncludes() {
   const std::regex pattern(
       "^[ \t]*#[ \t]*include[ \t]*(?:\"|<(?=framework/|tool/|programs/))"
@@ -63,7 +63,7 @@ std::vector<Include> FindIncludes() {
 
 }  // namespace
 
-TEST(LayersTest, EachSourceIsInTheFolderOfALayer) {
+TEST(LayersTest, EachSourceIsInALayer) {
   for (const Include& include : FindIncludes()) {
     EXPECT_TRUE(kLayers.contains(include.Folder())) << include.file;
   }
