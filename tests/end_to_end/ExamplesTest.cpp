@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -24,14 +23,9 @@ namespace {
 
 const std::string kDirectory = EXAMPLE_DIRECTORY;
 
-std::vector<std::string> Words(const std::string& name, const std::vector<std::string>& arguments) {
-  std::vector<std::string> words = {name};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  return words;
-}
-
-ChildResult RunExample(const std::string& name, const std::vector<std::string>& arguments) {
-  return RunChild(kDirectory + "/" + name, Words(name, arguments), "/");
+ChildResult RunExample(const std::string& name, std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), name);
+  return RunChild(kDirectory + "/" + name, arguments, "/");
 }
 
 std::vector<std::string> Lines(const std::string& text) {
@@ -43,7 +37,7 @@ std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-// Waits until a UDP socket is bound to a port given in four hexadecimal digits.
+// Blocks until a UDP socket is bound to `port`, four hexadecimal digits.
 void WaitUntilBound(const std::string& port) {
   EXPECT_TRUE(ComesTrue([&port] {
     std::ostringstream sockets;
@@ -96,7 +90,7 @@ TEST(ExamplesTest, TheEchoServerEndsOnAnInterrupt) {
   EXPECT_EQ(served.exitStatus, 0);
 }
 
-TEST(ExamplesTest, APortInUseIsToldAndEndsTheSecondServer) {
+TEST(ExamplesTest, ASecondServerOnAPortFailsWithAMessage) {
   EchoServer server;
   const ChildResult second = RunExample("echo_server", {"7007"});
   EXPECT_EQ(second.standardError,
@@ -111,9 +105,9 @@ TEST(ExamplesTest, TheAddressZeroCannotBeProbed) {
   EXPECT_EQ(probe.exitStatus, 1);
 }
 
-TEST(ExamplesTest, EachBlocklistIsToldInALineOfItsOwn) {
+TEST(ExamplesTest, EachBlocklistHasALine) {
   const RealNameServer server(Server::kNsd);
-  // The answers that are not trusted are never released.
+  // Answers that are not trusted are never released.
   const ChildResult run =
       RunChild("/usr/bin/env",
                {"env", "ASAN_OPTIONS=detect_leaks=0", kDirectory + "/blocklist", "192.0.2.2",
@@ -130,7 +124,7 @@ TEST(ExamplesTest, EachBlocklistIsToldInALineOfItsOwn) {
 }
 
 TEST(ExamplesTest, ABlocklistWhoseServerDoesNotAnswerIsNotTrusted) {
-  const ScriptedNameServer silent([](const Bytes& /*query*/) { return Datagrams{}; });
+  const ScriptedNameServer silent(Silence);
   SetResolverFile("nameserver 127.0.0.1\noptions timeout:1 attempts:1\n");
   const ChildResult run = RunExample("blocklist", {"192.0.2.2", "listed.lists.test"});
   EXPECT_EQ(run.standardOutput,
@@ -139,7 +133,7 @@ TEST(ExamplesTest, ABlocklistWhoseServerDoesNotAnswerIsNotTrusted) {
   EXPECT_EQ(run.exitStatus, 0);
 }
 
-TEST(ExamplesTest, TheDaemonLogsItsEnvironmentAndAllOfItsWorkers) {
+TEST(ExamplesTest, TheDaemonLogsItsEnvironmentAndAllItsWorkers) {
   const OwnMount etc("/etc");
   const TemporaryDirectory logs;
   std::ofstream("/etc/greylog.conf") << "logging=" << logs.Path() << "/\nColour = blue\n";
@@ -175,7 +169,7 @@ TEST(ExamplesTest, TheDaemonLogsItsEnvironmentAndAllOfItsWorkers) {
   }
 }
 
-TEST(ExamplesTest, TheEchoServerTakesOnlyAPort) {
+TEST(ExamplesTest, TheEchoServerAcceptsOnlyAPort) {
   const std::vector<std::string> rows[] = {
       {"abc"},   {"--help"},       {""}, {"0"}, {"65536"}, {"4294967303"}, {"-1"},
       {"7007x"}, {"7007", "7008"},
@@ -188,7 +182,7 @@ TEST(ExamplesTest, TheEchoServerTakesOnlyAPort) {
   }
 }
 
-TEST(ExamplesTest, TheDaemonTellsALogThatItCannotWrite) {
+TEST(ExamplesTest, TheDaemonReportsALogThatItCannotWrite) {
   const OwnMount etc("/etc");
   const TemporaryDirectory logs;
   std::filesystem::create_symlink("/dev/full", logs.Path("current.log"));
@@ -201,7 +195,7 @@ TEST(ExamplesTest, TheDaemonTellsALogThatItCannotWrite) {
   }
 }
 
-TEST(ExamplesTest, TheDaemonNeedsNoLogThatIsNotWanted) {
+TEST(ExamplesTest, TheDaemonRunsWithoutALogWhereNoneIsWanted) {
   const OwnMount etc("/etc");
   const TemporaryDirectory logs;
   for (const std::string settings : {"logging=\n", "log_level=4\nlogging=/nowhere/\n"}) {
@@ -212,7 +206,7 @@ TEST(ExamplesTest, TheDaemonNeedsNoLogThatIsNotWanted) {
   }
 }
 
-TEST(ExamplesTest, EachTellsItsUsage) {
+TEST(ExamplesTest, EachExamplePrintsItsUsage) {
   const struct {
     const char* name;
     const char* usage;

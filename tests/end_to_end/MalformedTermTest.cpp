@@ -1,4 +1,4 @@
-// Terms that end the process: what it has printed by then, and how it ends.
+// Terms that end the process: its output, and how it ends.
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ struct Row {
 
 class MalformedTermTest : public testing::TestWithParam<Row> {};
 
-// The texts of the run-time and of the standard library that the project is built with.
+// Returns the texts of the C++ runtime and standard library.
 std::string OutOfRange(const char* position, const char* size) {
   return std::string("'std::out_of_range'\n  what():  basic_string::substr: __pos (which is ") +
          position + ") > this->size() (which is " + size + ")\n";

@@ -8,19 +8,6 @@
 #include "tests/end_to_end/ToolRun.h"
 #include "tests/support/PrivateNetwork.h"
 
-namespace {
-
-// The report of domain in which each look-up logs line.
-void ExpectFailedReport(const std::string& domain, const std::string& line) {
-  ExpectRun({domain},
-            {.standardOutput = "Domain : " + domain + "\nA records : \n" + line +
-                               "MX records : \nNS records : \n" + line + "TXT records : \n" + line,
-             .standardError = "",
-             .log = line + line + line});
-}
-
-}  // namespace
-
 TEST(NameServerFailureTest, AServerThatDoesNotAnswerCostsFiveSecondsAndADebugLine) {
   SetResolverFile("nameserver 127.0.0.1\n");
   const std::string log =
@@ -39,7 +26,7 @@ TEST(NameServerFailureTest, AServerThatDoesNotAnswerCostsFiveSecondsAndADebugLin
   EXPECT_LT(elapsed, std::chrono::seconds(10));
 }
 
-TEST(NameServerFailureTest, TheAddressZeroEndsTheReportAfterItsFirstHeader) {
+TEST(NameServerFailureTest, TheAddressZeroEndsTheProgramAfterTheFirstHeaderOfTheReport) {
   SetResolverFile("nameserver 0.0.0.0\n");
   ExpectRun({"example.org"},
             {.standardOutput = "Domain : example.org\nA records : \n",
@@ -50,18 +37,14 @@ TEST(NameServerFailureTest, TheAddressZeroEndsTheReportAfterItsFirstHeader) {
              .status = 128 + SIGABRT});
 }
 
-TEST(NameServerFailureTest, ANetworkThatCannotBeReachedIsAnErrorLineAndAnEmptySection) {
+TEST(NameServerFailureTest, AnUnreachableNetworkGivesAnErrorLineAndAnEmptySection) {
   SetResolverFile("nameserver 192.0.2.53\n");
-  ExpectFailedReport(
-      "example.org",
+  const std::string line =
       "Error: DNSSocket::DoQuery - StdException - UDPSocket::CheckSocketStatus - error writing "
-      "from the socket [] :: failed with code 101: Network is unreachable\n");
-}
-
-TEST(NameServerFailureTest, ADomainTooLongForAQueryIsAnErrorLine) {
-  SetResolverFile("nameserver 127.0.0.1\n");
-  ExpectFailedReport(
-      std::string(2000, 'x'),
-      "Error: DNSSocket::DoQuery - StdException - MessageCodec::EncodeQuery - domain name too "
-      "long\n");
+      "from the socket [] :: failed with code 101: Network is unreachable\n";
+  ExpectRun({"example.org"},
+            {.standardOutput = "Domain : example.org\nA records : \n" + line +
+                               "MX records : \nNS records : \n" + line + "TXT records : \n" + line,
+             .standardError = "",
+             .log = line + line + line});
 }

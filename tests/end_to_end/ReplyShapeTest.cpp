@@ -1,5 +1,5 @@
-// What the program makes of replies that each server writes in its own way: the order of records,
-// the case of names, what follows the answers, and what a reply has no room for.
+// Replies that each server writes in its own way: the order of records, the case of names, the
+// records after the answers, and records that do not fit.
 
 #include <gtest/gtest.h>
 
@@ -22,7 +22,7 @@ Rows With(Rows rows, const Row& row) {
   return rows;
 }
 
-// The texts of large.replies.test, up to the one of this number.
+// Returns the texts of large.replies.test up to number `last`.
 std::vector<std::string> LargeSet(int last) {
   std::vector<std::string> texts;
   for (int i = 0; i <= last; ++i) {
@@ -31,13 +31,13 @@ std::vector<std::string> LargeSet(int last) {
   return texts;
 }
 
-// The check of 192.0.2.7 against the one of the two policies that comes last.
+// Returns the log of a check of 192.0.2.7 whose policy, the last one, names `address`.
 std::string CheckOfTwo(const std::string& address) {
   return Begin("192.0.2.7", "", "two.replies.test", "v=spf1 ip4:" + address + " -all") +
          "Debug: SPFCheck::processIP4 - domain::" + address + "\n";
 }
 
-// The check of 192.0.2.81 against the address as it is read.
+// Returns the log of a check of 192.0.2.81 whose policy is read with `address`.
 std::string CheckOfLongLabel(const std::string& address) {
   return Begin("192.0.2.81", "", "with-a-long-first-label.replies.test", "v=spf1 ip4:" + address) +
          "Debug: SPFCheck::processIP4 - domain::" + address + "\n";
@@ -48,11 +48,11 @@ const Rows kNsdAndUnboundRows = {
      {"two.replies.test", "192.0.2.7"},
      CheckOfTwo("192.0.2.7"),
      "SPFCheck::passed \n"},
-    {"NamesComeInSmallLetters",
+    {"NamesAreInLowerCase",
      {"replies.test"},
      "",
      Report("replies.test", {}, {"ns.replies.test", "ns.example.org"}, {})},
-    {"NamesEndInTheQuestionSoTheyTakeItsCase",
+    {"NamesEndWithAPointerToTheQuestionSoTheyTakeItsCase",
      {"REPLIES.TEST"},
      "",
      Report("REPLIES.TEST", {}, {"ns.REPLIES.TEST", "ns.example.org"}, {})},
@@ -61,7 +61,7 @@ const Rows kNsdAndUnboundRows = {
      "",
      Report("TWO.REPLIES.TEST", {}, {},
             {"v=spf1 ip4:192.0.2.71 -all", "v=spf1 ip4:192.0.2.7 -all"})},
-    {"BehindAnAliasTheWalkIsOutOfStepAndFindsPartOfTheSecondText",
+    {"AfterAnAliasTheWalkIsOutOfStepAndFindsPartOfTheSecondText",
      {"alias.replies.test"},
      "",
      Report("alias.replies.test", {"48.0.1.0"}, {}, {"one0"})},
@@ -71,43 +71,43 @@ const Rows kNsdAndUnboundRows = {
      Report("large.replies.test", {}, {}, {})},
 };
 
-const Row kNsdRow = {"TheAuthoritySectionPointsToTheZoneWithTheByteDollarWhichTheTextTakesIn",
+const Row kNsdRow = {"APointerOfTheAuthoritySectionEndsWithADollarSignThatTheTextIncludes",
                      {"with-a-long-first-label.replies.test", "192.0.2.81"},
                      CheckOfLongLabel("192.0.2.81$"),
                      "SPFCheck::failed \n"};
 
-const Row kUnboundRow = {"NothingFollowsTheAnswersSoTheTextIsWhole",
+const Row kUnboundRow = {"NothingFollowsTheAnswersSoTheTextIsExact",
                          {"with-a-long-first-label.replies.test", "192.0.2.81"},
                          CheckOfLongLabel("192.0.2.81"),
                          "SPFCheck::passed \n"};
 
 const Rows kNamedRows = {
-    {"TextsComeSortedSoTheFirstPolicyDecides",
+    {"TextsAreSortedSoTheFirstPolicyDecides",
      {"two.replies.test", "192.0.2.7"},
      CheckOfTwo("192.0.2.71"),
      "SPFCheck::failed \n"},
-    {"NothingFollowsTheAnswersSoTheTextIsWhole",
+    {"NothingFollowsTheAnswersSoTheTextIsExact",
      {"with-a-long-first-label.replies.test", "192.0.2.81"},
      CheckOfLongLabel("192.0.2.81"),
      "SPFCheck::passed \n"},
-    {"NamesKeepTheCaseOfTheZoneAndComeSorted",
+    {"NamesKeepTheCaseOfTheZoneAndAreSorted",
      {"replies.test"},
      "",
      Report("replies.test", {}, {"Ns.Example.ORG", "NS.Replies.test"}, {})},
-    {"NamesKeepTheCaseOfTheZoneWhateverTheQuestions",
+    {"NamesKeepTheCaseOfTheZoneWhateverThatOfTheQuestion",
      {"REPLIES.TEST"},
      "",
      Report("REPLIES.TEST", {}, {"Ns.Example.ORG", "NS.Replies.test"}, {})},
-    {"AnOwnerInAnotherCaseIsPointedToWithTheByteQuoteWhichTheTextBeforeTakesIn",
+    {"APointerToAnOwnerInAnotherCaseEndsWithAQuoteThatTheTextBeforeItIncludes",
      {"TWO.REPLIES.TEST"},
      "",
      Report("TWO.REPLIES.TEST", {}, {},
             {"v=spf1 ip4:192.0.2.7 -all\"", "v=spf1 ip4:192.0.2.71 -all"})},
-    {"BehindAnAliasTheWalkIsOutOfStepAndTakesSortedTextsForAnAddress",
+    {"AfterAnAliasTheWalkIsOutOfStepAndReadsSortedTextsAsAnAddress",
      {"alias.replies.test"},
      "",
      Report("alias.replies.test", {"48.0.1.0"}, {}, {"48.0.16.0"})},
-    {"OfASetTooLargeForAReplyTheFirstFourCome",
+    {"OfASetTooLargeForAReplyTheFirstFourAreSent",
      {"large.replies.test"},
      "",
      Report("large.replies.test", {}, {}, LargeSet(3))},
@@ -126,11 +126,11 @@ INSTANTIATE_TEST_SUITE_P(unbound, ReplyShapeTest,
                          RowsAgainst(Server::kUnbound, With(kNsdAndUnboundRows, kUnboundRow)),
                          RowName);
 
-// None of the servers sends more than 512 bytes to who does not say that he takes more.
-TEST(LargeReplyTest, OfALongerReplyTheFirst1024BytesAreRead) {
+// None of the real servers sends more than 512 bytes unless the question allows it.
+TEST(LargeReplyTest, OnlyTheFirst1024BytesOfAReplyAreRead) {
   const ScriptedNameServer server({{"TXT large.replies.test", LargeSet(11)}});
   SetResolverFile("nameserver 127.0.0.1\n");
-  // Header and question take 36 bytes, a record 113, and a text begins at its 14th.
+  // 36 bytes for the header and the question, 113 for each record, whose text begins at the 14th.
   std::vector<std::string> texts = LargeSet(8);
   texts.back().resize(1024 - 36 - 8 * 113 - 13);
   ExpectRun({"large.replies.test"}, {.standardOutput = Report("large.replies.test", {}, {}, texts),

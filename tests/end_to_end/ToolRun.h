@@ -1,4 +1,4 @@
-// One run of the built program, as a user would start it, compared whole.
+// Runs the built program as a user would.
 
 #pragma once
 
@@ -8,9 +8,9 @@
 struct Expected {
   std::string standardOutput;
   std::string standardError;
-  std::string log;  // what log.txtcurrent.log holds afterwards, in a directory that was empty
-  int status = 0;   // as a shell tells it: 128 and its number for a signal
+  std::string log;  // the content of log.txtcurrent.log, in a directory that was empty
+  int status = 0;   // as in a shell: 128 and its number for a signal
 };
 
-// arguments: those behind the program's name, which is "spfcheck".
+// Expects this of a run of "spfcheck" with `arguments`.
 void ExpectRun(const std::vector<std::string>& arguments, const Expected& expected);

@@ -1,4 +1,4 @@
-// The SPF check against real name servers: verdict and log, whole.
+// The SPF check against real name servers: the complete verdict and log.
 
 #include <gtest/gtest.h>
 
@@ -7,35 +7,6 @@
 namespace {
 
 class VerdictTest : public ServerTableTest {};
-
-// The lines of the checks chainFROM to chainLAST, each included by the one before.
-std::string Chain(int from, int last) {
-  std::string log;
-  for (int i = from; i <= last; ++i) {
-    const std::string next = "chain" + std::to_string(i + 1) + ".example.org";
-    log += Begin("192.0.2.1", "", "chain" + std::to_string(i) + ".example.org",
-                 "v=spf1 include:" + next + " -all") +
-           "Debug: SPFCheck::processINCLUDE - domain::" + next + "\n";
-  }
-  return log;
-}
-
-constexpr char kSiblings[] =
-    "v=spf1 include:s1.x.test include:s2.x.test include:s3.x.test include:s4.x.test "
-    "include:s5.x.test include:s6.x.test include:s7.x.test include:s8.x.test include:s9.x.test "
-    "include:s10.x.test";
-
-// The lines of the siblings s1 to sLAST, none of which names the client ip but perhaps the last.
-std::string Siblings(const std::string& ip, int last) {
-  std::string log;
-  for (int i = 1; i <= last; ++i) {
-    const std::string number = std::to_string(i);
-    log += "Debug: SPFCheck::processINCLUDE - domain::s" + number + ".x.test\n" +
-           Begin(ip, "", "s" + number + ".x.test", "v=spf1 ip4:192.0.2." + number) +
-           "Debug: SPFCheck::processIP4 - domain::192.0.2." + number + "\n";
-  }
-  return log;
-}
 
 const Row kRows[] = {
     {"Ip4Passes",
@@ -74,7 +45,7 @@ const Row kRows[] = {
          "Debug: SPFCheck::checkDomain: ip::192.0.2.33 == ARecord::192.0.2.31\n"
          "Debug: SPFCheck::checkDomain: ip::192.0.2.33 == ARecord::192.0.2.32\n",
      "SPFCheck::failed \n"},
-    {"ATargetBehindAnAliasFails",
+    {"ATargetThatIsAnAliasFails",
      {"a-alias.example.org", "192.0.2.31"},
      Begin("192.0.2.31", "", "a-alias.example.org", "v=spf1 a:alias.example.org -all") +
          "Debug: SPFCheck::processA - domain::alias.example.org\n",
@@ -85,12 +56,6 @@ const Row kRows[] = {
          "Debug: SPFCheck::processA - domain::a-range.example.org\n"
          "Debug: SPFCheck::checkDomain: ip::192.0.3.9 == ARecord::192.0.2.10/24\n",
      "SPFCheck::passed \n"},
-    {"ARangeFailsBelowItsUnmaskedStart",
-     {"a-range.example.org", "192.0.2.5"},
-     Begin("192.0.2.5", "", "a-range.example.org", "v=spf1 a/24 -all") +
-         "Debug: SPFCheck::processA - domain::a-range.example.org\n"
-         "Debug: SPFCheck::checkDomain: ip::192.0.2.5 == ARecord::192.0.2.10/24\n",
-     "SPFCheck::failed \n"},
     {"MxFailsForTheMailExchanger",
      {"mx.example.org", "192.0.2.25"},
      Begin("192.0.2.25", "", "mx.example.org", "v=spf1 mx -all"),
@@ -127,51 +92,13 @@ const Row kRows[] = {
      {"no-spf.example.org", "192.0.2.1"},
      Begin("192.0.2.1", "", "no-spf.example.org", ""),
      "SPFCheck::failed \n"},
-    {"TheSenderInAngleBracketsDecidesTheDomain",
+    {"TheSenderInAngleBracketsReplacesTheDomain",
      {"no-spf.example.org", "192.0.2.7", "<someone@ip4.example.org>"},
      Begin("192.0.2.7", "<someone@ip4.example.org>", "no-spf.example.org",
            "v=spf1 ip4:192.0.2.0/24 -all") +
          "Debug: SPFCheck::processIP4 - domain::192.0.2.0/24\n",
      "SPFCheck::passed \n"},
-    {"ASenderWithoutADomainLeavesTheArgument",
-     {"ip4.example.org", "192.0.2.7", "someone"},
-     Begin("192.0.2.7", "someone", "ip4.example.org", "v=spf1 ip4:192.0.2.0/24 -all") +
-         "Debug: SPFCheck::processIP4 - domain::192.0.2.0/24\n",
-     "SPFCheck::passed \n"},
-    {"AGivenRecordStandsForThePublishedOne",
-     {"ip4.example.org", "192.0.2.7", "", "v=spf1 ip4:203.0.113.7 -all"},
-     Begin("192.0.2.7", "", "ip4.example.org", "v=spf1 ip4:203.0.113.7 -all") +
-         "Debug: SPFCheck::processIP4 - domain::203.0.113.7\n",
-     "SPFCheck::failed \n"},
-    {"AnIncludeOfItselfIsAnErrorLineAndTheNextTermDecides",
-     {"self.example.org", "192.0.2.1"},
-     Begin("192.0.2.1", "", "self.example.org",
-           "v=spf1 include:self.example.org ip4:192.0.2.1 -all") +
-         "Error: SPFCheck::processINCLUDE - error domain::self.example.org == "
-         "m_domain::self.example.org\n"
-         "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n",
-     "SPFCheck::passed \n"},
-    {"AChainOfElevenLevelsPasses",
-     {"chain1.example.org", "192.0.2.1"},
-     Chain(1, 10) + Begin("192.0.2.1", "", "chain11.example.org", "v=spf1 ip4:192.0.2.1 -all") +
-         "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n",
-     "SPFCheck::passed \n"},
-    {"AChainOfTwelveLevelsPassesTheDepthLimitAndFails",
-     {"chain0.example.org", "192.0.2.1"},
-     Chain(0, 10) + "Warning: SPFCheck::SPFCheck deep max reached\n",
-     "SPFCheck::failed \n"},
-    {"TheTenthSiblingPasses",
-     {"ten.x.test", "192.0.2.10"},
-     Begin("192.0.2.10", "", "ten.x.test", kSiblings) + Siblings("192.0.2.10", 10),
-     "SPFCheck::passed \n"},
-    {"TheEleventhSiblingPassesTheDepthLimitAndFails",
-     {"eleven.x.test", "192.0.2.11"},
-     Begin("192.0.2.11", "", "eleven.x.test", std::string(kSiblings) + " include:s11.x.test") +
-         Siblings("192.0.2.11", 10) +
-         "Debug: SPFCheck::processINCLUDE - domain::s11.x.test\n"
-         "Warning: SPFCheck::SPFCheck deep max reached\n",
-     "SPFCheck::failed \n"},
-    {"AnUpperCaseDomainIsAskedForAndShownAsItIs",
+    {"AnUpperCaseDomainIsAskedForAndPrintedAsGiven",
      {"IP4.Example.ORG", "192.0.2.7"},
      Begin("192.0.2.7", "", "IP4.Example.ORG", "v=spf1 ip4:192.0.2.0/24 -all") +
          "Debug: SPFCheck::processIP4 - domain::192.0.2.0/24\n",
@@ -188,7 +115,7 @@ const Row kRows[] = {
      Begin("192.0.2.1", "", "split.replies.test", "v=spf1 ip4:192.0.2.1 -all") +
          "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n",
      "SPFCheck::passed \n"},
-    {"ASecondStringOf50BytesPutsTheDigit2BeforeIt",
+    {"TheLengthByteOfASecondStringOf50BytesIsTheDigit2",
      {"split-50.replies.test", "192.0.2.21"},
      Begin("192.0.2.21", "", "split-50.replies.test",
            "v=spf1 ip4:192.0.2.21 ip4:198.51.100.101 ip4:198.51.100.102 a ptr -all") +

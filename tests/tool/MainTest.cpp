@@ -130,6 +130,13 @@ TEST_F(MainTest, OneArgumentIsADomainToReport) {
   EXPECT_EQ(server.Questions(), kReportQuestions);
 }
 
+TEST_F(MainTest, AnOptionIsADomainLikeAnyOther) {
+  const ScriptedNameServer server(Zone{});
+  const Result result = Run({"spfcheck", "--help"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.standardOutput, EmptyReport("--help"));
+}
+
 TEST_F(MainTest, AnEmptyAddressAsksForAReportWhateverFollows) {
   for (const Texts& arguments :
        {Texts{"spfcheck", "example.org", ""}, Texts{"spfcheck", "example.org", "", "x@d.test"},
