@@ -18,7 +18,6 @@
 #include <deque>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace {
 

@@ -3,11 +3,9 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <latch>
 #include <stdexcept>
 #include <string>

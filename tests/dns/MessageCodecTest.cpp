@@ -10,7 +10,6 @@
 #include "framework/dns/MessageCodec.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/FailureText.h"
-#include "tests/support/ReplyBuilder.h"
 #include "tests/support/Text.h"
 
 using namespace std::string_literals;

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
-#include <vector>
 
 #include "framework/dns/MessageReader.h"
 #include "tests/support/Bytes.h"

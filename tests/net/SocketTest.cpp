@@ -11,7 +11,6 @@
 #include <cstring>
 #include <latch>
 #include <memory>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
