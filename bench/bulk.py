@@ -1,4 +1,4 @@
-"""Measures spf-bulk beside the library, the name server and another program for many lines."""
+"""Compares spf-bulk with the library, the name server and another program for many lines."""
 
 import re
 import shlex
@@ -26,7 +26,7 @@ HEADS = ("what", "lines a second", "least", "most")
 
 
 def make_zone(names):
-    """Returns a zone in which each name has a record of its own."""
+    """Returns a zone in which each name has its own record."""
     head = "$ORIGIN bench.test.\n$TTL 300\n@ SOA ns1 hostmaster 1 3600 900 86400 300\n@ NS ns1\n"
     return head + "".join(f'd{i} TXT "{RECORD}"\n' for i in range(names))
 
@@ -43,7 +43,7 @@ def _write(world, name, lines):
 
 
 def _timed(world, command, **keywords):
-    """Runs a command. Returns the seconds that it took, and what it printed."""
+    """Runs a command. Returns its seconds and its output."""
     start = time.monotonic()
     result = subprocess.run(command, cwd=world.work, text=True, stdout=subprocess.PIPE,
                             stderr=subprocess.PIPE, check=False, **keywords)
@@ -68,7 +68,7 @@ def _run_bulk(world, file, jobs, lines):
 
 
 def _run_library(world, file, lines):
-    """Returns the rate of the library in a loop of as many threads."""
+    """Returns the rate of the library with as many threads."""
     seconds, printed = _timed(world, [str(world.binaries / "library_loop"), str(JOBS), file])
     if printed.strip() != f"{lines} passed":
         raise surroundings.BenchError(f"the library alone: {printed}")
@@ -76,7 +76,7 @@ def _run_library(world, file, lines):
 
 
 def read_query_rate(printed):
-    """Returns the questions a second that dnsperf tells, if it lost none."""
+    """Returns the questions a second that dnsperf reports, if it lost none."""
     rate = re.search(r"Queries per second: +([0-9.]+)", printed)
     lost = re.search(r"Queries lost: +(\d+)", printed)
     if not rate or not lost or lost[1] != "0":
@@ -139,15 +139,14 @@ def _ask_once(client, number):
 
 
 def _measure_answer(number):
-    """Returns the median of the seconds that so many answers take, one after another."""
+    """Returns the median of the seconds that `number` answers take, one after another."""
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as client:
         client.settimeout(5)
         return statistics.median(_ask_once(client, i) for i in range(number))
 
 
 def _measure_paced(world, lines):
-    """Returns the rate with a name server that takes its time, as a share of the greatest that its
-    answers allow."""
+    """Returns the rate with a slow name server, as a share of the most that its answers allow."""
     surroundings.say(f"spf-bulk, {PACE} ms an answer")
     file = _write(world, "lines", (make_line(i) for i in range(lines)))
     with surroundings.start_paced_name_server(world, PACE):
@@ -158,8 +157,7 @@ def _measure_paced(world, lines):
 
 
 def _measure_slow(world, lines):
-    """Returns the seconds that a run takes in which some lines, spread evenly, take the whole limit
-    of time."""
+    """Returns the seconds of a run in which some lines, spread evenly, take the time limit."""
     surroundings.say("spf-bulk, slow lines")
     every = lines // SLOW_LINES
     file = _write(world, "lines", (make_line(i, "silent" if i % every == every // 2 else "d")
@@ -172,7 +170,7 @@ def _measure_slow(world, lines):
 
 
 def _measure_peak(world, names, lines):
-    """Returns the most memory that spf-bulk has for so many lines, in KiB."""
+    """Returns the peak memory of spf-bulk for `lines` lines, in KiB."""
     surroundings.say(f"spf-bulk, memory for {lines} lines")
     file = _write(world, "lines", (make_line(i % names) for i in range(lines)))
     peak = 0

@@ -1,4 +1,4 @@
-"""Times single runs of spfcheck, beside their least possible cost and beside other programs."""
+"""Compares single runs of spfcheck with their least possible cost and with other programs."""
 
 import os
 import random
@@ -21,7 +21,7 @@ RATIO_HEADS = ("job", "beside", "spfcheck, ms", "least", "most", "the other, ms"
 
 
 class Stopwatch:
-    """Takes the time from the start of a command to its end, with its output thrown away."""
+    """Times a command from its start to its end, and drops its output."""
 
     def __init__(self, work):
         self._null = os.open(os.devnull, os.O_RDWR)
@@ -50,7 +50,7 @@ class Stopwatch:
 
 def time_rounds(take, commands, rounds):
     """Runs all commands in each round, in a random order, so that other work of the machine
-    falls on all of them alike. Returns the times by name; those of a first round do not count."""
+    affects all of them. Returns the times by name, without those of a first round."""
     order = list(commands)
     times = {name: [] for name in commands}
     shuffle = random.Random(1).shuffle
@@ -96,10 +96,9 @@ def _time_jobs(world, stopwatch, counts):
 
 
 def _time_answers(world, stopwatch):
-    """Times the report beside programs that ask for the same records.
+    """Times the report and programs that ask for the same records.
 
-    There is no target: the ratio follows how many libraries those programs load, and how many files
-    the machine reads for that.
+    There is no target: the ratio depends on how many libraries and files those programs load.
     """
     name = jobs.REPORT.arguments[0]
     short = ["+short", name, "A", name, "NS", name, "TXT"]
@@ -124,7 +123,7 @@ def _time_thousand(world, stopwatch, counts):
 
 
 def make_call_table(world, counts):
-    """Returns the system calls of each job by purpose, and the number that its floor makes."""
+    """Returns the system calls of each job by purpose, and the number of its floor."""
     purposes = ("look-up", "log", "console", "rest")
     rows = []
     for name, count in counts.items():
@@ -139,7 +138,7 @@ def make_call_table(world, counts):
 
 def make_call_figures(counts):
     """Returns the system calls of one look-up and of one log line: the difference between two jobs,
-    which has neither the start nor the end of a process in it."""
+    without the start and the end of a process."""
     short, long = counts["chain1"], counts["chain10"]
     look_ups = long.calls.look_ups - short.calls.look_ups
     lines = long.lines - short.lines

@@ -16,8 +16,8 @@ MOST_CHANGE = 0.05
 
 @dataclass
 class Calls:
-    """System calls by their purpose: "look-up", "log", "console" and "rest", which is the
-    start, the end and the files that are read once."""
+    """System calls by their purpose: "look-up", "log", "console" and "rest", which is the start,
+    the end and the files that are read once."""
 
     look_ups: int = 0
     purposes: collections.Counter = field(default_factory=collections.Counter)
@@ -52,7 +52,7 @@ def sort_calls(trace):
 
 
 def _read_calls(trace):
-    """Yields name, arguments and result of each call; one that is resumed counts once."""
+    """Yields name, arguments and result of each call; a resumed one counts once."""
     for line in trace.splitlines():
         call = re.match(r"(?:\d+ +)?([a-z_0-9]+)\((.*)", line)
         if call:
@@ -93,14 +93,14 @@ def _count_job(world, job):
 
 
 def trace_calls(world, run):
-    """Returns the system calls of a program, for a `run` that puts a prefix before its command."""
+    """Returns the system calls of a program that `run` starts with a prefix before its command."""
     trace = world.work / "trace"
     run(["strace", "-f", "-o", str(trace)])
     return sort_calls(trace.read_text(encoding="utf-8"))
 
 
 def _run_job(world, job, prefix):
-    """Runs a job with an empty log. Its environment and its names are the same everywhere."""
+    """Runs a job with an empty log, and with the same environment and names everywhere."""
     (world.work / "log.txtcurrent.log").write_bytes(b"")
     command = [shutil.which(prefix[0]), *prefix[1:], "./spfcheck", *job.arguments]
     output = world.work / "out"
@@ -122,8 +122,8 @@ def make_count_table(counts):
 
 
 def compare(section, counts):
-    """Compares counts with the section of the baseline that has them. Returns lines to print, and
-    whether no figure rose too far and the jobs are the same."""
+    """Compares counts with their section of the baseline. Returns lines to print, and whether no
+    figure rose too far and the jobs are the same."""
     kept = {row[0]: [int(cell) for cell in row[1:3]] for row in tables.read_rows(section)[1:]}
     lines = [f"{name}: not in the baseline" for name in counts if name not in kept]
     lines += [f"{name}: in the baseline, but not counted" for name in kept if name not in counts]

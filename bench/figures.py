@@ -8,7 +8,7 @@ import tables
 
 @dataclass(frozen=True)
 class Target:
-    """A bound that a figure keeps, from above unless `at_least`."""
+    """An upper bound of a figure, or a lower one with `at_least`."""
 
     bound: float
     at_least: bool = False
@@ -22,7 +22,7 @@ class Target:
 
 @dataclass(frozen=True)
 class Figure:
-    """A number that has a target, and how many decimals of it are shown."""
+    """A number with a target, and the number of decimals to show."""
 
     name: str
     value: float
@@ -34,7 +34,7 @@ class Figure:
 
 
 def make_section(table, figures):
-    """Returns a table followed by that of the figures, and whether all figures meet their target."""
+    """Returns a table and that of the figures, and whether all of these meet their target."""
     rows = [(figure.name, f"{figure.value:,.{figure.decimals}f}", figure.target,
              yes_or_no(figure.is_met())) for figure in figures]
     text = f"{table}\n\n{tables.make_table(('figure', 'value', 'target', 'met'), rows)}"

@@ -1,7 +1,7 @@
-/* The least that a check costs: the system calls that it has to make, and nothing else:
+/* The least cost of a check: only the system calls that it has to make.
  *   floor                   does nothing
- *   floor LOOKUPS LINES     asks so many times for a TXT record, then writes so many log lines
- * It does not look into a reply. Ends with status 1 when something fails or no answer comes within
+ *   floor LOOKUPS LINES     asks LOOKUPS times for a TXT record, then writes LINES log lines
+ * It does not read the replies. It ends with status 1 when something fails, or without an answer in
  * five seconds. */
 
 #define _GNU_SOURCE
@@ -15,19 +15,19 @@
 #include <time.h>
 #include <unistd.h>
 
-/* TXT record.bench.test (RFC 1035, section 4.1); its number is put into the first two bytes. */
+/* TXT record.bench.test (RFC 1035, section 4.1); the first two bytes are set to its number. */
 static char query[] = "\0\0\1\0\0\1\0\0\0\0\0\0\6record\5bench\4test\0\0\x10\0\1";
 
 static const char kLine[] = "Debug: SPFCheck::SPFCheck spf record = v=spf1 ip4:192.0.2.0/24 -all\n";
 
-/* Returns a socket that does not block. A flag is added to those that it has. */
+/* Returns a non-blocking socket, whose other flags are kept. */
 static int open_socket(void) {
   const int descriptor = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
   fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
   return descriptor;
 }
 
-/* Waits until a socket can be read, or written to. */
+/* Waits until a socket can be read or written to. */
 static bool wait_for(int descriptor, bool reading) {
   struct timeval limit = {.tv_sec = 5};
   fd_set set;
@@ -36,7 +36,7 @@ static bool wait_for(int descriptor, bool reading) {
   return select(descriptor + 1, reading ? &set : NULL, reading ? NULL : &set, NULL, &limit) == 1;
 }
 
-/* Makes one look-up: a socket of its own, and a second receive that finds no more. */
+/* Makes one look-up, with its own socket and a second receive that finds nothing. */
 static bool look_up(void) {
   const struct sockaddr_in server = {
       .sin_family = AF_INET, .sin_port = htons(53), .sin_addr.s_addr = htonl(INADDR_LOOPBACK)};
@@ -68,7 +68,7 @@ int main(int argc, char* argv[]) {
   const long lines = argc == 3 ? strtol(argv[2], NULL, 10) : 0;
   bool done = true;
   if (lines > 0) {
-    tzset(); /* reads the zone of the clock, which the name of a log file needs */
+    tzset(); /* reads the time zone, for the name of the log file */
   }
   for (long i = 0; i < lookups && done; ++i) {
     done = look_up();

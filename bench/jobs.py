@@ -5,8 +5,7 @@ from dataclasses import dataclass
 
 @dataclass(frozen=True)
 class Job:
-    """One run of spfcheck, the last line that it prints, and the most that its time may be, as a
-    multiple of the time of its floor."""
+    """One run of spfcheck, its last line, and its longest time as a multiple of its floor's."""
 
     name: str
     arguments: tuple

@@ -1,4 +1,4 @@
-// Checks the lines "domain,ip,sender" of a file by the library alone, in a loop of some threads:
+// Checks the lines "domain,ip,sender" of a file with the library alone:
 //   library_loop THREADS FILE
 //
 // Prints how many lines passed.

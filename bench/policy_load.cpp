@@ -3,11 +3,11 @@
 //   policy_load CONNECTIONS REQUESTS DOMAINS PORT
 //   policy_load CONNECTIONS REQUESTS DOMAINS PROGRAM [ARGUMENT...]
 //
-// PORT is one of 127.0.0.1; a PROGRAM is started once for each connection, as Postfix's spawn does.
-// The requests name DOMAINS domains in turn, each is a message of its own. Prints, separated by
-// tabs: requests a second, the 99th percentile of the time for an answer in milliseconds, how many
-// answers do not say that the check passed, and for programs the memory of the largest one and of
-// all, in KiB.
+// PORT is on 127.0.0.1; a PROGRAM is started once for each connection, as Postfix's spawn does. The
+// requests name DOMAINS domains in turn, each for another message. Prints, separated by tabs:
+// requests a second, the 99th percentile of the time for an answer in milliseconds, the number of
+// answers that do not say that the check passed, and for programs the memory of the largest one and
+// of all, in KiB.
 
 #include <arpa/inet.h>
 #include <poll.h>
@@ -108,7 +108,7 @@ bool SaysPassed(const std::string& answer) {
          answer.find("Received-SPF: Pass") != std::string::npos;
 }
 
-// Returns the memory that a program has needed, in KiB.
+// Returns the peak memory of a program, in KiB.
 long PeakMemory(pid_t program) {
   std::FILE* const file = std::fopen(("/proc/" + std::to_string(program) + "/status").c_str(), "r");
   char line[256];
@@ -138,7 +138,7 @@ class Load {
   Load(std::vector<Connection>& connections, int domains)
       : m_connections(connections), m_domains(domains) {}
 
-  // Asks once on each connection; programs need longer for the first answer, as they start.
+  // Asks once on each connection, since programs take longer for the first answer.
   void WarmUp() {
     for (Connection& connection : m_connections) {
       Ask(connection, m_asked++, m_domains);
@@ -150,7 +150,7 @@ class Load {
     }
   }
 
-  // Makes so many requests.
+  // Makes `requests` requests.
   void Run(int requests) {
     const Clock::time_point start = Clock::now();
     const int last = m_asked + requests;
@@ -210,7 +210,7 @@ struct Memory {
   long sum = 0;
 };
 
-// Ends all programs. Returns the memory that they have needed.
+// Ends all programs. Returns their peak memory.
 Memory EndPrograms(const std::vector<Connection>& connections) {
   Memory memory;
   for (const Connection& connection : connections) {
@@ -225,7 +225,7 @@ Memory EndPrograms(const std::vector<Connection>& connections) {
   return memory;
 }
 
-// Allows as many descriptors as the system does.
+// Allows as many descriptors as possible.
 void RaiseDescriptorLimit() {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);

@@ -1,4 +1,4 @@
-"""Measures spf-policyd beside the other policy services for Postfix that Debian has.
+"""Compares spf-policyd with the other policy services for Postfix that Debian has.
 
 Each runs as Postfix runs it: spf-policyd as one process, the others as one for each connection.
 """
@@ -37,7 +37,7 @@ def read_memory(process, name):
 
 def _load(world, connections, requests, target):
     """Returns the figures that policy_load prints: the rate, the 99th percentile of the time for an
-    answer, how many answers do not pass, and the memory of the largest program and of all."""
+    answer, the answers that do not pass, and the memory of the largest program and of all."""
     command = [world.binaries / "policy_load", connections, requests, DOMAINS, *target]
     return [float(figure) for figure in surroundings.run(command).split()]
 

@@ -21,7 +21,7 @@ class BenchError(Exception):
 
 @dataclass(frozen=True)
 class World:
-    """`quick`: everything is done about a hundredth as often, to see that it works."""
+    """With `quick`, everything is done about a hundredth as often, to see that it works."""
 
     binaries: pathlib.Path
     nsd: pathlib.Path
@@ -34,7 +34,7 @@ class World:
 
 
 def enter_network(work):
-    """Starts the loopback device, and makes the name server that of this machine."""
+    """Starts the loopback device and makes its name server the one of this machine."""
     run(["ip", "link", "set", "lo", "up"])
     file = work / "resolv.conf"
     file.write_text("nameserver 127.0.0.1\n", encoding="ascii")
@@ -76,7 +76,7 @@ class Server:
 
 
 def start_nsd(world, zone=None):
-    """Starts nsd with a zone in place of the one in zones/."""
+    """Starts nsd with `zone`, or with the one in zones/."""
     if zone is None:
         shutil.copy(BENCH / "zones/bench.test.zone", world.work)
     else:
@@ -86,7 +86,7 @@ def start_nsd(world, zone=None):
 
 
 def start_paced_name_server(world, milliseconds):
-    """Starts a name server that takes so long for each answer."""
+    """Starts a name server that takes this time for each answer."""
     command = [world.binaries / "paced_name_server", str(milliseconds)]
     return Server(command, "udp", DNS_PORT, world.work)
 
@@ -107,7 +107,7 @@ def say(text):
 
 
 def idle_share(before, after):
-    """Returns which share of its time the machine was idle between two readings of /proc/stat."""
+    """Returns the idle share of the time between two readings of /proc/stat."""
     first, last = ([int(word) for word in text.splitlines()[0].split()[1:9]]
                    for text in (before, after))
     spent = [end - begin for begin, end in zip(first, last)]
