@@ -258,7 +258,7 @@ TEST_F(ConfigTest, AStoreThatWasNeverLoadedGivesTheDefaults) {
   EXPECT_EQ(Config::GetInt("key", -7), -7);
 }
 
-TEST_F(ConfigTest, GetStringLowersTheKeyAndKeepsTheValue) {
+TEST_F(ConfigTest, GetStringMakesTheKeyLowerCaseAndKeepsTheValue) {
   Load("Key=VaLuE\nempty=\n");
   EXPECT_EQ(Config::GetString("KEY", "default"), "VaLuE");
   EXPECT_EQ(Config::GetString("key", "default"), "VaLuE");

@@ -62,7 +62,7 @@ TEST(AnswerWalkTest, TheAnswerCountHasTwoBytes) {
   EXPECT_EQ(Walk(reply.Build()).size(), 300U);
 }
 
-TEST(AnswerWalkTest, OfTheHeaderOnlyTheAnswerCountIsRead) {
+TEST(AnswerWalkTest, OnlyTheAnswerCountOfTheHeaderIsRead) {
   Bytes reply = Reply().A("192.0.2.25").Build();
   for (const std::size_t at : kOtherHeaderBytes) {
     reply[at] = 0xFF;
@@ -248,7 +248,7 @@ TEST(AnswerWalkTest, ATextEndsAtAZeroByteAndTheWalkIsOutOfStep) {
             (Answers{{16, "ab"}, {0x6364, ""}}));
 }
 
-TEST(AnswerWalkTest, AnEmptyTextAtTheEndHasNoValue) {
+TEST(AnswerWalkTest, AnEmptyTextAtTheEndHasAnEmptyValue) {
   EXPECT_EQ(Walk(Reply().TXT({""}).Build()), (Answers{{16, ""}}));
   EXPECT_EQ(Walk(Reply().Record(16, {}).Build()), (Answers{{16, ""}}));
 }

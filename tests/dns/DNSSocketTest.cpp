@@ -356,7 +356,7 @@ TEST_F(DNSSocketTest, AnSPFTextIsRememberedWhicheverLookUpFoundIt) {
   }
 }
 
-TEST_F(DNSSocketTest, OfTwoSPFTextsTheSecondCounts) {
+TEST_F(DNSSocketTest, TheSecondOfTwoSPFTextsCounts) {
   const ScriptedNameServer server(
       Zone{{"TXT example.org", {"v=spf1 a -all", "v=spf1 mx -all", "text"}}});
   EXPECT_EQ(DNSSocket("example.org").GetSPFRecord(), "v=spf1 mx -all");

@@ -125,7 +125,7 @@ TEST_F(HostileReplyTest, ATextThatFillsTheBufferEndsWithIt) {
                       {std::string(1024 - 29 - 12 - 1, 'x')});
 }
 
-TEST_F(HostileReplyTest, OfTwoRepliesTheFirstCounts) {
+TEST_F(HostileReplyTest, TheFirstOfTwoRepliesCounts) {
   ExpectValues(
       [](const Bytes& query) {
         return Datagrams{ReplyBuilder(query).A("192.0.2.1").Build(),

@@ -118,7 +118,7 @@ TEST(MessageCodecTest, LabelsAfterAnEarlyZeroByteNeedRoomInTheBuffer) {
   EXPECT_THROW(MessageCodec::EncodeQuery("." + std::string(1010, 'a'), 1, 0), StdException);
 }
 
-TEST(MessageCodecTest, TheAnswersBeginAfterAQuestionOfTheLengthThatWasSent) {
+TEST(MessageCodecTest, TheAnswersBeginAfterTheQuestionThatWasSent) {
   const struct {
     std::string domain;
     std::uint32_t start;

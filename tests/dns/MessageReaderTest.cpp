@@ -40,7 +40,7 @@ TEST(MessageReaderTest, NumbersAreReadHighByteFirst) {
   EXPECT_EQ(MessageReader(kMessage).ReadUint16(0), 0x1234);
 }
 
-TEST(MessageReaderTest, OutsideTheMessageThereAreZeros) {
+TEST(MessageReaderTest, BytesOutsideTheMessageAreZero) {
   const MessageReader reader(kMessage);
   EXPECT_EQ(reader.ReadByte(6), 0);
   EXPECT_EQ(reader.ReadByte(kLast), 0);

@@ -252,7 +252,7 @@ TEST_F(NameServerLoadTest, AnEmptyAddressInTheFileCountsAsNone) {
   EXPECT_EQ(dns_servers, "192.0.2.53");
 }
 
-TEST_F(NameServerLoadTest, TheConfiguredValueIsTakenAsItIs) {
+TEST_F(NameServerLoadTest, TheConfiguredValueIsNotChecked) {
   SetResolverFile("");
   Configure("dns_server=not an address\n");
   const DNSSocket dns("example.org");

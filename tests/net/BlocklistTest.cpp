@@ -238,7 +238,7 @@ TEST(BlocklistTest, AReversedAddressIsAKey) {
   EXPECT_EQ(resolver.questions[0].node, std::optional<std::string>("4.3.2.1.list.test"));
 }
 
-TEST(BlocklistTest, TheNameIsNotTakenForAFormat) {
+TEST(BlocklistTest, TheNameIsNotAFormat) {
   ScriptedResolver resolver;
   resolver.result = EAI_FAIL;
   EXPECT_EQ(Ask("%n%s", "%d").failure, "%n%s.%d rbl -4 Non-recoverable failure in name resolution");

@@ -120,7 +120,7 @@ TEST(ResolveTest, ThePortOfAnEmptyHostIsDecimalAndKeepsItsLow16Bits) {
   }
 }
 
-TEST(ResolveTest, AnEmptyHostWithAServiceIsNotAskedFor) {
+TEST(ResolveTest, AnEmptyHostWithAServiceNeedsNoResolver) {
   const ScriptedResolver resolver;
   ResolvingSocket socket;
   EXPECT_EQ(socket.Resolve("", "53", false).size(), 1U);

@@ -226,7 +226,7 @@ TEST(SocketTest, CreateSocketMakesANonBlockingSocketWhenAsked) {
   EXPECT_EQ(socket.m_wait, 0);
 }
 
-TEST(SocketTest, CreateSocketThatFailsThrowsAndLeavesTheDescriptorAtMinusOne) {
+TEST(SocketTest, AFailedCreateSocketThrowsAndLeavesTheDescriptorAtMinusOne) {
   OpenedSocket socket;
   EXPECT_EQ(FailureText<SocketException>([&] { socket.CreateSocket(-1, SOCK_DGRAM, 0, true); }),
             "Socket::CreateSocket - socket :: failed with code 97: Address family not supported by "
@@ -382,7 +382,7 @@ TEST(SocketTest, SocketNonBlockingFalseTouchesNoDescriptor) {
   EXPECT_NO_THROW(socket.SocketNonBlocking(false));
 }
 
-TEST(SocketTest, SocketNonBlockingChecksTheWriteOfTheFlagsOnly) {
+TEST(SocketTest, SocketNonBlockingChecksOnlyThatTheFlagsAreSet) {
   OpenedSocket socket(NewDatagramSocket());
   const ScriptedFlags flags(-1, 0);
   EXPECT_NO_THROW(socket.SocketNonBlocking(true));
@@ -415,7 +415,7 @@ TEST(SocketTest, AfterAFailedSocketNonBlockingTheDescriptorStaysOpenAndOwned) {
   EXPECT_EQ(socket.Close(), 0);
 }
 
-TEST(SocketTest, DestroyOfASocketNeverConnectedSucceedsAndCloses) {
+TEST(SocketTest, DestroyClosesASocketThatWasNeverConnected) {
   const int descriptor = socket(AF_INET, SOCK_STREAM, 0);
   OpenedSocket socket(descriptor);
   EXPECT_NO_THROW(socket.Destroy());
@@ -487,7 +487,7 @@ TEST(SocketTest, CloseReturnsTheResultAndForgetsTheDescriptor) {
   EXPECT_FALSE(IsOpen(descriptor));
 }
 
-TEST(SocketTest, CloseReportsNoFailure) {
+TEST(SocketTest, CloseReturnsMinusOneForABadDescriptor) {
   OpenedSocket socket(ClosedDescriptor());
   EXPECT_EQ(socket.Close(), -1);
   EXPECT_EQ(socket.m_descriptor, 0);
@@ -656,7 +656,7 @@ TEST(SocketTest, IsSameNetworkReadsAMalformedNetworkAsAllOnes) {
   EXPECT_FALSE(Socket::IsSameNetwork("junk", inet_addr("192.0.2.1")));
 }
 
-TEST(SocketTest, ARangeBeginsAtTheUnmaskedNetworkAndHoldsTwoToThePowerOf32MinusPrefixAddresses) {
+TEST(SocketTest, ARangeBeginsAtTheUnmaskedNetworkAndHasTwoToThePowerOf32MinusPrefixAddresses) {
   const struct {
     const char* range;
     const char* address;

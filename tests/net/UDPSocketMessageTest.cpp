@@ -51,7 +51,7 @@ TEST(UDPSocketMessageTest, SendMessageWaitsItsTimeoutForTheLengthAnd60SecondsFor
                                   "select 1 reading writing 60.000000", "send 5"}));
 }
 
-TEST(UDPSocketMessageTest, SendMessageIsFalseWhenOneOfTheSendsMovesNothing) {
+TEST(UDPSocketMessageTest, SendMessageIsFalseWhenEitherSendSendsNothing) {
   ScriptedUDPSocket noLength(Done(0), Done(5));
   EXPECT_FALSE(noLength.SendMessage("hello", 1000));
   EXPECT_EQ(noLength.events, Events{"send 4"});

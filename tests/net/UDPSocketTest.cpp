@@ -100,7 +100,7 @@ TEST(UDPSocketTest, ConnectRefusesTheAddress0000AfterOpeningTheSocket) {
   EXPECT_GT(socket.m_descriptor, 0);
 }
 
-TEST(UDPSocketTest, ConnectTakesATextThatIsNotAnAddressForAllOnes) {
+TEST(UDPSocketTest, ConnectReadsATextThatIsNotAnAddressAsAllOnes) {
   for (const char* const text : {"name.server.test", "1.2.3.256", "255.255.255.255", "1.2.3.4.5"}) {
     OpenedUDPSocket socket;
     EXPECT_EQ(socket.Connect(text, "53", false), 0xFFFFFFFFU) << text;

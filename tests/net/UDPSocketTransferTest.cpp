@@ -153,14 +153,14 @@ TEST_F(UDPSocketTransferTest, ReceiveWithoutFillReadsOnce) {
   EXPECT_EQ(socket.events, Events{"receive 7"});
 }
 
-TEST_F(UDPSocketTransferTest, ReceiveEndsWithWhatItHasWhenAReadBringsNothing) {
+TEST_F(UDPSocketTransferTest, ReceiveReturnsWhatItHasWhenAReadBringsNothing) {
   ScriptedUDPSocket socket(Bytes("abc"), Done(0), Bytes("de"));
   EXPECT_EQ(socket.Receive(m_buffer.data(), 7, m_moved, 1000, true), 3);
   EXPECT_EQ(m_moved, 0U);
   EXPECT_EQ(socket.events, (Events{"receive 7", "receive 4"}));
 }
 
-TEST_F(UDPSocketTransferTest, ReceiveEndsWithWhatItHasAfterAHarmlessError) {
+TEST_F(UDPSocketTransferTest, ReceiveReturnsWhatItHasAfterAHarmlessError) {
   for (const int error : {0, EINTR, EAGAIN}) {
     ScriptedUDPSocket socket(Bytes("abc"), Fails(error), Bytes("de"));
     EXPECT_EQ(socket.Receive(m_buffer.data(), 7, m_moved, 1000, true), 3);

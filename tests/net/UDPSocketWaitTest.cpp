@@ -101,7 +101,7 @@ TEST(UDPSocketWaitTest, AWaitToWriteAlsoEndsWhenTheSocketCanBeRead) {
   EXPECT_EQ(socket.SelectReadWrite(pair.One(), false, 1000), 1);
 }
 
-TEST(UDPSocketWaitTest, AWaitWithoutLimitEndsWithTheTraffic) {
+TEST(UDPSocketWaitTest, AWaitWithoutLimitEndsWhenADatagramArrives) {
   for (const int timeoutMs : {0, -1}) {
     Peer peer;
     OpenedUDPSocket socket;

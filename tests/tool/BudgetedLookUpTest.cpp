@@ -189,13 +189,13 @@ TEST_F(BudgetedLookUpTest, ARecordThatIsReadDifferentlyThanPublishedIsMisread) {
   }
 }
 
-TEST_F(BudgetedLookUpTest, AllOfSeveralRecordsAreKnown) {
+TEST_F(BudgetedLookUpTest, EachOfSeveralRecordsIsKept) {
   EXPECT_EQ(Record([](ReplyBuilder& reply) { reply.TXT({"v=spf1 a"}).TXT({kRecord}); }), kRecord);
   EXPECT_EQ(m_lookUp.outcome, Outcome::kAnswered);
   EXPECT_EQ(m_lookUp.policies, (Texts{"v=spf1 a", kRecord}));
 }
 
-TEST_F(BudgetedLookUpTest, AddressesThatAreReadOtherwiseThanPublishedAreMisread) {
+TEST_F(BudgetedLookUpTest, AddressesThatAreReadDifferentlyThanPublishedAreMisread) {
   EXPECT_EQ(Addresses([](ReplyBuilder& reply) {
               reply.Record(1, {192, 0, 2});
             }),
@@ -203,7 +203,7 @@ TEST_F(BudgetedLookUpTest, AddressesThatAreReadOtherwiseThanPublishedAreMisread)
   EXPECT_EQ(m_lookUp.outcome, Outcome::kMisread);
 }
 
-TEST_F(BudgetedLookUpTest, ANameThatFitsNoQueryHasNoAnswer) {
+TEST_F(BudgetedLookUpTest, ANameTooLongForAQueryHasNoAnswer) {
   const ScriptedNameServer server(Answer([](ReplyBuilder&) {}));
   EXPECT_EQ(BudgetedLookUp(std::string(2000, 'x'), m_budget).FindRecord(), "");
   EXPECT_EQ(m_observer.LookUps().back().outcome, Outcome::kNoAnswer);

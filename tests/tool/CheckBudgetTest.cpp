@@ -83,7 +83,7 @@ TEST_F(CheckBudgetTest, NoMoreLookUpsThanAllowedMayBeMade) {
   EXPECT_EQ(budget.GetLookUps(), 3U);
 }
 
-TEST_F(CheckBudgetTest, ABudgetOfNoneAllowsNone) {
+TEST_F(CheckBudgetTest, ABudgetOfZeroAllowsNoLookUp) {
   CheckBudget budget(0, Clock::time_point::max(), m_observer);
   EXPECT_EQ(ReasonOf(budget), Reason::kLookUps);
   EXPECT_EQ(budget.GetLookUps(), 0U);

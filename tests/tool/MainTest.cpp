@@ -149,7 +149,7 @@ TEST_F(MainTest, AnEmptyAddressAsksForAReportWhateverFollows) {
   }
 }
 
-TEST_F(MainTest, MoreThanFourArgumentsAreIgnoredAndTheEmptyDomainReported) {
+TEST_F(MainTest, MoreThanFourArgumentsGiveTheReportOfTheEmptyDomain) {
   for (const Texts& arguments :
        {Texts{"spfcheck", "example.org", "192.0.2.1", "x@d.test", "v=spf1 -all", "more"},
         Texts{"spfcheck", "example.org", "192.0.2.1", "", "", "", "", ""}}) {

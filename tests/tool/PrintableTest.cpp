@@ -6,7 +6,7 @@
 
 using namespace std::string_literals;
 
-TEST(PrintableTest, PrintableAsciiStaysAsItIs) {
+TEST(PrintableTest, PrintableAsciiIsKept) {
   std::string printable;
   for (char c = ' '; c <= '~'; ++c) {
     printable += c;

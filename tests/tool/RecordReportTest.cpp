@@ -75,7 +75,7 @@ TEST_F(RecordReportTest, AddressesThenNameServersThenTextsAreAskedForOnceEach) {
   EXPECT_EQ(server.Questions(), (Texts{"A example.org", "NS example.org", "TXT example.org"}));
 }
 
-TEST_F(RecordReportTest, EachHeaderIsOutBeforeItsLookUpStarts) {
+TEST_F(RecordReportTest, EachHeaderIsPrintedBeforeItsLookUpStarts) {
   Texts received;
   {
     const ScriptedNameServer server([&](const Bytes& query) {
@@ -142,7 +142,7 @@ TEST_F(RecordReportTest, TheHeaderIsPrintedBeforeAnExceptionOfTheLookUpLeaves) {
             "A records : \n");
 }
 
-TEST_F(RecordReportTest, RecordsOfOtherTypesInAReplyAreInTheSectionAskedFor) {
+TEST_F(RecordReportTest, RecordsOfOtherTypesAppearInTheSectionOfTheQuestion) {
   const ScriptedNameServer server([](const Bytes& query) {
     return Datagrams{ReplyBuilder(query).A("192.0.2.1").TXT({"text"}).Build()};
   });

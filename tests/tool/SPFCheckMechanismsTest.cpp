@@ -242,7 +242,7 @@ TEST_F(SPFCheckMechanismsTest, AFailedLookUpOfAnATermDoesNotMatchAndTheNextTermI
                              "Debug: SPFCheck::processIP4 - domain::192.0.2.1\n");
 }
 
-TEST_F(SPFCheckMechanismsTest, AServerThatCannotBeUsedThrowsOutOfAnATerm) {
+TEST_F(SPFCheckMechanismsTest, AServerThatCannotBeUsedMakesAnATermThrow) {
   dns_servers = "0.0.0.0";
   EXPECT_EQ(FailureOf<UDPSocketException>("a"), "UDPSocket::Connect - inet_addr() failed");
 }

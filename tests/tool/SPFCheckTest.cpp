@@ -246,7 +246,7 @@ TEST_F(SPFCheckTest, TheVersionMayComeLaterOrBeMissing) {
   EXPECT_TRUE(CheckRecord("ip4:192.0.2.9 v=spf1 ip4:192.0.2.1").passed);
 }
 
-TEST_F(SPFCheckTest, WithoutARecordThePublishedOneIsTaken) {
+TEST_F(SPFCheckTest, WithoutARecordThePublishedOneIsUsed) {
   const Outcome outcome =
       CheckRecord("", Zone{{"TXT example.org", {"text", "v=spf1 ip4:192.0.2.1"}}});
   EXPECT_TRUE(outcome.passed);
@@ -255,7 +255,7 @@ TEST_F(SPFCheckTest, WithoutARecordThePublishedOneIsTaken) {
   EXPECT_EQ(outcome.questions, (Texts{"TXT example.org"}));
 }
 
-TEST_F(SPFCheckTest, OfTwoPublishedRecordsTheLastIsTaken) {
+TEST_F(SPFCheckTest, TheLastOfTwoPublishedRecordsIsUsed) {
   const Zone zone = {{"TXT example.org", {"v=spf1 ip4:192.0.2.1", "v=spf1 ip4:192.0.2.9"}}};
   EXPECT_FALSE(CheckRecord("", zone).passed);
 }
@@ -543,7 +543,7 @@ TEST_F(SPFCheckTest, ALoopOfTwoDomainsEndsAtTheDepthLimit) {
   EXPECT_EQ(Count(outcome.log, kDeep), 1);
 }
 
-TEST_F(SPFCheckTest, OfElevenSiblingIncludesTheEleventhIsTooDeep) {
+TEST_F(SPFCheckTest, TheEleventhSiblingIncludeIsTooDeep) {
   std::string record = "v=spf1";
   std::string log;
   for (int i = 0; i < 11; ++i) {

@@ -333,7 +333,7 @@ TEST_F(SenderCheckTest, ATermWithADifferentPublishedMeaningDoesNotMatch) {
         "192.0.0.2"}});
 }
 
-TEST_F(SenderCheckTest, ARecordOfWhichNoTermMatchesFails) {
+TEST_F(SenderCheckTest, ARecordWithoutAMatchingTermFails) {
   ExpectFailed(
       {
           "v=spf1 -all",
@@ -561,7 +561,7 @@ TEST_F(SenderCheckTest, AMatchOfATruncatedAnswerPasses) {
   });
 }
 
-TEST_F(SenderCheckTest, AMatchOfARecordOfAnotherDomainDoesNotPass) {
+TEST_F(SenderCheckTest, AMatchOfAnUnreliableAnswerDoesNotPass) {
   ExpectVerdicts({
       {{{"TXT d.test", WithFlags(kServFail, Text("v=spf1 ip4:192.0.2.1"))}},
        kNoVerdict,
