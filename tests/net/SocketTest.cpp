@@ -397,14 +397,6 @@ TEST(SocketTest, TheNonBlockingFieldIsNeverReset) {
   EXPECT_EQ(socket.m_nonBlocking, 1);
 }
 
-TEST(SocketTest, SocketNonBlockingThrowsForABadDescriptor) {
-  OpenedSocket socket(ClosedDescriptor());
-  EXPECT_EQ(FailureText<SocketException>([&] { socket.SocketNonBlocking(true); }),
-            "Socket::SocketNonBlocking - fcntl :: failed with code 9: Bad file descriptor");
-  EXPECT_EQ(socket.m_nonBlocking, 0);
-  socket.m_descriptor = 0;
-}
-
 TEST(SocketTest, AfterAFailedSocketNonBlockingTheDescriptorStaysOpenAndOwned) {
   const int descriptor = open("/", O_PATH);  // its flags can be read but not set
   OpenedSocket socket;
