@@ -249,6 +249,14 @@ TEST_F(SenderCheckTest, MalformedArgumentsAreNamedAndNoQueryIsSent) {
   EXPECT_EQ(server.Queries().size(), 0U);
 }
 
+TEST_F(SenderCheckTest, ADomainAsWrittenIsLookedUpUnchanged) {
+  const ScriptedNameServer server(AnswerFrom({{"TXT a@D.test", Text("v=spf1 ip4:192.0.2.1")}}));
+  const SenderCheck::AsWritten domain{"a@D.test"};
+  EXPECT_EQ(SenderCheck(kClient, domain, Enough()).GetVerdict(), kPassed);
+  EXPECT_EQ(SenderCheck("::1", domain, Enough()).GetReason(), "malformed address: ::1");
+  EXPECT_EQ(server.Queries().size(), 1U);
+}
+
 TEST_F(SenderCheckTest, TheCheckedDomainIsKept) {
   EXPECT_EQ(SenderCheck(kClient, "<joe@d.test>", "v=spf1", Enough(), nullptr).GetDomain(),
             "d.test");
