@@ -81,10 +81,10 @@ std::vector<std::string> Split(const std::string& text, char end) {
 
 TEST_F(ProgressTest, ATerminalShowsItInOneLineThatIsErasedAtTheEnd) {
   const std::vector<std::string> drawn = Split(RunOnTerminal(120), '\r');
-  ASSERT_GE(drawn.size(), 5U);   // before the first, and the erasure
+  ASSERT_GE(drawn.size(), 6U);   // before the first, and the erasure
   EXPECT_LE(drawn.size(), 18U);  // ten a second
   EXPECT_EQ(drawn.front(), "");
-  for (std::size_t i = 3; i + 1 < drawn.size(); ++i) {
+  for (std::size_t i = 3; i + 2 < drawn.size(); ++i) {  // the last may show the slow line as done
     EXPECT_TRUE(drawn[i].starts_with("2 of 3 lines, ")) << drawn[i];
     EXPECT_TRUE(drawn[i].ends_with("; 1 passed, 0 failed, 0 error\x1b[K")) << drawn[i];
   }
