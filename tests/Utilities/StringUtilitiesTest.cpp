@@ -96,6 +96,9 @@ TEST(TrimTest, TheSourceIsUnchangedAndTheTextIsACopy) {
   EXPECT_EQ(source, " a ");
   source = "other";
   EXPECT_EQ(trim.CopyCString(), "a");
+  Trim other("b", " ");
+  other = trim;
+  EXPECT_EQ(other.CopyCString(), "a");
 }
 
 TEST(CaseTest, OnlyAsciiLettersChange) {

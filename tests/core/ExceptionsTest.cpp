@@ -49,6 +49,25 @@ std::string CaughtAs() {
                        UDPSocketTimeoutException, ConfigException>();
 }
 
+// Only StdSystemException has more data, and no class has a what() of its own.
+template <typename Class>
+constexpr bool kIsPlain =
+    std::is_same_v<decltype(&Class::what), decltype(&StdException::what)>&&
+        std::is_copy_constructible_v<Class>&& std::is_copy_assignable_v<Class>&&
+            std::has_virtual_destructor_v<Class> &&
+    sizeof(Class) == sizeof(void*) + sizeof(std::string);
+
+TEST(ExceptionsTest, EachClassHasOnlyTheTextAndTheWhatOfTheFirst) {
+  EXPECT_TRUE(kIsPlain<StdException>);
+  EXPECT_TRUE(kIsPlain<SocketException>);
+  EXPECT_TRUE(kIsPlain<SocketClosedException>);
+  EXPECT_TRUE(kIsPlain<RBLSocketException>);
+  EXPECT_TRUE(kIsPlain<UDPSocketException>);
+  EXPECT_TRUE(kIsPlain<UDPSocketTimeoutException>);
+  EXPECT_TRUE(kIsPlain<ConfigException>);
+  EXPECT_TRUE((std::is_same_v<decltype(&StdSystemException::what), decltype(&StdException::what)>));
+}
+
 TEST(ExceptionsTest, EachClassIsCaughtAsItselfAndAsItsBases) {
   EXPECT_EQ(CaughtAs<StdException>(), "x.......");
   EXPECT_EQ(CaughtAs<StdSystemException>(), "xx......");

@@ -1,9 +1,10 @@
-// Which sources and headers may include which others.
+// Which sources and headers may include which others, and that files of tests have some.
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
@@ -86,6 +87,16 @@ TEST(LayersTest, AnIncludePointsToALowerLayer) {
     const std::string text = include.file + " includes " + include.included;
     if (include.Folder() != include.IncludedFolder() && !exceptions.contains(text)) {
       EXPECT_GT(kLayers.at(include.Folder()), kLayers.at(include.IncludedFolder())) << text;
+    }
+  }
+}
+
+TEST(LayersTest, EachFileOfTestsHasATest) {
+  for (const auto& entry : fs::recursive_directory_iterator(fs::path(PROJECT_ROOT) / "tests")) {
+    if (entry.path().string().ends_with("Test.cpp")) {
+      std::ifstream file(entry.path());
+      const std::string text(std::istreambuf_iterator<char>(file), {});
+      EXPECT_NE(text.find("\nTEST"), std::string::npos) << entry.path();
     }
   }
 }

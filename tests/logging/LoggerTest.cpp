@@ -191,6 +191,10 @@ TEST_F(LoggerTest, TheLevelsHaveTheirNumbers) {
   EXPECT_EQ(fwk::Error, 5);
 }
 
+TEST_F(LoggerTest, AnObjectHasOnlyTheDataOfItsThread) {
+  EXPECT_EQ(sizeof(Logger), sizeof(ThreadedObject));
+}
+
 TEST_F(LoggerTest, InitSetsItsFourValuesAndNoOthers) {
   Logger::m_bToFile = false;
   Logger::m_bToConsole = true;

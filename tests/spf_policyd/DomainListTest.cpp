@@ -36,8 +36,8 @@ TEST(DomainListTest, AnEmptyTextIsAnEmptyList) {
 }
 
 TEST(DomainListTest, ItsNamesHaveNoLeadingDots) {
-  EXPECT_EQ(DomainList("Example.org,.example.net").GetNames(),
-            (std::vector<std::string>{"example.org", "example.net"}));
+  EXPECT_EQ(DomainList("Example.org,.example.net,local").GetNames(),
+            (std::vector<std::string>{"example.org", "example.net", "local"}));
 }
 
 TEST(DomainListTest, AnItemThatIsNotADomainIsNamed) {

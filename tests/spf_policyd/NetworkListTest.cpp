@@ -63,7 +63,7 @@ TEST(NetworkListTest, AnItemThatIsNotANetworkIsNamed) {
       {"2001:db8::1/64", "a bit after the prefix is set: "},
   };
   for (const auto& [item, fault] : rows) {
-    EXPECT_EQ(FailureText<StdException>([&] { NetworkList(std::string("127.0.0.0/8,") + item); }),
-              fault + item);
+    const std::string text = std::string("127.0.0.0/8,") + item;
+    EXPECT_EQ(FailureText<StdException>([&] { NetworkList list(text); }), fault + item);
   }
 }
