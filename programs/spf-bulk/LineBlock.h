@@ -1,6 +1,6 @@
-// LineBlock holds consecutive lines of the input, and the state of each. It takes only 8 bytes more
-// for a line, as there may be millions of short ones. All full blocks have the same size, so that a
-// new one fits in the memory of an old one.
+// LineBlock holds consecutive lines of the input, and the state of each, which has only 8 bytes as
+// there may be millions of short lines. Full blocks reserve the same memory, whatever their lines,
+// so that a new one fits where an old one was.
 //
 // One thread at a time may change it. Other threads may read lines meanwhile, once it is closed.
 

@@ -235,10 +235,10 @@ class ReadUntilItWaits {
   // Returns the number of blocks after 0.1 s in which none was added.
   std::uint64_t CountBlocks() {
     std::uint64_t before = 0;
-    do {
+    for (int i = 0; i < 100 && (before == 0 || m_blocks != before); ++i) {
       before = m_blocks;
       std::this_thread::sleep_for(100ms);
-    } while (m_blocks != before || before == 0);
+    }
     return before;
   }
 
